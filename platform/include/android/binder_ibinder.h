@@ -1,0 +1,13 @@
+// The one inter-process call fact that a plug-in asks for: who is calling.
+#pragma once
+
+#include <sys/types.h>
+
+extern "C" {
+#pragma GCC visibility push(default)
+
+/** The user id of the process whose call the current thread is serving. */
+uid_t AIBinder_getCallingUid();
+
+#pragma GCC visibility pop
+}

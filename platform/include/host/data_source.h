@@ -1,0 +1,91 @@
+// Byte sources for a host that plays the framework.
+#pragma once
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "media/MediaExtractorPluginApi.h"
+
+namespace host {
+
+/** A byte source behind a CDataSource. Derived classes give the bytes and the size. */
+class DataSource {
+  public:
+    DataSource()
+        : mSlots{[](void* handle, off64_t offset, void* data, size_t size) {
+                     return static_cast<DataSource*>(handle)->readAt(offset, data, size);
+                 },
+                 [](void* handle, off64_t* size) {
+                     return static_cast<DataSource*>(handle)->getSize(size);
+                 },
+                 [](void*) { return uint32_t{0}; }, [](void*, char*, size_t) { return false; },
+                 this} {}
+    DataSource(const DataSource&) = delete;
+    DataSource& operator=(const DataSource&) = delete;
+    virtual ~DataSource() = default;
+
+    /** The record to pass to a plug-in; valid as long as this object. */
+    android::CDataSource* slots() { return &mSlots; }
+
+    /** See CDataSource. */
+    virtual ssize_t readAt(off64_t offset, void* data, size_t size) = 0;
+    virtual android::status_t getSize(off64_t* size) = 0;
+
+  private:
+    android::CDataSource mSlots;
+};
+
+/** Bytes in memory that the caller keeps. With `size_known` false, getSize fails and stores 0. */
+class MemorySource : public DataSource {
+  public:
+    MemorySource(const void* bytes, size_t size, bool size_known = true)
+        : mBytes(static_cast<const char*>(bytes)), mSize(size), mSizeKnown(size_known) {}
+
+    ssize_t readAt(off64_t offset, void* data, size_t size) override {
+        if (offset < 0) return android::UNKNOWN_ERROR;
+        const auto start = static_cast<uint64_t>(offset);
+        if (start >= mSize || size == 0) return 0;
+        const size_t count = std::min(size, mSize - static_cast<size_t>(start));
+        memcpy(data, mBytes + start, count);
+        return static_cast<ssize_t>(count);
+    }
+    android::status_t getSize(off64_t* size) override {
+        *size = mSizeKnown ? static_cast<off64_t>(mSize) : 0;
+        return mSizeKnown ? android::OK : android::UNKNOWN_ERROR;
+    }
+
+  private:
+    const char* mBytes;
+    size_t mSize;
+    bool mSizeKnown;
+};
+
+/** A file, opened for reading at construction. One that could not be opened fails every call. */
+class FileSource : public DataSource {
+  public:
+    explicit FileSource(const char* path) : mFd(open(path, O_RDONLY | O_CLOEXEC)) {}
+    ~FileSource() override {
+        if (mFd >= 0) close(mFd);
+    }
+
+    bool isOpen() const { return mFd >= 0; }
+    ssize_t readAt(off64_t offset, void* data, size_t size) override {
+        return pread64(mFd, data, size, offset);
+    }
+    /** The size of a regular file; fails and stores 0 for anything else. */
+    android::status_t getSize(off64_t* size) override {
+        struct stat64 about;
+        const bool known = fstat64(mFd, &about) == 0 && S_ISREG(about.st_mode);
+        *size = known ? about.st_size : 0;
+        return known ? android::OK : android::UNKNOWN_ERROR;
+    }
+
+  private:
+    int mFd;
+};
+
+}  // namespace host

@@ -1,0 +1,16 @@
+// Format keys that the public key list lacks, from a library of their own (libextmediaformatdef).
+// Their text is opaque: callers compare and pass on the strings, nothing more.
+#pragma once
+
+namespace android {
+#pragma GCC visibility push(default)
+
+extern const char* AMEDIAFORMAT_KEY_WRITER;               ///< string
+extern const char* AMEDIAFORMAT_KEY_CHAR_ENCODING_TYPES;  ///< string: key=code: for each text key
+extern const char* AMEDIAFORMAT_KEY_MIN_BLOCK_SIZE;       ///< int32, samples
+extern const char* AMEDIAFORMAT_KEY_MAX_BLOCK_SIZE;       ///< int32, samples
+extern const char* AMEDIAFORMAT_KEY_MIN_FRAME_SIZE;       ///< int32, bytes
+extern const char* AMEDIAFORMAT_KEY_MAX_FRAME_SIZE;       ///< int32, bytes
+
+#pragma GCC visibility pop
+}  // namespace android

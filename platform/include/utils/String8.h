@@ -1,0 +1,58 @@
+// String8: a string of 8-bit characters, as far as building text goes.
+#pragma once
+
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "utils/Errors.h"
+
+namespace android {
+
+/** Text with a NUL behind it. A null pointer counts as empty text. Without memory the text stays
+    what it was: a copy or a construction then comes out empty, an append says NO_MEMORY. */
+class String8 {
+  public:
+    String8() = default;
+    explicit String8(const char* text) { append(text); }
+    explicit String8(const char* bytes, size_t count) { append(bytes, count); }
+    String8(const String8& other) { append(other); }
+    String8(String8&& other) noexcept { swap(other); }
+    ~String8() { free(mText); }
+    String8& operator=(String8 other) noexcept {
+        swap(other);
+        return *this;
+    }
+
+    status_t append(const String8& other) { return append(other.mText, other.mSize); }
+    status_t append(const char* text) { return append(text, text != nullptr ? strlen(text) : 0); }
+    status_t append(const char* bytes, size_t count) {
+        if (bytes == nullptr || count == 0) return OK;
+        // A new block each time, so that text of the string itself can be appended.
+        auto* joined = static_cast<char*>(malloc(mSize + count + 1));
+        if (joined == nullptr) return NO_MEMORY;
+        memcpy(joined, string(), mSize);
+        memcpy(joined + mSize, bytes, count);
+        mSize += count;
+        joined[mSize] = '\0';
+        free(std::exchange(mText, joined));
+        return OK;
+    }
+
+    const char* string() const { return mText != nullptr ? mText : ""; }
+    const char* c_str() const { return string(); }
+    size_t size() const { return mSize; }
+    size_t length() const { return mSize; }
+    bool isEmpty() const { return mSize == 0; }
+
+  private:
+    void swap(String8& other) noexcept {
+        std::swap(mText, other.mText);
+        std::swap(mSize, other.mSize);
+    }
+
+    char* mText = nullptr;  ///< From malloc; null while empty.
+    size_t mSize = 0;       ///< Without the NUL.
+};
+
+}  // namespace android

@@ -1,0 +1,45 @@
+// sp<T>: a strong reference to a RefBase object.
+#pragma once
+
+#include <cstddef>
+#include <utility>
+
+namespace android {
+
+/** Holds one strong reference, or null. One sp belongs to one thread at a time; several sp may
+    share an object across threads. */
+template <typename T>
+class sp {
+  public:
+    sp() = default;
+    sp(std::nullptr_t) {}
+    sp(T* object) : mObject(object) {
+        if (mObject != nullptr) mObject->incStrong(this);
+    }
+    sp(const sp& other) : sp(other.mObject) {}
+    sp(sp&& other) noexcept : mObject(std::exchange(other.mObject, nullptr)) {}
+    ~sp() {
+        if (mObject != nullptr) mObject->decStrong(this);
+    }
+
+    /** Assigns from anything that an sp can be made of. The old reference is dropped last. */
+    sp& operator=(sp other) noexcept {
+        std::swap(mObject, other.mObject);
+        return *this;
+    }
+    void clear() { *this = nullptr; }
+
+    T* get() const { return mObject; }
+    T* operator->() const { return mObject; }
+    T& operator*() const { return *mObject; }
+    explicit operator bool() const { return mObject != nullptr; }
+    friend bool operator==(const sp& a, const sp& b) { return a.mObject == b.mObject; }
+    friend bool operator!=(const sp& a, const sp& b) { return a.mObject != b.mObject; }
+    friend bool operator==(const sp& a, const T* b) { return a.mObject == b; }
+    friend bool operator!=(const sp& a, const T* b) { return a.mObject != b; }
+
+  private:
+    T* mObject = nullptr;
+};
+
+}  // namespace android
