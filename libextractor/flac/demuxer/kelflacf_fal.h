@@ -1,0 +1,122 @@
+// The buffered reader: bytes, big-endian words, look-ahead, block reads, skips and repositioning
+// over an I/O callback record, through a ring buffer.
+//
+// Everything that the demuxer looks at comes through here. The source is read in chunks of at
+// most 4096 bytes that end on 4096-byte boundaries of the file. A failed read of the source and
+// the end of its data are one case: `eof` is set and values read as zero.
+//
+// All operations take a reader that kelflacf_fal_create has initialised, whatever it returned,
+// and that kelflacf_fal_delete has not yet torn down. Counts and offsets are 0 or more. One
+// thread at a time.
+#pragma once
+
+#include <cstdint>
+
+#include "libextractor/mfal/kelcmn_mfal.h"
+
+/** Bytes per read of the source, and the alignment of every reload. A power of two. */
+constexpr int32_t KELFLACF_FAL_CHUNK = 4096;
+
+/** Results of the reader, a part of the demuxer's own codes. */
+enum {
+    KELFLACF_FAL_OK = 0,
+    KELFLACF_FAL_END = 1,        ///< The data ended.
+    KELFLACF_FAL_E_MEMORY = -2,  ///< An allocation failed.
+    KELFLACF_FAL_E_SOURCE = -4,  ///< The source could not be opened, or refused a position.
+};
+
+/**
+ * One reader. Invariants:
+ * - Unread bytes are buf[rd], ... up to wr, wrapping at `size`; rd == wr means none.
+ * - The handle's position is the file offset just behind the last buffered byte.
+ * - While the source gives full reads, a byte's ring offset equals its file offset modulo 4096.
+ */
+struct KELFLACF_FAL {
+    _KELCMN_MFAL mfal;  ///< Copy of the caller's record; every call but open() goes through it.
+    void* fp;           ///< The handle that open() returned; owned; null when closed.
+    uint8_t* buf;       ///< The ring; owned.
+    int32_t rd;         ///< Ring offset of the next unread byte, 0 to size - 1.
+    int32_t wr;         ///< Ring offset at which the next refill stores, 0 to size - 1.
+    int32_t size;       ///< Ring size in bytes: 8192 times a power of two.
+    int32_t eof;        ///< 1 once a read came back short or empty. Refill steps stop at it.
+};
+
+/**
+ * Opens the source and loads the first chunk.
+ *
+ * `size_hint` is the byte count that must fit in the ring beside one chunk. The caller keeps
+ * `record`; it must outlive this call only. Whatever the result, the caller later calls
+ * kelflacf_fal_delete once.
+ *
+ * @return 0; 1 when the source gave no byte at all (the reader is usable); -4 when open() gave no
+ *     handle; -2 when there is no memory for the ring (the handle is then closed).
+ */
+int kelflacf_fal_create(KELFLACF_FAL* fal, _KELCMN_MFAL* record, int size_hint);
+
+/**
+ * Grows the ring so that `count` bytes fit beside one chunk, keeping the unread bytes.
+ *
+ * @return 0 (also when the ring is large enough already); -2 when there is no memory or the size
+ *     would pass 2^30, with the old ring kept.
+ */
+int kelflacf_fal_resize_buf(KELFLACF_FAL* fal, int count);
+
+/** Frees the ring and closes the handle. Harmless on a reader that holds neither. */
+void kelflacf_fal_delete(KELFLACF_FAL* fal);
+
+/** The number of unread bytes in the ring, 0 to size - 1. Reads nothing. */
+int32_t kelflacf_fal_buffered(const KELFLACF_FAL* fal);
+
+/**
+ * One refill step: at most one read of the source, when fewer than `wanted` bytes are buffered and
+ * `eof` is clear. A read that gives nothing sets `eof`. Never touches unread bytes: a step that
+ * would reach them does nothing.
+ */
+void KELFLACF_FAL_FILL_BUF2(KELFLACF_FAL* fal, int wanted);
+
+/** Tops the ring up with whole chunks, regardless of `eof` and without setting it, and returns
+    the buffered count. */
+int kelflacf_fal_bytes_peek(KELFLACF_FAL* fal);
+
+/** The byte `offset` bytes ahead, or 0 when it is not buffered after one refill step for a single
+    byte. Consumes nothing. */
+int kelflacf_fal_peek1(KELFLACF_FAL* fal, int offset);
+
+/** The next byte, consumed, or 0 at the end of the data. */
+int kelflacf_fal_read1(KELFLACF_FAL* fal);
+
+/** The big-endian word `offset` bytes ahead, or 0 when its four bytes are not all buffered after
+    one refill step for four bytes. Consumes nothing. */
+uint32_t kelflacf_fal_peek4(KELFLACF_FAL* fal, int offset);
+
+/** The next big-endian word, consumed, or 0 with nothing consumed when fewer than four bytes are
+    left. */
+uint32_t kelflacf_fal_read4(KELFLACF_FAL* fal);
+
+/** Copies up to `count` bytes to `dst` and consumes them. Returns the number copied; fewer than
+    `count` means that the data ended. */
+int kelflacf_fal_read(KELFLACF_FAL* fal, void* dst, int count);
+
+/**
+ * Consumes `count` bytes. A skip of the whole buffered count or more reloads the ring from the
+ * source at the new position, or with `eof` set empties it.
+ *
+ * @return 0; 1 when the skip ran into the end of the data. A negative count does nothing.
+ */
+int kelflacf_fal_skip(KELFLACF_FAL* fal, int count);
+
+/** Stores the file offset of the next unread byte. Returns 0. */
+int kelflacf_fal_getpos(KELFLACF_FAL* fal, long long* pos);
+
+/**
+ * Moves to the file offset at `target`. Moves inside the ring when the target is among the unread
+ * bytes; otherwise reloads from the 4096-aligned offset at or below it. A target at or beyond a
+ * known source size leaves the ring empty at that size. Any other target clears `eof` first.
+ *
+ * @return 0; 1 when there is nothing to read at the target; -4 when the source refused the
+ *     position (the ring is unchanged, `eof` is clear).
+ */
+int kelflacf_fal_setpos(KELFLACF_FAL* fal, const long long* target);
+
+/** Stores the source's size (0 when unknown) and returns the record's own status. */
+int kelflacf_fal_getsize(KELFLACF_FAL* fal, long long* size);

@@ -1,0 +1,55 @@
+// 64-bit arithmetic that wraps on purpose, in one place and without undefined behaviour.
+//
+// Times and seek steps multiply numbers from the file (36-bit frame numbers, 16-bit block sizes,
+// 64-bit times); the low 64 bits of a product are the result. Everything else in the demuxer is
+// expected not to wrap.
+#pragma once
+
+#include <cstdint>
+
+#if defined(__clang__)
+#define KELFLAC_WRAPS __attribute__((no_sanitize("unsigned-integer-overflow")))
+#else
+#define KELFLAC_WRAPS
+#endif
+
+/** Two's complement reading of 64 bits. */
+constexpr int64_t as_signed(uint64_t v) {
+    return static_cast<int64_t>(v);
+}
+constexpr uint64_t as_unsigned(int64_t v) {
+    return static_cast<uint64_t>(v);
+}
+
+KELFLAC_WRAPS constexpr uint64_t wrap_add_u(uint64_t a, uint64_t b) {
+    return a + b;
+}
+KELFLAC_WRAPS constexpr uint64_t wrap_sub_u(uint64_t a, uint64_t b) {
+    return a - b;
+}
+KELFLAC_WRAPS constexpr uint64_t wrap_mul_u(uint64_t a, uint64_t b) {
+    return a * b;
+}
+
+constexpr int64_t wrap_add(int64_t a, int64_t b) {
+    return as_signed(wrap_add_u(as_unsigned(a), as_unsigned(b)));
+}
+constexpr int64_t wrap_sub(int64_t a, int64_t b) {
+    return as_signed(wrap_sub_u(as_unsigned(a), as_unsigned(b)));
+}
+constexpr int64_t wrap_mul(int64_t a, int64_t b) {
+    return as_signed(wrap_mul_u(as_unsigned(a), as_unsigned(b)));
+}
+
+/** Quotient truncated toward zero; 0 for a zero divisor; the most negative value divided by -1
+    wraps to itself. */
+constexpr int64_t wrap_div(int64_t a, int64_t b) {
+    if (b == 0) return 0;
+    if (b == -1) return wrap_sub(0, a);
+    return a / b;
+}
+
+/** `number` * 10 + `digit` modulo 2^32, on the bits of a signed number. */
+KELFLAC_WRAPS constexpr int32_t wrap_append_digit(int32_t number, uint32_t digit) {
+    return static_cast<int32_t>(static_cast<uint32_t>(number) * 10 + digit);
+}
