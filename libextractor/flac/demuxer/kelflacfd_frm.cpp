@@ -1,0 +1,126 @@
+// Frames: where they start and end, and handing them out.
+//
+// A frame carries no length (RFC 9639, 9). It runs up to the next header of the same stream, or to
+// the end of the file, and both are found by searching.
+#include <algorithm>
+
+#include "libextractor/flac/demuxer/kelflacfd_internal.h"
+#include "libextractor/flac/demuxer/wrap_arith.h"
+
+namespace {
+
+constexpr int SYNC_BYTES = 4;
+
+/** Whether a header of the same rate, channels and sample size stands at `offset`. Block size and
+    number may differ. */
+bool is_successor(KELFLACF_FAL* fal, int offset, const KELFLACFD_FRM_HDR& hdr) {
+    if (!check_frm_sync(kelflacf_fal_peek4(fal, offset))) return false;
+    KELFLACFD_FRM_HDR next;
+    if (check_frm_hdr(fal, offset, &next.frm_num, &next.hz_code, &next.ch, &next.bits_code) != 0) {
+        return false;
+    }
+    return next.hz_code == hdr.hz_code && next.ch == hdr.ch && next.bits_code == hdr.bits_code;
+}
+
+/** The distance from the header at the read point to its successor among the first `buffered`
+    bytes, or 0. */
+int find_successor(KELFLACF_FAL* fal, int buffered, const KELFLACFD_FRM_HDR& hdr) {
+    for (int offset = SYNC_BYTES; offset < buffered; ++offset) {
+        if (is_successor(fal, offset, hdr)) return offset;
+    }
+    return 0;
+}
+
+bool buffered_to_end(KELFLACF_FAL* fal, int buffered) {
+    long long pos = 0;
+    long long size = 0;
+    kelflacf_fal_getpos(fal, &pos);
+    kelflacf_fal_getsize(fal, &size);
+    return wrap_add(pos, buffered) == size;
+}
+
+bool is_too_large(const KELFLACFD_CTX* ctx, int32_t frm_len, int32_t buf_size) {
+    return frm_len > buf_size || frm_len > ctx->info.max_frm_size;
+}
+
+void set_frm_times(const KELFLACFD_INFO& info, uint64_t frm_num, int64_t* frm_time,
+                   int64_t* next_frm_time) {
+    if (info.min_block != info.max_block) {
+        *frm_time = *next_frm_time = 0;
+        return;
+    }
+    if (info.hz < 1) return;
+    *frm_time = kelflacfd_frm_time(&info, frm_num);
+    *next_frm_time = kelflacfd_frm_time(&info, wrap_add_u(frm_num, 1));
+}
+
+}  // namespace
+
+int64_t kelflacfd_frm_time(const KELFLACFD_INFO* info, uint64_t frm_num) {
+    const uint64_t samples = wrap_mul_u(frm_num, as_unsigned(info->min_block));
+    return as_signed(wrap_mul_u(samples, KELFLACFD_TICKS_PER_SECOND) / as_unsigned(info->hz));
+}
+
+int kelflacfd_find_frm(KELFLACFD_CTX* ctx, uint32_t* frm_len, uint64_t* frm_num) {
+    KELFLACF_FAL* fal = &ctx->fal;
+    for (; fal->rd != fal->wr || fal->eof == 0; kelflacf_fal_skip(fal, 1)) {
+        // Judged on what one refill step has buffered: the bytes behind that read as zeros.
+        if (!check_frm_sync(kelflacf_fal_peek4(fal, 0))) continue;
+        KELFLACFD_FRM_HDR hdr;
+        if (check_frm_hdr(fal, 0, frm_num, &hdr.hz_code, &hdr.ch, &hdr.bits_code) != 0) continue;
+
+        const int buffered = kelflacf_fal_bytes_peek(fal);
+        const int length = find_successor(fal, buffered, hdr);
+        *frm_len = static_cast<uint32_t>(length > 0 ? length : std::max(buffered, SYNC_BYTES));
+        if (length > 0 || buffered_to_end(fal, buffered)) return KELFLACFD_OK;
+    }
+    return KELFLACFD_END;
+}
+
+int kelflacfd_find_frm2(KELFLACFD_CTX* ctx, uint32_t* frm_len, uint64_t* frm_num) {
+    *frm_len = static_cast<uint32_t>(ctx->info.max_frm_size);
+    *frm_num = 0;
+    return KELFLACFD_OK;
+}
+
+int kelflacfd_find_prev_frm(KELFLACFD_CTX* ctx, uint64_t* frm_num) {
+    KELFLACF_FAL* fal = &ctx->fal;
+    uint32_t word = 0;
+    for (int offset = kelflacf_fal_bytes_peek(fal) - 1; offset >= 0; --offset) {
+        word = static_cast<uint32_t>(kelflacf_fal_peek1(fal, offset)) << 24 | word >> 8;
+        if (!check_frm_sync(word)) continue;
+        KELFLACFD_FRM_HDR hdr;
+        if (check_frm_hdr(fal, offset, frm_num, &hdr.hz_code, &hdr.ch, &hdr.bits_code) != 0)
+            continue;
+        kelflacf_fal_skip(fal, offset);
+        return KELFLACFD_OK;
+    }
+    return KELFLACFD_E_MALFORMED;
+}
+
+int kelflacfd_get_frm(KELFLACFD_CTX* ctx, uint8_t* frm_buf, int32_t buf_size, uint32_t* frm_len,
+                      int64_t* frm_time, int64_t* next_frm_time) {
+    if (!kelflacfd_is_open(ctx)) return KELFLACFD_E_HANDLE;
+
+    const bool by_search = ctx->full_check_count != 0;
+    uint64_t frm_num = 0;
+    if (by_search) {
+        if (kelflacfd_find_frm(ctx, frm_len, &frm_num) != KELFLACFD_OK) return KELFLACFD_END;
+        if (frm_num != 0) --ctx->full_check_count;
+    } else {
+        kelflacfd_find_frm2(ctx, frm_len, &frm_num);
+    }
+
+    if (frm_buf != nullptr) {
+        const auto length = static_cast<int32_t>(*frm_len);
+        if (is_too_large(ctx, length, buf_size)) {
+            kelflacf_fal_skip(&ctx->fal, length);
+            return KELFLACFD_E_FRAME_SIZE;
+        }
+        const int copied = kelflacf_fal_read(&ctx->fal, frm_buf, length);
+        if (!by_search && copied == 0) return KELFLACFD_END;
+        *frm_len = static_cast<uint32_t>(copied);
+    }
+    set_frm_times(ctx->info, frm_num, frm_time, next_frm_time);
+    return KELFLACFD_OK;
+}

@@ -1,0 +1,147 @@
+// Frame headers (RFC 9639, 9.1): the sync-word test and the header test, in that order.
+//
+// Neither test compares a header with the stream information.
+#include <array>
+
+#include "libextractor/flac/demuxer/kelflacfd_internal.h"
+
+namespace {
+
+// The first four bytes as a big-endian word.
+constexpr uint32_t SYNC_MASK =
+    0xFFFE0001;  // sync code and both reserved bits; not the blocking bit
+constexpr uint32_t SYNC_VALUE = 0xFFF80000;
+constexpr uint32_t BLOCK_SIZE_MASK = 0x0000F000;  // 0 is reserved
+constexpr uint32_t HZ_MASK = 0x00000F00;          // all ones is forbidden
+constexpr uint32_t CHANNELS_MASK = 0x000000F0;
+constexpr uint32_t CHANNELS_RESERVED = 0x000000B0;  // from here up
+// Codes 3 (reserved) and 7. RFC 9639 gives 7 to 32 bits; here it is no header, so that streams of
+// 32-bit samples don't open.
+constexpr uint32_t BITS_REFUSED = 0x00000006;
+
+constexpr int FIXED_BYTES = 4;  // in front of the coded number
+
+// Block-size codes with a tail behind the coded number: the block size minus 1.
+constexpr uint8_t BLOCK_SIZE_8BIT_TAIL = 6;
+constexpr uint8_t BLOCK_SIZE_16BIT_TAIL = 7;
+
+// Sample-rate codes with a tail behind that.
+constexpr uint8_t HZ_8BIT_TAIL = 12;   // in kHz
+constexpr uint8_t HZ_16BIT_TAIL = 13;  // in Hz; 14 is in units of 10 Hz
+
+// Channel assignments, in the upper half of byte 3: 0 to 7 are 1 to 8 independent channels, 8 to 10
+// the stereo decorrelations.
+constexpr uint8_t STEREO_FIRST = 0x80;
+constexpr uint8_t STEREO_LIMIT = 0xB0;
+
+// First subframe byte (RFC 9639, 9.2.1): a zero bit, six bits of type, a wasted-bits flag.
+constexpr uint8_t SUBFRAME_ZERO_BIT = 0x80;
+constexpr uint8_t SUBFRAME_TYPE_FIXED = 8;  // types 2 to 7 are reserved
+constexpr uint8_t SUBFRAME_TYPE_VERBATIM = 1;
+constexpr uint8_t SUBFRAME_TYPE_RESERVED = 16;  // types 16 to 31 are reserved: bits 5 and 4 are 01
+constexpr uint8_t SUBFRAME_TYPE_RESERVED_MASK = 0x30;
+
+/** CRC-8 with the polynomial x^8 + x^2 + x + 1, most significant bit first, of each single byte. */
+constexpr std::array<uint8_t, 256> make_crc8_table() {
+    constexpr uint32_t POLYNOMIAL = 0x07;
+    std::array<uint8_t, 256> table{};
+    for (uint32_t byte = 0; byte < table.size(); ++byte) {
+        uint32_t crc = byte;
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc & 0x80) != 0 ? (crc << 1) ^ POLYNOMIAL : crc << 1;
+        table[byte] = static_cast<uint8_t>(crc);
+    }
+    return table;
+}
+
+constexpr std::array<uint8_t, 256> CRC8_TABLE = make_crc8_table();
+
+uint8_t crc8(const uint8_t* bytes, int count) {
+    uint8_t crc = 0;
+    for (int i = 0; i < count; ++i)
+        crc = CRC8_TABLE[crc ^ bytes[i]];
+    return crc;
+}
+
+/**
+ * Decodes the coded number (RFC 9639, 9.1.5) at `bytes`, storing it as each byte is taken.
+ *
+ * The ones from bit 5 of the first byte down count its continuation bytes. Bit 6 is not looked at,
+ * so that 0x85 reads like 0xC5. Returns the bytes taken, 1 to 7, or 0 when malformed.
+ */
+int decode_coded_number(const uint8_t* bytes, uint64_t* number) {
+    constexpr int MAX_CONTINUATIONS = 6;
+    const uint8_t lead = bytes[0];
+    *number = 0;
+    if (lead < 0x80) {
+        *number = lead;
+        return 1;
+    }
+    int continuations = 1;
+    for (uint32_t bit = 0x20; (lead & bit) != 0; bit >>= 1)
+        ++continuations;
+    if (continuations > MAX_CONTINUATIONS) return 0;
+
+    *number = lead & (0x3FU >> continuations);
+    for (int i = 1; i <= continuations; ++i) {
+        if ((bytes[i] & 0xC0) != 0x80) return 0;
+        *number = *number << 6 | (bytes[i] & 0x3FU);
+    }
+    return 1 + continuations;
+}
+
+int block_size_tail_bytes(uint8_t code) {
+    if (code == BLOCK_SIZE_8BIT_TAIL) return 1;
+    return code == BLOCK_SIZE_16BIT_TAIL ? 2 : 0;
+}
+
+int hz_tail_bytes(uint8_t code) {
+    if (code == HZ_8BIT_TAIL) return 1;
+    return code >= HZ_16BIT_TAIL ? 2 : 0;
+}
+
+int32_t channel_count(uint8_t byte3) {
+    if (byte3 < STEREO_FIRST) return (byte3 >> 4) + 1;
+    return byte3 < STEREO_LIMIT ? 2 : 0;
+}
+
+bool is_subframe_header(uint8_t byte) {
+    if ((byte & SUBFRAME_ZERO_BIT) != 0) return false;
+    const int type = byte >> 1;
+    if (type > SUBFRAME_TYPE_VERBATIM && type < SUBFRAME_TYPE_FIXED) return false;
+    return (type & SUBFRAME_TYPE_RESERVED_MASK) != SUBFRAME_TYPE_RESERVED;
+}
+
+}  // namespace
+
+bool check_frm_sync(uint32_t v) {
+    return (v & SYNC_MASK) == SYNC_VALUE && (v & BLOCK_SIZE_MASK) != 0 &&
+           (v & HZ_MASK) != HZ_MASK && (v & CHANNELS_MASK) < CHANNELS_RESERVED &&
+           (v & BITS_REFUSED) != BITS_REFUSED;
+}
+
+int judge_frm_hdr(const uint8_t* hdr, uint64_t* frm_num, int32_t* hz_code, int32_t* ch,
+                  int32_t* bits_code) {
+    const int number_bytes = decode_coded_number(hdr + FIXED_BYTES, frm_num);
+    if (number_bytes == 0) return KELFLACFD_E_MALFORMED;
+
+    const uint8_t rate = hdr[2] & 0x0F;
+    const uint8_t block_size = hdr[2] >> 4;
+    *hz_code = rate < HZ_8BIT_TAIL ? rate : 0;
+    *ch = channel_count(hdr[3]);
+    *bits_code = (hdr[3] >> 1) & 7;
+
+    const int crc_at =
+        FIXED_BYTES + number_bytes + block_size_tail_bytes(block_size) + hz_tail_bytes(rate);
+    if (crc8(hdr, crc_at) != hdr[crc_at]) return KELFLACFD_E_MALFORMED;
+    return is_subframe_header(hdr[crc_at + 1]) ? KELFLACFD_OK : KELFLACFD_E_MALFORMED;
+}
+
+int check_frm_hdr(KELFLACF_FAL* fal, int offset, uint64_t* frm_num, int32_t* hz_code, int32_t* ch,
+                  int32_t* bits_code) {
+    uint8_t hdr[KELFLACFD_HDR_LOOK_BYTES];
+    for (int i = 0; i < KELFLACFD_HDR_LOOK_BYTES; ++i) {
+        hdr[i] = static_cast<uint8_t>(kelflacf_fal_peek1(fal, offset + i));
+    }
+    return judge_frm_hdr(hdr, frm_num, hz_code, ch, bits_code);
+}

@@ -1,0 +1,107 @@
+// What the demuxer's own files share, with external linkage so that tests reach each step.
+#pragma once
+
+#include <cstdint>
+
+#include "libextractor/flac/demuxer/kelflacfd.h"
+
+// Frame headers (RFC 9639, 9.1).
+
+/** The most bytes that a test of a header looks at: 16 of the header and the first of the first
+    subframe. */
+constexpr int KELFLACFD_HDR_LOOK_BYTES = 17;
+
+/** What a frame header says of its frame. */
+struct KELFLACFD_FRM_HDR {
+    uint64_t frm_num;   ///< The coded number, at most 36 bits.
+    int32_t hz_code;    ///< Sample-rate code 0 to 11; codes 12 to 14 (own tail) read as 0.
+    int32_t ch;         ///< Channels, 1 to 8.
+    int32_t bits_code;  ///< Sample-size code, 0 to 6 without 3.
+};
+
+/** Whether the big-endian word `v` can be the first four bytes of a frame header. */
+bool check_frm_sync(uint32_t v);
+
+/**
+ * Judges the rest of a header whose first four bytes passed check_frm_sync, at `offset` bytes from
+ * the read point, on the bytes that the reader holds; a byte beyond them counts as 0. Consumes
+ * nothing.
+ *
+ * @param frm_num receives the coded number; on rejection what was decoded of it.
+ * @param hz_code, ch, bits_code receive the fields of KELFLACFD_FRM_HDR; untouched when the coded
+ *     number is malformed.
+ * @return 0 when a header stands there; -3.
+ */
+int check_frm_hdr(KELFLACF_FAL* fal, int offset, uint64_t* frm_num, int32_t* hz_code, int32_t* ch,
+                  int32_t* bits_code);
+
+/** The same on bytes in hand: KELFLACFD_HDR_LOOK_BYTES of them from the header's first. */
+int judge_frm_hdr(const uint8_t* hdr, uint64_t* frm_num, int32_t* hz_code, int32_t* ch,
+                  int32_t* bits_code);
+
+/** Frames with a number above 0 that are located by search after an open and after each seek. */
+constexpr uint8_t KELFLACFD_FULL_CHECK_COUNT = 244;
+
+// Frame searches. `frm_len` in bytes, `frm_num` the coded number.
+
+/** Moves forward to the next frame header that has a successor with the same rate, channels and
+    sample size in the buffered bytes, or that runs to the end of the file.
+    Returns 0; 1 when the data ended (`frm_num` then holds what the last header test left). */
+int kelflacfd_find_frm(KELFLACFD_CTX* ctx, uint32_t* frm_len, uint64_t* frm_num);
+
+/** The fixed-size answer: the stream's maximum frame size and the number 0. Returns 0. */
+int kelflacfd_find_frm2(KELFLACFD_CTX* ctx, uint32_t* frm_len, uint64_t* frm_num);
+
+/** Moves to the last frame header in the buffered bytes. Returns 0; -3 when there is none, with
+    the reader unmoved. */
+int kelflacfd_find_prev_frm(KELFLACFD_CTX* ctx, uint64_t* frm_num);
+
+/** The time at which frame `frm_num` starts in a stream of fixed block size, in 100 ns.
+    `info->hz` is at least 1. */
+int64_t kelflacfd_frm_time(const KELFLACFD_INFO* info, uint64_t frm_num);
+
+/** Whether the handle is a live context; the first check of every public operation. */
+bool kelflacfd_is_open(const KELFLACFD_CTX* ctx);
+
+// Opening.
+
+/** Stands behind the "fLaC" marker, skipping one ID3v2 tag. Returns 0 or -5. */
+int kelflacfd_check_flac(KELFLACFD_CTX* ctx);
+
+/** Walks the metadata blocks. Returns 0 when a STREAMINFO is held, else the last handler's
+    result. */
+int kelflacfd_parse_meta(KELFLACFD_CTX* ctx);
+
+/** Handler of a metadata block whose header has been read. `length` is the block's, 24 bits.
+    Returns 0 or the negative code named at each. */
+using KELFLACFD_META_HANDLER = int (*)(KELFLACFD_CTX* ctx, uint32_t length);
+
+int parse_meta_streaminfo(KELFLACFD_CTX* ctx, uint32_t length);      ///< -2, -3, -6
+int parse_meta_padding(KELFLACFD_CTX* ctx, uint32_t length);         ///< never fails
+int parse_meta_app(KELFLACFD_CTX* ctx, uint32_t length);             ///< never fails
+int parse_meta_seektable(KELFLACFD_CTX* ctx, uint32_t length);       ///< never fails
+int parse_meta_vorbis_comment(KELFLACFD_CTX* ctx, uint32_t length);  ///< -3
+int parse_meta_cuesheet(KELFLACFD_CTX* ctx, uint32_t length);        ///< never fails
+int parse_meta_pic(KELFLACFD_CTX* ctx, uint32_t length);             ///< -2, -3
+int invalid_metadata(KELFLACFD_CTX* ctx, uint32_t length);           ///< always -3
+
+// Tags.
+
+/** Parses the body of a VORBIS_COMMENT block of `length` bytes into `tag`. Returns 0; -1 when a
+    comment runs past the block, with what was stored before kept and the reader at its end. */
+int parse_vorbis_comment(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag);
+
+/** Reads decimal digits from at most `count` bytes into `result`, modulo 2^32. Returns how many of
+    the bytes it left unread. */
+int parse_num(KELFLACF_FAL* fal, int32_t count, int32_t* result);
+
+/** Sets the five numbers of a tag record to -1, absent. */
+void reset_tag_numbers(KELFLACFD_TAG* tag);
+
+// Byte counts that come from the file as 32 bits, wider than the reader's `int`.
+
+/** Skips `count` bytes, stopping where the data ends. */
+void skip_u32(KELFLACF_FAL* fal, uint32_t count);
+
+/** Reads `count` bytes to `dst`; bytes that the source fails to deliver read as zeros. */
+void read_or_zero(KELFLACF_FAL* fal, uint8_t* dst, uint32_t count);

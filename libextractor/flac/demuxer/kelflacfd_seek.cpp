@@ -1,0 +1,158 @@
+// Seeking: the frame that holds a time, found by interpolation over frame numbers.
+//
+// A fixed block size maps a time to a frame number T. Each probe runs the forward search from a
+// byte position, reads the number found there and steps along the line between the probe and the
+// bracket on the far side of T. Every product, sum and difference may come from a crafted file and
+// wraps at 64 bits.
+#include "libextractor/flac/demuxer/kelflacfd_internal.h"
+#include "libextractor/flac/demuxer/wrap_arith.h"
+
+namespace {
+
+constexpr uint64_t CLOSE_ENOUGH = 2;  // T itself and its neighbours are nearer than this
+constexpr int HISTORY_SLOTS = 10;
+constexpr int HISTORY_RECORDED = 9;  // the last slot is never written and stays 0
+constexpr int MAX_REPEATS = 8;
+constexpr int MAX_PROBES = 10000;
+
+/** Where the target lies: frame numbers and probe positions on either side of it. */
+struct BRACKETS {
+    uint64_t lo_num;
+    int64_t lo_pos;
+    uint64_t hi_num;
+    int64_t hi_pos;
+};
+
+/** Frame numbers met, so that probes which circle come to an end. */
+struct HISTORY {
+    uint64_t slots[HISTORY_SLOTS];
+    int used;
+    uint64_t best;  // distance of the recorded number closest to the target
+    int best_idx;
+    int repeats;
+};
+
+uint64_t distance(uint64_t a, uint64_t b) {
+    return a > b ? a - b : b - a;
+}
+
+bool was_met(const HISTORY& history, uint64_t num) {
+    for (int i = 0; i < history.used; ++i) {
+        if (history.slots[i] == num) return true;
+    }
+    return false;
+}
+
+void record(HISTORY* history, uint64_t num, uint64_t off_target) {
+    if (history->used == 0 || off_target < history->best) {
+        history->best = off_target;
+        history->best_idx = history->used;
+    }
+    history->slots[history->used++] = num;
+}
+
+/**
+ * Notes the number that a probe met. Once the history is full, `num` becomes the best recorded
+ * number, from which the next step is taken. Returns true when repeats end the search.
+ */
+bool note_probe(HISTORY* history, uint64_t* num, uint64_t off_target) {
+    const uint64_t best_num = history->slots[history->best_idx];
+    if (was_met(*history, *num)) {
+        const bool circling = history->repeats > MAX_REPEATS;
+        if (circling || history->used == HISTORY_SLOTS) *num = best_num;
+        ++history->repeats;
+        return circling;
+    }
+    if (history->used < HISTORY_RECORDED) {
+        record(history, *num, off_target);
+    } else if (history->used == HISTORY_RECORDED) {
+        history->used = HISTORY_SLOTS;
+    } else {
+        *num = best_num;
+    }
+    return false;
+}
+
+/** `span` * (target - num) / frames, 0 for no frames. */
+int64_t interpolate(int64_t span, uint64_t target, uint64_t num, uint64_t frames) {
+    const int64_t off_target = as_signed(wrap_sub_u(target, num));
+    return wrap_div(wrap_mul(span, off_target), as_signed(frames));
+}
+
+/** The step from a probe that met `num`, by the brackets as they are; then draws them closer. */
+int64_t step_from(BRACKETS* brackets, uint64_t target, uint64_t num, int64_t probe) {
+    if (num < target) {
+        const int64_t step = interpolate(wrap_sub(brackets->hi_pos, probe), target, num,
+                                         wrap_sub_u(brackets->hi_num, num));
+        if (brackets->lo_num < num) {
+            brackets->lo_num = num;
+            brackets->lo_pos = probe;
+        }
+        return step;
+    }
+    const int64_t step = interpolate(wrap_sub(probe, brackets->lo_pos), target, num,
+                                     wrap_sub_u(num, brackets->lo_num));
+    if (num < brackets->hi_num) {
+        brackets->hi_num = num;
+        brackets->hi_pos = probe;
+    }
+    return step;
+}
+
+void move_reader(KELFLACFD_CTX* ctx, int64_t pos) {
+    const long long target = pos;
+    kelflacf_fal_setpos(&ctx->fal, &target);  // a refused probe searches from where the reader is
+}
+
+/** The number of the file's last frame, and the file's size. Returns 0 or -3. */
+int examine_end(KELFLACFD_CTX* ctx, uint64_t* last_num, int64_t* size) {
+    long long source_size = 0;
+    kelflacf_fal_getsize(&ctx->fal, &source_size);
+    const long long tail = wrap_sub(source_size, ctx->info.max_frm_size);
+    if (tail < 0) return KELFLACFD_E_MALFORMED;
+    if (kelflacf_fal_setpos(&ctx->fal, &tail) != 0) return KELFLACFD_E_MALFORMED;
+    *size = source_size;
+    return kelflacfd_find_prev_frm(ctx, last_num);
+}
+
+/** Probes until one lands close enough or nothing moves. Returns the number in hand. */
+uint64_t search(KELFLACFD_CTX* ctx, uint64_t target, int64_t probe, BRACKETS brackets) {
+    HISTORY history = {};
+    uint64_t num = 0;
+    for (int probes = 0; probes < MAX_PROBES; ++probes) {
+        uint32_t frm_len = 0;
+        if (kelflacfd_find_frm(ctx, &frm_len, &num) != KELFLACFD_OK) return num;
+        const uint64_t off_target = distance(target, num);
+        if (off_target < CLOSE_ENOUGH) return num;
+        if (note_probe(&history, &num, off_target)) return num;
+        const int64_t step = step_from(&brackets, target, num, probe);
+        if (step == 0) return num;
+        probe = wrap_add(probe, step);
+        move_reader(ctx, probe);
+    }
+    return num;
+}
+
+}  // namespace
+
+int kelflacfd_seek(KELFLACFD_CTX* ctx, const int64_t* seek_time, int64_t* out_time) {
+    if (!kelflacfd_is_open(ctx)) return KELFLACFD_E_HANDLE;
+    const KELFLACFD_INFO& info = ctx->info;
+
+    const int64_t frame_bytes = wrap_div(int64_t{info.max_block} * info.byte_rate, info.hz);
+    const int64_t target = wrap_div(wrap_div(wrap_mul(*seek_time, info.hz), info.max_block),
+                                    KELFLACFD_TICKS_PER_SECOND);
+    const int64_t probe = wrap_add(wrap_mul(target, frame_bytes), ctx->first_frm_pos);
+    move_reader(ctx, probe);
+
+    BRACKETS brackets = {0, ctx->first_frm_pos, 0, 0};
+    const int result = examine_end(ctx, &brackets.hi_num, &brackets.hi_pos);
+    if (result != KELFLACFD_OK) return result;
+    move_reader(ctx, probe);
+
+    const uint64_t num = search(ctx, as_unsigned(target), probe, brackets);
+    const bool timed = info.min_block == info.max_block && info.hz >= 1;
+    *out_time = timed ? kelflacfd_frm_time(&info, num) : 0;
+    ctx->full_check_count = KELFLACFD_FULL_CHECK_COUNT;
+    return KELFLACFD_OK;
+}

@@ -1,0 +1,188 @@
+// VORBIS_COMMENT metadata blocks (RFC 9639, 8.6): thirteen field names into the tag record.
+//
+// The first value of a text field wins, the last of a number field. The lengths are little-endian,
+// unlike the rest of FLAC.
+#include <cstdlib>
+#include <cstring>
+
+#include "libextractor/flac/demuxer/kelflacfd_internal.h"
+#include "libextractor/flac/demuxer/wrap_arith.h"
+
+namespace {
+
+constexpr uint32_t LENGTH_BYTES = 4;
+constexpr uint32_t FIXED_BYTES = 8;  // vendor length and comment count
+
+uint32_t read_le32(KELFLACF_FAL* fal) {
+    uint32_t value = 0;
+    for (int shift = 0; shift < 32; shift += 8) {
+        value |= static_cast<uint32_t>(kelflacf_fal_read1(fal)) << shift;
+    }
+    return value;
+}
+
+bool is_digit(int byte) {
+    return byte >= '0' && byte <= '9';
+}
+
+int32_t append_digit(int32_t number, int byte) {
+    return wrap_append_digit(number, static_cast<uint32_t>(byte - '0'));
+}
+
+int fold_case(int byte) {
+    return byte >= 'a' && byte <= 'z' ? byte - ('a' - 'A') : byte;
+}
+
+/** Stores a value of `length` bytes unless the field holds one already; consumes it either way. */
+void store_text(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TXT* text) {
+    auto* data =
+        text->data == nullptr ? static_cast<uint8_t*>(malloc(size_t{length} + 1)) : nullptr;
+    if (data == nullptr) {
+        skip_u32(fal, length);
+        return;
+    }
+    read_or_zero(fal, data, length);
+    data[length] = 0;
+    *text = {KELFLACFD_ENC_UTF8, length, data};
+}
+
+void store_date(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag) {
+    store_text(fal, length, &tag->date);
+    if (tag->date.data == nullptr) return;
+    tag->year = 0;
+    // The terminator ends the digits at the latest.
+    for (const uint8_t* byte = tag->date.data; is_digit(*byte); ++byte) {
+        tag->year = append_digit(tag->year, *byte);
+    }
+}
+
+void store_number(KELFLACF_FAL* fal, uint32_t length, int32_t* number) {
+    const int left = parse_num(fal, static_cast<int32_t>(length), number);
+    kelflacf_fal_skip(fal, left);
+}
+
+/** "3/12": the total is left alone when there is no "/". */
+void store_track_number(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag) {
+    int left = parse_num(fal, static_cast<int32_t>(length), &tag->track_num);
+    if (left > 0 && kelflacf_fal_peek1(fal, 0) == '/') {
+        kelflacf_fal_read1(fal);
+        left = parse_num(fal, left - 1, &tag->track_total);
+    }
+    kelflacf_fal_skip(fal, left);
+}
+
+enum FIELD_KIND { FIELD_TEXT, FIELD_DATE, FIELD_NUMBER, FIELD_TRACK };
+
+struct FIELD {
+    const char* key;  // upper case, with its "="
+    FIELD_KIND kind;
+    KELFLACFD_TXT KELFLACFD_TAG::*text;
+    int32_t KELFLACFD_TAG::*number;
+};
+
+/** In the order in which they are tried. */
+constexpr FIELD FIELDS[] = {
+    {"TITLE=", FIELD_TEXT, &KELFLACFD_TAG::title, nullptr},
+    {"ARTIST=", FIELD_TEXT, &KELFLACFD_TAG::artist, nullptr},
+    {"ALBUM=", FIELD_TEXT, &KELFLACFD_TAG::album, nullptr},
+    {"ALBUMARTIST=", FIELD_TEXT, &KELFLACFD_TAG::album_artist, nullptr},
+    {"ALBUM ARTIST=", FIELD_TEXT, &KELFLACFD_TAG::album_artist, nullptr},
+    {"COMPILATION=", FIELD_NUMBER, nullptr, &KELFLACFD_TAG::compilation},
+    {"COMPOSER=", FIELD_TEXT, &KELFLACFD_TAG::composer, nullptr},
+    {"GENRE=", FIELD_TEXT, &KELFLACFD_TAG::genre, nullptr},
+    {"AUTHOR=", FIELD_TEXT, &KELFLACFD_TAG::author, nullptr},
+    {"DATE=", FIELD_DATE, nullptr, nullptr},
+    {"TRACKNUMBER=", FIELD_TRACK, nullptr, nullptr},
+    {"DISCNUMBER=", FIELD_NUMBER, nullptr, &KELFLACFD_TAG::disc_num},
+    {"LYRICIST=", FIELD_TEXT, &KELFLACFD_TAG::lyricist, nullptr},
+};
+
+/** Whether the next `length` bytes begin with a key, in any case of a to z. Looks only at what one
+    refill step has buffered. */
+bool begins_with(KELFLACF_FAL* fal, uint32_t length, const char* key) {
+    if (strlen(key) > length) return false;
+    for (int i = 0; key[i] != '\0'; ++i) {
+        if (fold_case(kelflacf_fal_peek1(fal, i)) != key[i]) return false;
+    }
+    return true;
+}
+
+const FIELD* find_field(KELFLACF_FAL* fal, uint32_t length) {
+    for (const FIELD& field : FIELDS) {
+        if (begins_with(fal, length, field.key)) return &field;
+    }
+    return nullptr;
+}
+
+/** Consumes one comment of `length` bytes. */
+void parse_comment(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag) {
+    const FIELD* field = find_field(fal, length);
+    if (field == nullptr) {
+        skip_u32(fal, length);
+        return;
+    }
+    const size_t key_bytes = strlen(field->key);
+    const auto value_bytes = static_cast<uint32_t>(length - key_bytes);
+    kelflacf_fal_skip(fal, static_cast<int>(key_bytes));
+    switch (field->kind) {
+        case FIELD_TEXT:
+            store_text(fal, value_bytes, &(tag->*field->text));
+            break;
+        case FIELD_DATE:
+            store_date(fal, value_bytes, tag);
+            break;
+        case FIELD_NUMBER:
+            store_number(fal, value_bytes, &(tag->*field->number));
+            break;
+        case FIELD_TRACK:
+            store_track_number(fal, value_bytes, tag);
+            break;
+    }
+}
+
+}  // namespace
+
+void reset_tag_numbers(KELFLACFD_TAG* tag) {
+    tag->year = tag->track_num = tag->track_total = tag->disc_num = tag->compilation = -1;
+}
+
+int parse_num(KELFLACF_FAL* fal, int32_t count, int32_t* result) {
+    *result = 0;
+    for (; count > 0; --count) {
+        const int byte = kelflacf_fal_peek1(fal, 0);
+        if (!is_digit(byte)) return count;
+        *result = append_digit(*result, byte);
+        kelflacf_fal_read1(fal);
+    }
+    return 0;
+}
+
+int parse_vorbis_comment(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag) {
+    const uint32_t vendor_bytes = read_le32(fal);
+    skip_u32(fal, vendor_bytes);
+    const uint32_t count = read_le32(fal);
+    reset_tag_numbers(tag);
+    if (count == 0) return 0;
+
+    const uint64_t fixed_bytes = uint64_t{FIXED_BYTES} + vendor_bytes;
+    uint32_t left = fixed_bytes < length ? static_cast<uint32_t>(length - fixed_bytes) : 0;
+    for (uint32_t i = 0; i < count; ++i) {
+        // A count that promises more than the block has must not read what is behind it.
+        const bool has_length = left >= LENGTH_BYTES;
+        const uint32_t comment_bytes = has_length ? read_le32(fal) : 0;
+        if (has_length) left -= LENGTH_BYTES;
+        if (!has_length || comment_bytes > left) {
+            skip_u32(fal, left);
+            return -1;
+        }
+        parse_comment(fal, comment_bytes, tag);
+        left -= comment_bytes;
+    }
+    return 0;
+}
+
+int parse_meta_vorbis_comment(KELFLACFD_CTX* ctx, uint32_t length) {
+    if (parse_vorbis_comment(&ctx->fal, length, &ctx->tag_rec) < 0) return KELFLACFD_E_MALFORMED;
+    ctx->info.tag = &ctx->tag_rec;
+    return KELFLACFD_OK;
+}
