@@ -1,0 +1,15 @@
+#include "libextractor/flac/kelflac_fdsf.h"
+
+#include "libextractor/mfal/kelcmn_mfal_android_q.h"
+
+namespace android {
+
+KelFLACFDSF::~KelFLACFDSF() {
+    // The demuxer closes its handle through the record, so it goes first.
+    if (ctx != nullptr) kelflacfd_delete(ctx);
+    ctx = nullptr;
+    delete static_cast<KELCMN_MFAL_PARAM*>(mfal.open_param);
+    mfal = {};
+}
+
+}  // namespace android

@@ -1,0 +1,14 @@
+// The front end's log: one tag, information level.
+#pragma once
+
+#include <android/log.h>
+
+namespace android {
+
+constexpr const char* KELFLAC_LOG_TAG = "KelFLACExtractorSO";
+
+inline void logInfo(const char* text) {
+    __android_log_print(ANDROID_LOG_INFO, KELFLAC_LOG_TAG, "%s", text);
+}
+
+}  // namespace android
