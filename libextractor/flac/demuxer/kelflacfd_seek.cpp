@@ -13,7 +13,10 @@ constexpr uint64_t CLOSE_ENOUGH = 2;  // T itself and its neighbours are nearer 
 constexpr int HISTORY_SLOTS = 10;
 constexpr int HISTORY_RECORDED = 9;  // the last slot is never written and stays 0
 constexpr int MAX_REPEATS = 8;
-constexpr int MAX_PROBES = 10000;
+// A probe that always meets new numbers may creep for long, and crafted numbers for ever. The most
+// that a seek took was 18 probes over public test files, and 37,188 in an hour-long stream made
+// half of digital silence.
+constexpr int MAX_PROBES = 50000;
 
 /** Where the target lies: frame numbers and probe positions on either side of it. */
 struct BRACKETS {

@@ -1,0 +1,45 @@
+#include "plugin.h"
+
+#include <dlfcn.h>
+
+#include <filesystem>
+
+#include "errors.h"
+
+namespace fs = std::filesystem;
+
+namespace kelflac {
+namespace {
+
+void* load(const std::string& path) {
+    // A bare name would be looked for among the system's libraries.
+    void* library = dlopen(fs::absolute(path).c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) throw PluginError(dlerror());
+    return library;
+}
+
+android::ExtractorDef takeDefinition(void* library, const std::string& path) {
+    constexpr uint32_t kVersion = 3;
+    const auto entry =
+        reinterpret_cast<android::GetExtractorDef>(dlsym(library, "GETEXTRACTORDEF"));
+    if (entry == nullptr) throw PluginError(path + ": has no GETEXTRACTORDEF");
+    const android::ExtractorDef definition = entry();
+    if (definition.def_version != kVersion) {
+        throw PluginError(path + ": unexpected definition version " +
+                          std::to_string(definition.def_version));
+    }
+    if (definition.u.v3.sniff == nullptr) throw PluginError(path + ": has no sniffer");
+    if (definition.u.v3.supported_types == nullptr) throw PluginError(path + ": has no types");
+    return definition;
+}
+
+}  // namespace
+
+Plugin::Plugin(const std::string& path)
+    : mLibrary(load(path), dlclose), mDefinition(takeDefinition(mLibrary.get(), path)) {}
+
+std::string Plugin::defaultPath() {
+    return (fs::read_symlink("/proc/self/exe").parent_path() / KELFLAC_PLUGIN).lexically_normal();
+}
+
+}  // namespace kelflac

@@ -1,0 +1,112 @@
+// One file in the plug-in's hands: everything that the framework does with a source, in the
+// framework's order, through the callback tables alone.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/data_source.h"
+#include "host/media.h"
+#include "media/MediaExtractorPluginApi.h"
+#include "plugin.h"
+
+namespace kelflac {
+
+/** A file as the plug-in's source. Remembers what the plug-in can't report: a failed read. */
+class FileInput : public host::FileSource {
+  public:
+    FileInput(const std::string& path, bool size_known);
+
+    ssize_t readAt(off64_t offset, void* data, size_t size) override;
+    /** Fails and stores 0 when the size is not to be known. */
+    android::status_t getSize(off64_t* size) override;
+
+    int error() const { return mError; }            ///< errno of the first failure, or 0.
+    off64_t position() const { return mPosition; }  ///< Where the latest read ended.
+
+  private:
+    bool mSizeKnown;
+    int mError = 0;
+    off64_t mPosition = 0;
+};
+
+/** One buffer that the track handed out. The bytes are valid until the handler returns. */
+struct Frame {
+    uint64_t index;  ///< Counts the buffers handed out, from 0.
+    const uint8_t* data;
+    size_t size;
+    std::optional<int64_t> time_us;
+    std::optional<int64_t> duration_us;
+    bool sync;
+};
+
+/** What a run of reads came to. */
+struct Run {
+    uint64_t buffers = 0;               ///< Handed out.
+    uint64_t refused = 0;               ///< Reads refused because the frame was too large.
+    media_status_t status = AMEDIA_OK;  ///< Of the last read.
+    std::string failure;                ///< Why the run is not a complete one; empty when it is.
+};
+
+class Session {
+  public:
+    Session(const Plugin& plugin, const std::string& path, bool size_known)
+        : mPlugin(plugin), mInput(path, size_known) {}
+    ~Session();
+
+    /** Has the plug-in sniff the file, create an extractor and tell all it knows. Throws
+        FileError. */
+    void open();
+    bool isOpen() const { return mFileMeta != nullptr; }
+    /** The sniffer's confidence; nothing when it did not claim the file. */
+    std::optional<float> confidence() const { return mConfidence; }
+
+    // For an open session:
+    std::string name() const { return mExtractor->name(mExtractor->data); }
+    uint32_t flags() const { return mExtractor->flags(mExtractor->data); }
+    AMediaFormat* trackFormat() const { return mTrackFormat.get(); }
+    AMediaFormat* fileMeta() const { return mFileMeta.get(); }
+
+    /** Starts the track with a buffer group of its own. Throws FileError. */
+    void startTrack();
+    /** Reads on, at first from `seek_us` if given, until the track has nothing more, fails, or
+        `handle` returns false. Refused reads are left out. The track must be started. */
+    Run read(std::optional<int64_t> seek_us, const std::function<bool(const Frame&)>& handle);
+
+    FileInput& input() { return mInput; }
+
+  private:
+    struct Deleter {
+        void operator()(AMediaFormat* format) const { AMediaFormat_delete(format); }
+        void operator()(android::CMediaBuffer* buffer) const { buffer->release(buffer->handle); }
+        void operator()(android::CMediaBufferGroup* group) const { host::deleteBufferGroup(group); }
+        template <class Table>
+        void operator()(Table* table) const {
+            table->free(table->data);
+            ::free(table);
+        }
+    };
+    template <class Thing>
+    using Owned = std::unique_ptr<Thing, Deleter>;
+
+    std::string failureOf(const Run& run, bool seeking) const;
+    [[noreturn]] void refuse(const std::string& reason) const;
+
+    // Destroyed from the last to the first: each uses those above it.
+    const Plugin& mPlugin;
+    FileInput mInput;
+    void* mSniffMeta = nullptr;
+    android::FreeMetaFunc mFreeSniffMeta = nullptr;
+    std::optional<float> mConfidence;
+    Owned<android::CMediaExtractor> mExtractor;
+    Owned<AMediaFormat> mTrackFormat;
+    Owned<AMediaFormat> mFileMeta;
+    Owned<android::CMediaBufferGroup> mGroup;
+    Owned<android::CMediaTrack> mTrack;
+    bool mStarted = false;
+};
+
+}  // namespace kelflac

@@ -1,0 +1,89 @@
+#include "text.h"
+
+#include <cstdio>
+#include <cwchar>
+#include <cwctype>
+#include <iterator>
+
+namespace kelflac {
+namespace {
+
+/** Controls and line separators; then what turns the direction of writing. */
+bool isUnsafe(wchar_t c) {
+    return iswcntrl(static_cast<wint_t>(c)) != 0 || c == 0x061C || c == 0x200E || c == 0x200F ||
+           (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+}
+
+}  // namespace
+
+std::string displayText(std::string_view text) {
+    std::string out;
+    while (!text.empty()) {
+        wchar_t character = L'\0';
+        mbstate_t start{};
+        size_t bytes = mbrtowc(&character, text.data(), text.size(), &start);
+        const bool malformed = bytes > text.size();
+        if (malformed || bytes == 0) bytes = 1;  // mbrtowc gives 0 for a NUL.
+        if (!malformed && !isUnsafe(character)) {
+            out += text.substr(0, bytes);
+        } else if (text[0] == '\n') {
+            out += "\\n";
+        } else {
+            for (size_t i = 0; i < bytes; ++i)
+                out += "\\x" + hexText(text.substr(i, 1));
+        }
+        text.remove_prefix(bytes);
+    }
+    return out;
+}
+
+std::string hexText(std::string_view bytes) {
+    std::string text;
+    for (const char byte : bytes) {
+        char digits[3];
+        snprintf(digits, sizeof(digits), "%02x", static_cast<unsigned char>(byte));
+        text += digits;
+    }
+    return text;
+}
+
+std::string durationText(int64_t us) {
+    const auto size = us < 0 ? 0 - static_cast<uint64_t>(us) : static_cast<uint64_t>(us);
+    const unsigned long long ms = size / 1000;
+    char hours[32] = "";
+    if (ms >= 3'600'000) snprintf(hours, sizeof(hours), "%llu:", ms / 3'600'000);
+    char rest[32];
+    snprintf(rest, sizeof(rest), *hours != '\0' ? "%02llu:%02llu.%03llu" : "%llu:%02llu.%03llu",
+             ms / 60'000 % 60, ms / 1000 % 60, ms % 1000);
+    return std::string(us < 0 ? "-" : "") + hours + rest;
+}
+
+std::string imageType(std::string_view image) {
+    const auto has = [&](std::string_view mark, size_t at = 0) {
+        return image.size() >= at && image.substr(at, mark.size()) == mark;
+    };
+    if (has("\x89PNG\r\n\x1A\n")) return "PNG";
+    if (has("\xFF\xD8\xFF")) return "JPEG";
+    if (has("GIF87a") || has("GIF89a")) return "GIF";
+    if (has("RIFF") && has("WEBP", 8)) return "WebP";
+    return "unknown";
+}
+
+std::string statusText(media_status_t status) {
+    // From AMEDIA_ERROR_BASE downwards.
+    constexpr const char* kErrors[] = {
+        "UNKNOWN",           "MALFORMED",         "UNSUPPORTED",   "INVALID_OBJECT",
+        "INVALID_PARAMETER", "INVALID_OPERATION", "END_OF_STREAM", "IO"};
+    if (status == AMEDIA_OK) return "AMEDIA_OK (0)";
+    const auto error = static_cast<size_t>(AMEDIA_ERROR_BASE - status);
+    const std::string name =
+        error < std::size(kErrors) ? "AMEDIA_ERROR_" + std::string(kErrors[error]) : "status";
+    return name + " (" + std::to_string(static_cast<int>(status)) + ")";
+}
+
+void reportError(const std::string& file, const std::string& reason) {
+    fflush(stdout);  // So that the two streams keep their order on one terminal.
+    fprintf(stderr, "kelflac: %s: %s\n", displayText(file).c_str(), displayText(reason).c_str());
+}
+
+}  // namespace kelflac
