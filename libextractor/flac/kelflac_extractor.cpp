@@ -16,7 +16,6 @@ namespace {
 
 constexpr const char* MIME_FLAC = "audio/flac";
 constexpr int32_t MAX_INPUT_SIZE = 102400;  // bytes; one frame must fit
-constexpr int64_t TICKS_PER_MICROSECOND = 10;
 
 constexpr uid_t MEDIA_SERVER_UID = 1013;
 constexpr int32_t PCM_ENCODING_16BIT = 2;

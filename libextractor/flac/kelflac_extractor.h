@@ -33,11 +33,12 @@ class KelFLACExtractor : public MediaExtractorPluginHelper {
         opened or no memory. */
     MediaTrackHelper* getTrack(size_t index) override;
 
-    /** Copies the track's format into `meta`. AMEDIA_ERROR_UNKNOWN for an index other than 0 or a
-        stream that can't be opened. */
+    /** Copies the track's format into `meta`. Returns the copy's status; AMEDIA_ERROR_UNKNOWN for
+       an index other than 0 or a stream that can't be opened. */
     media_status_t getTrackMetaData(AMediaFormat* meta, size_t index, uint32_t flags) override;
 
-    /** Copies the file's tags and art into `meta`. AMEDIA_ERROR_UNKNOWN when the stream can't be
+    /** Copies the file's tags and art into `meta`. AMEDIA_OK whatever the copy gave;
+        AMEDIA_ERROR_UNKNOWN when the stream can't be
         opened. */
     media_status_t getMetaData(AMediaFormat* meta) override;
 

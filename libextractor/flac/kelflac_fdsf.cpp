@@ -8,7 +8,7 @@ KelFLACFDSF::~KelFLACFDSF() {
     // The demuxer closes its handle through the record, so it goes first.
     if (ctx != nullptr) kelflacfd_delete(ctx);
     ctx = nullptr;
-    delete static_cast<KELCMN_MFAL_PARAM*>(mfal.open_param);
+    delete mfal.open_param;
     mfal = {};
 }
 

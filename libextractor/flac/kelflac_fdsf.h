@@ -10,6 +10,8 @@
 
 namespace android {
 
+constexpr int64_t TICKS_PER_MICROSECOND = 10;  ///< The demuxer counts time in 100 ns.
+
 /**
  * Carries an open demuxer until the last reference goes. Always held through sp<KelFLACFDSF>.
  *

@@ -5,8 +5,10 @@
 
 namespace android {
 
+/** The tag of every line of the front end. */
 constexpr const char* KELFLAC_LOG_TAG = "KelFLACExtractorSO";
 
+/** Logs one line at information level. */
 inline void logInfo(const char* text) {
     __android_log_print(ANDROID_LOG_INFO, KELFLAC_LOG_TAG, "%s", text);
 }

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <new>
 
+#include "libextractor/flac/demuxer/id3v2.h"
 #include "libextractor/flac/kelflac_extractor.h"
 
 namespace android {
@@ -16,10 +17,6 @@ constexpr uint32_t EXTRACTOR_VERSION = 1;
 constexpr media_uuid_t EXTRACTOR_UUID = {{0x1D, 0xBE, 0xFB, 0x4D, 0x2D, 0x82, 0x4B, 0x58, 0xAB,
                                           0x40, 0x02, 0xB0, 0xE3, 0x74, 0x7E, 0x8D}};
 constexpr float CONFIDENCE = 0.7F;
-
-// The ID3v2 tag header: "ID3", version, flags, and a size in four groups of 7 bits.
-constexpr size_t ID3_HEADER_BYTES = 10;
-constexpr size_t ID3_SIZE_OFFSET = 6;
 
 const char* supportedTypes[] = {"flac", nullptr};
 
@@ -42,28 +39,26 @@ KelFLACExtractor* newExtractor(CDataSource* source) {
     when there is no memory. */
 CMediaExtractor* CreateExtractor(CDataSource* source, void* /*meta*/) {
     KelFLACExtractor* extractor = newExtractor(source);
+    if (extractor == nullptr) return nullptr;
     CMediaExtractor* table = wrap(extractor);
     if (table == nullptr) delete extractor;
     return table;
 }
 
-int64_t id3TagBytes(const uint8_t* header) {
-    int64_t size = 0;
-    for (size_t i = ID3_SIZE_OFFSET; i < ID3_HEADER_BYTES; ++i)
-        size = size << 7 | (header[i] & 0x7F);
-    return int64_t{ID3_HEADER_BYTES} + size;
+uint32_t bigEndian32(const uint8_t* bytes) {
+    return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
 }
 
 /** Claims a source with the "fLaC" marker at its start or behind ID3v2 tags. A tag's footer is not
     counted. */
 CreatorFunc Sniff(CDataSource* source, float* confidence, void** /*meta*/, FreeMetaFunc* /*free*/) {
-    uint8_t header[ID3_HEADER_BYTES] = {};
+    uint8_t header[ID3V2_HEADER_BYTES] = {};
     int64_t offset = 0;
     for (;;) {
         const ssize_t count = source->readAt(source->handle, offset, header, sizeof(header));
         if (count != ssize_t{sizeof(header)}) return nullptr;
         if (memcmp(header, "ID3", 3) != 0) break;
-        offset += id3TagBytes(header);
+        offset += id3v2_tag_bytes(bigEndian32(header + ID3V2_SIZE_OFFSET));
     }
     if (memcmp(header, "fLaC", 4) != 0) return nullptr;
     *confidence = CONFIDENCE;

@@ -7,8 +7,6 @@
 namespace android {
 namespace {
 
-constexpr int64_t TICKS_PER_MICROSECOND = 10;
-
 /** A check that ends the process when it fails. The line number identifies it in a log and stays as
     it is when lines move. */
 struct Check {
@@ -17,6 +15,7 @@ struct Check {
     const char* message;
 };
 
+/** The front end's main file stands for the front end as a whole. */
 constexpr const char* CHECK_SOURCE_PATH = "libextractor/flac/kelflac_extractor.cpp";
 constexpr Check CHECK_START_STOPPED = {"!(!mStarted)", 521, " CHECK(!mStarted) failed."};
 constexpr Check CHECK_START_MAX_SIZE = {
@@ -107,12 +106,16 @@ media_status_t KelFLACSource::read(MediaBufferHelper** buffer, const ReadOptions
     }
     media_status_t status = seekIfAsked(options);
     if (status == AMEDIA_OK) status = fillBuffer();
-    if (status == AMEDIA_OK) {
-        *buffer = mBuffer;
-    } else {
-        mBuffer->release();
-    }
+    if (status == AMEDIA_OK) *buffer = mBuffer;
     mBuffer = nullptr;
+    return status;
+}
+
+/** Gives the buffer back, then says why. A null `line` logs nothing. */
+media_status_t KelFLACSource::refuse(const char* line, media_status_t status) {
+    mBuffer->release();
+    mBuffer = nullptr;
+    if (line != nullptr) logInfo(line);
     return status;
 }
 
@@ -123,18 +126,16 @@ media_status_t KelFLACSource::seekIfAsked(const ReadOptions* options) {
 
     const KELFLACFD_INFO& info = mFDSF->info;
     if (info.seekable != 1) {
-        logInfo("KelFLACSource::read() seek unavailable");
-        return AMEDIA_ERROR_UNSUPPORTED;
+        return refuse("KelFLACSource::read() seek unavailable", AMEDIA_ERROR_UNSUPPORTED);
     }
     if (timeUs > info.duration / TICKS_PER_MICROSECOND) {
-        logInfo("KelFLACSource::read() seek ERROR_END_OF_STREAM");
-        return AMEDIA_ERROR_END_OF_STREAM;
+        return refuse("KelFLACSource::read() seek ERROR_END_OF_STREAM", AMEDIA_ERROR_END_OF_STREAM);
     }
     const int64_t target = std::max<int64_t>(timeUs, 0) * TICKS_PER_MICROSECOND;
     int64_t landed = 0;
     if (kelflacfd_seek(mFDSF->ctx, &target, &landed) != KELFLACFD_OK) {
-        logInfo("KelFLACSource::read() kelflacfds_seek() failed!");
-        return AMEDIA_ERROR_END_OF_STREAM;
+        return refuse("KelFLACSource::read() kelflacfds_seek() failed!",
+                      AMEDIA_ERROR_END_OF_STREAM);
     }
     return AMEDIA_OK;
 }
@@ -148,15 +149,17 @@ media_status_t KelFLACSource::fillBuffer() {
     const auto limit = static_cast<int32_t>(std::min<size_t>(capacity, INT32_MAX));
     const int result = kelflacfd_get_frm(mFDSF->ctx, static_cast<uint8_t*>(mBuffer->data()), limit,
                                          &length, &time, &nextTime);
-    if (result == KELFLACFD_E_FRAME_SIZE || (result == KELFLACFD_OK && capacity < length)) {
-        logInfo("KelFLACSource::read() ERROR_BUFFER_TOO_SMALL");
-        return AMEDIA_ERROR_UNKNOWN;
+    if (result == KELFLACFD_E_FRAME_SIZE) {
+        return refuse("KelFLACSource::read() ERROR_BUFFER_TOO_SMALL", AMEDIA_ERROR_UNKNOWN);
     }
     if (result == KELFLACFD_END) {
-        logInfo("KelFLACSource::read() ERROR_END_OF_STREAM");
-        return AMEDIA_ERROR_END_OF_STREAM;
+        return refuse("KelFLACSource::read() ERROR_END_OF_STREAM", AMEDIA_ERROR_END_OF_STREAM);
     }
-    if (result != KELFLACFD_OK) return AMEDIA_ERROR_IO;
+    if (result != KELFLACFD_OK) return refuse(nullptr, AMEDIA_ERROR_IO);
+    if (capacity < length) {
+        logInfo("KelFLACSource::read() ERROR_BUFFER_TOO_SMALL");
+        return refuse(nullptr, AMEDIA_ERROR_UNKNOWN);
+    }
 
     mBuffer->set_range(0, length);
     AMediaFormat* meta = mBuffer->meta_data();

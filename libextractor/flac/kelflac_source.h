@@ -52,6 +52,7 @@ class KelFLACSource : public MediaTrackHelper {
     media_status_t stopLocking();
     media_status_t seekIfAsked(const ReadOptions* options);
     media_status_t fillBuffer();
+    media_status_t refuse(const char* line, media_status_t status);
 
     [[maybe_unused]] DataSourceHelper* mDataSource;  // all reading goes through the demuxer
     AMediaFormat* mFormat;

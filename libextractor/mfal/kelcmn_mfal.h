@@ -6,6 +6,8 @@
 
 #include <type_traits>
 
+struct KELCMN_MFAL_PARAM;
+
 /**
  * I/O callbacks over one byte source. Zero the whole record before setting callbacks.
  *
@@ -43,9 +45,9 @@ struct _KELCMN_MFAL {
     /** Not called by the demuxer. */
     int (*ioctl)(void* fp, int cmd, void* arg);
 
-    void* reserved_callbacks[4];  ///< Zero.
-    void* open_param;             ///< For open() alone; the bridge expects a KELCMN_MFAL_PARAM.
-    void* reserved_params[3];     ///< Zero.
+    void* reserved_callbacks[4];    ///< Zero.
+    KELCMN_MFAL_PARAM* open_param;  ///< For open() alone.
+    void* reserved_params[3];       ///< Zero.
 };
 
 static_assert(std::is_trivially_copyable_v<_KELCMN_MFAL>, "the reader copies the record whole");

@@ -13,6 +13,7 @@
 #include <cstdlib>
 
 #include "libextractor/mfal/kelcmn_mfal.h"
+#include "libextractor/mfal/wrap_arith.h"
 
 /** What `open_param` of the record points to. Zero it, then set the source. */
 struct KELCMN_MFAL_PARAM {
@@ -66,7 +67,7 @@ inline void* kelcmn_mfal_open(_KELCMN_MFAL* mfal, unsigned long /*mode*/) {
     if (diagnostic::is_null(mfal, "mfal", diagnostic::OPEN_MFAL)) return nullptr;
     auto* handle = static_cast<KELCMN_MFAL_HANDLE*>(calloc(1, sizeof(KELCMN_MFAL_HANDLE)));
     if (handle == nullptr) return nullptr;
-    handle->source = static_cast<KELCMN_MFAL_PARAM*>(mfal->open_param)->data_source;
+    handle->source = mfal->open_param->data_source;
     if (handle->source == nullptr) {
         __android_log_print(ANDROID_LOG_ERROR, diagnostic::LOG_TAG, "not supported");
         free(handle);
@@ -92,7 +93,7 @@ inline int kelcmn_mfal_read(void* fp, void* buf, int size) {
     auto* handle = static_cast<KELCMN_MFAL_HANDLE*>(fp);
     const auto count = static_cast<int>(
         std::max<ssize_t>(handle->source->readAt(handle->pos, buf, static_cast<size_t>(size)), 0));
-    handle->pos += count;
+    handle->pos = wrap_add(handle->pos, count);
     return count;
 }
 
@@ -127,7 +128,8 @@ inline int kelcmn_mfal_skip(void* fp, long long* fsize) {
     if (diagnostic::is_null(fsize, "fsize", diagnostic::SKIP_FSIZE)) return -1;
     if (diagnostic::is_null(fp, "fp", diagnostic::SKIP_FP)) return -1;
     if (*fsize < 1) return -1;
-    static_cast<KELCMN_MFAL_HANDLE*>(fp)->pos += *fsize;
+    auto* handle = static_cast<KELCMN_MFAL_HANDLE*>(fp);
+    handle->pos = wrap_add(handle->pos, *fsize);
     return 0;
 }
 

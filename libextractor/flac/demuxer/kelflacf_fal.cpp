@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "libextractor/flac/demuxer/wrap_arith.h"
+#include "libextractor/mfal/wrap_arith.h"
 
 namespace {
 

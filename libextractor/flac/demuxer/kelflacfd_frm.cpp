@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
-#include "libextractor/flac/demuxer/wrap_arith.h"
+#include "libextractor/mfal/wrap_arith.h"
 
 namespace {
 
@@ -32,11 +32,8 @@ int find_successor(KELFLACF_FAL* fal, int buffered, const KELFLACFD_FRM_HDR& hdr
 }
 
 bool buffered_to_end(KELFLACF_FAL* fal, int buffered) {
-    long long pos = 0;
-    long long size = 0;
-    kelflacf_fal_getpos(fal, &pos);
-    kelflacf_fal_getsize(fal, &size);
-    return wrap_add(pos, buffered) == size;
+    const int64_t pos = logical_pos(fal);
+    return wrap_add(pos, buffered) == source_size(fal);
 }
 
 bool is_too_large(const KELFLACFD_CTX* ctx, int32_t frm_len, int32_t buf_size) {

@@ -98,6 +98,20 @@ int parse_num(KELFLACF_FAL* fal, int32_t count, int32_t* result);
 /** Sets the five numbers of a tag record to -1, absent. */
 void reset_tag_numbers(KELFLACFD_TAG* tag);
 
+/** The source's size, 0 when unknown. */
+inline int64_t source_size(KELFLACF_FAL* fal) {
+    long long size = 0;
+    kelflacf_fal_getsize(fal, &size);
+    return size;
+}
+
+/** The file offset of the next unread byte. */
+inline int64_t logical_pos(KELFLACF_FAL* fal) {
+    long long pos = 0;
+    kelflacf_fal_getpos(fal, &pos);
+    return pos;
+}
+
 // Byte counts that come from the file as 32 bits, wider than the reader's `int`.
 
 /** Skips `count` bytes, stopping where the data ends. */

@@ -7,8 +7,9 @@
 #include <cstring>
 #include <memory>
 
+#include "libextractor/flac/demuxer/id3v2.h"
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
-#include "libextractor/flac/demuxer/wrap_arith.h"
+#include "libextractor/mfal/wrap_arith.h"
 
 namespace {
 
@@ -18,10 +19,7 @@ constexpr int RING_MARGIN = 13;        // beside the largest frame
 constexpr uint32_t FLAC_MARKER = 0x664C6143;  // "fLaC"
 constexpr int MARKER_BYTES = 4;
 
-// ID3v2 tag header: "ID3", version, flags, and at offset 6 a size of four 7-bit groups.
-constexpr uint32_t ID3_MARKER = 0x494433;
-constexpr int ID3_SIZE_OFFSET = 6;
-constexpr int ID3_HEADER_BYTES = 10;
+constexpr uint32_t ID3_MARKER = 0x494433;  // "ID3"
 
 // Metadata block header (RFC 9639, 8.1).
 constexpr int LAST_BLOCK_FLAG = 0x80;
@@ -43,18 +41,6 @@ int32_t be24(const uint8_t* b) {
 }
 int64_t be32(const uint8_t* b) {
     return int64_t{be16(b)} << 16 | be16(b + 2);
-}
-
-int64_t source_size(KELFLACF_FAL* fal) {
-    long long size = 0;
-    kelflacf_fal_getsize(fal, &size);
-    return size;
-}
-
-int64_t logical_pos(KELFLACF_FAL* fal) {
-    long long pos = 0;
-    kelflacf_fal_getpos(fal, &pos);
-    return pos;
 }
 
 /** Fills `info` from the 34 bytes of a STREAMINFO block (RFC 9639, 8.2). Returns 0, -3 or -6. */
@@ -254,10 +240,8 @@ int kelflacfd_check_flac(KELFLACFD_CTX* ctx) {
     KELFLACF_FAL* fal = &ctx->fal;
     uint32_t marker = kelflacf_fal_peek4(fal, 0);
     if (marker >> 8 == ID3_MARKER) {
-        const uint32_t groups = kelflacf_fal_peek4(fal, ID3_SIZE_OFFSET);
-        const uint32_t size = (groups >> 24 & 0x7F) << 21 | (groups >> 16 & 0x7F) << 14 |
-                              (groups >> 8 & 0x7F) << 7 | (groups & 0x7F);
-        kelflacf_fal_skip(fal, static_cast<int>(size) + ID3_HEADER_BYTES);
+        const uint32_t groups = kelflacf_fal_peek4(fal, ID3V2_SIZE_OFFSET);
+        kelflacf_fal_skip(fal, id3v2_tag_bytes(groups));
         marker = kelflacf_fal_peek4(fal, 0);
     }
     if (marker != FLAC_MARKER) return KELFLACFD_E_MARKER;

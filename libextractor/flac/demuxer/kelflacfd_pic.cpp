@@ -4,7 +4,7 @@
 #include <cstdlib>
 
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
-#include "libextractor/flac/demuxer/wrap_arith.h"
+#include "libextractor/mfal/wrap_arith.h"
 
 namespace {
 
@@ -15,18 +15,8 @@ constexpr int DIMENSIONS_BYTES = 16;  // width, height, colour depth, number of 
     its size holds its bytes. The block length is not the measure: taggers write wrong ones. */
 bool can_follow(KELFLACF_FAL* fal, uint32_t length) {
     if (length > INT_MAX) return false;
-    long long size = 0;
-    kelflacf_fal_getsize(fal, &size);
-    if (size < 1) return true;
-    long long pos = 0;
-    kelflacf_fal_getpos(fal, &pos);
-    return int64_t{length} <= wrap_sub(size, pos);
-}
-
-bool size_is_known(KELFLACF_FAL* fal) {
-    long long size = 0;
-    kelflacf_fal_getsize(fal, &size);
-    return size >= 1;
+    const int64_t size = source_size(fal);
+    return size < 1 || int64_t{length} <= wrap_sub(size, logical_pos(fal));
 }
 
 /** Skips a length and as many bytes: the MIME type or the description. */
@@ -56,7 +46,7 @@ int parse_meta_pic(KELFLACFD_CTX* ctx, uint32_t length) {
     pic.len = kelflacf_fal_read4(fal);
     if (!can_follow(fal, pic.len)) return KELFLACFD_E_MALFORMED;
     // Nothing but the block length bounds the allocation where the source can't tell its size.
-    if (pic.len > length && !size_is_known(fal)) return KELFLACFD_E_MALFORMED;
+    if (pic.len > length && source_size(fal) < 1) return KELFLACFD_E_MALFORMED;
 
     pic.data = static_cast<uint8_t*>(malloc(std::max(pic.len, 1U)));
     if (pic.data == nullptr) return KELFLACFD_E_MEMORY;

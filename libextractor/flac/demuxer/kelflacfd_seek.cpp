@@ -5,7 +5,7 @@
 // bracket on the far side of T. Every product, sum and difference may come from a crafted file and
 // wraps at 64 bits.
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
-#include "libextractor/flac/demuxer/wrap_arith.h"
+#include "libextractor/mfal/wrap_arith.h"
 
 namespace {
 
@@ -109,12 +109,10 @@ void move_reader(KELFLACFD_CTX* ctx, int64_t pos) {
 
 /** The number of the file's last frame, and the file's size. Returns 0 or -3. */
 int examine_end(KELFLACFD_CTX* ctx, uint64_t* last_num, int64_t* size) {
-    long long source_size = 0;
-    kelflacf_fal_getsize(&ctx->fal, &source_size);
-    const long long tail = wrap_sub(source_size, ctx->info.max_frm_size);
+    *size = source_size(&ctx->fal);
+    const long long tail = wrap_sub(*size, ctx->info.max_frm_size);
     if (tail < 0) return KELFLACFD_E_MALFORMED;
     if (kelflacf_fal_setpos(&ctx->fal, &tail) != 0) return KELFLACFD_E_MALFORMED;
-    *size = source_size;
     return kelflacfd_find_prev_frm(ctx, last_num);
 }
 

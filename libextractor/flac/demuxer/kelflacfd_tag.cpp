@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
-#include "libextractor/flac/demuxer/wrap_arith.h"
+#include "libextractor/mfal/wrap_arith.h"
 
 namespace {
 
