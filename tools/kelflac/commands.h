@@ -13,6 +13,7 @@
 
 namespace kelflac {
 
+/** What the command line asks for. */
 struct Options {
     bool size_known = true;  ///< Whether sources tell the plug-in their size.
     bool verbose = false;

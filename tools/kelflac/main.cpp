@@ -54,7 +54,11 @@ void addCommands(CLI::App* app, CommandLine* line) {
     frames->add_option("FILE", options->file, "The file")->required();
     frames->add_option("--seek", options->seek, "Seek to a time in seconds first");
     frames->add_option("--count", options->count, "Stop after so many buffers")
-        ->check(CLI::Range(uint64_t{1}, options->count));
+        ->check([](const std::string& text) {
+            // The conversion would wrap a negative number round.
+            const bool positive = text.find('-') == text.npos && text != "0";
+            return positive ? "" : "must be 1 or more";
+        });
     frames->add_flag("--json", options->json, "Print JSON objects, last one with the end's status");
     frames->callback([=] {
         constexpr double kMaxSeconds = 9e12;  // In microseconds it still fits 64 bits.
@@ -106,7 +110,7 @@ int main(int argc, char** argv) {
         fprintf(stderr, "kelflac: %s\n", displayText(e.what()).c_str());
         exit_code = kExitPlugin;
     } catch (const std::exception& e) {
-        fprintf(stderr, "kelflac: %s\n", e.what());
+        fprintf(stderr, "kelflac: %s\n", displayText(e.what()).c_str());
     }
     if (fflush(stdout) != 0 || ferror(stdout) != 0) {
         reportError("standard output", strerror(errno));

@@ -13,9 +13,19 @@ namespace {
 
 void* load(const std::string& path) {
     // A bare name would be looked for among the system's libraries.
-    void* library = dlopen(fs::absolute(path).c_str(), RTLD_NOW | RTLD_LOCAL);
+    std::error_code unnamed;
+    const fs::path absolute = fs::absolute(path, unnamed);
+    if (unnamed) throw PluginError("the plug-in's path is empty");
+    void* library = dlopen(absolute.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) throw PluginError(dlerror());
     return library;
+}
+
+bool claimsType(const android::ExtractorDef& definition, const std::string& wanted) {
+    const char** type = definition.u.v3.supported_types;
+    while (type != nullptr && *type != nullptr && *type != wanted)
+        ++type;
+    return type != nullptr && *type != nullptr;
 }
 
 android::ExtractorDef takeDefinition(void* library, const std::string& path) {
@@ -29,7 +39,7 @@ android::ExtractorDef takeDefinition(void* library, const std::string& path) {
                           std::to_string(definition.def_version));
     }
     if (definition.u.v3.sniff == nullptr) throw PluginError(path + ": has no sniffer");
-    if (definition.u.v3.supported_types == nullptr) throw PluginError(path + ": has no types");
+    if (!claimsType(definition, "flac")) throw PluginError(path + ": not for flac files");
     return definition;
 }
 

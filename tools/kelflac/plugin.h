@@ -12,7 +12,7 @@ namespace kelflac {
 class Plugin {
   public:
     /** Loads the library at `path` and takes its definition. Throws PluginError when that fails or
-        the definition is not of version 3 with a sniffer and a list of types. */
+        the definition is not of version 3 with a sniffer, or not for flac files. */
     explicit Plugin(const std::string& path);
 
     const android::ExtractorDef& definition() const { return mDefinition; }

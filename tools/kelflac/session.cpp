@@ -10,7 +10,8 @@ namespace kelflac {
 namespace {
 
 // Once the plug-in has stopped searching for frames, a stream whose largest frame exceeds the
-// buffer is refused for ever, even at its end. A stream that goes on again does so sooner.
+// buffer is refused for ever, even at its end. A stream whose frames are numbered goes on again
+// before it gets there.
 constexpr uint64_t kMaxRefusalsInARow = 256;
 
 std::optional<int64_t> int64Of(AMediaFormat* format, const char* key) {

@@ -18,6 +18,7 @@ namespace kelflac {
 /** A file as the plug-in's source. Remembers what the plug-in can't report: a failed read. */
 class FileInput : public host::FileSource {
   public:
+    /** Opens the file; one that can't be opened fails every call. */
     FileInput(const std::string& path, bool size_known);
 
     ssize_t readAt(off64_t offset, void* data, size_t size) override;
@@ -51,6 +52,7 @@ struct Run {
     std::string failure;                ///< Why the run is not a complete one; empty when it is.
 };
 
+/** One file's life in the plug-in. Not copied: the plug-in keeps pointers into it. */
 class Session {
   public:
     Session(const Plugin& plugin, const std::string& path, bool size_known)

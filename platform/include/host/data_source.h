@@ -67,7 +67,7 @@ class MemorySource : public DataSource {
 /** A file, opened for reading at construction. One that could not be opened fails every call. */
 class FileSource : public DataSource {
   public:
-    explicit FileSource(const char* path) : mFd(open(path, O_RDONLY | O_CLOEXEC)) {}
+    explicit FileSource(const char* path) : mFd(open64(path, O_RDONLY | O_CLOEXEC)) {}
     ~FileSource() override {
         if (mFd >= 0) close(mFd);
     }
