@@ -1,0 +1,211 @@
+// The buffered reader over well-behaved and misbehaving sources.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <sstream>
+
+#include "libextractor/mfal/wrap_arith.h"
+#include "tests/support/demuxer_host.h"
+
+namespace kelflac_test {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+struct Reader : KELFLACF_FAL {
+    RecordingSource source;
+    int created;
+
+    explicit Reader(Bytes bytes, Hook hook = {}, int hint = 4096) : source(std::move(bytes)) {
+        source.hook = std::move(hook);
+        _KELCMN_MFAL record = source.Record();
+        created = kelflacf_fal_create(this, &record, hint);
+    }
+    ~Reader() { kelflacf_fal_delete(this); }
+
+    long long Pos() {
+        long long pos = -1;
+        kelflacf_fal_getpos(this, &pos);
+        return pos;
+    }
+    int SetPos(long long target) { return kelflacf_fal_setpos(this, &target); }
+};
+
+Bytes Noise(size_t size) {
+    Bytes bytes(size);
+    std::mt19937_64 random(7);
+    for (uint8_t& byte : bytes)
+        byte = static_cast<uint8_t>(random() | 1);  // never 0
+    return bytes;
+}
+void RefusePositions(Call& call) {
+    if (call.op == "setpos") call.result = -1;
+}
+
+TEST(Reader, Creation) {
+    const struct {
+        size_t bytes;
+        int hint, result, eof, ring;
+    } rows[] = {{0, 4096, 1, 1, 8192},      {1, 4096, 0, 1, 8192},     {4095, 4096, 0, 1, 8192},
+                {4096, 4096, 0, 0, 8192},   {9000, 4097, 0, 0, 16384}, {9000, 20000, 0, 0, 32768},
+                {9000, 12288, 0, 0, 16384}, {9000, 1 << 30, -2, 0, 0}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.bytes);
+        Reader reader(Noise(row.bytes), {}, row.hint);
+        EXPECT_EQ(reader.created, row.result);
+        EXPECT_EQ(reader.eof, row.eof);
+        EXPECT_EQ(reader.size, row.ring);
+        EXPECT_EQ(reader.source.counts["close"], row.result == -2 ? 1 : 0);
+    }
+    Reader refused({}, [](Call& call) { call.result = -1; });
+    EXPECT_EQ(refused.created, -4);
+    EXPECT_EQ(refused.source.Lines(), Lines{"open 18 @0 = -1"});
+}
+
+/** Runs random operations and holds every answer against the file itself. With `sound` false the
+    source gives short counts, so that the data may end early, but never other bytes. */
+void RunAgainstFile(const Bytes& data, uint64_t seed, bool sound) {
+    std::mt19937_64 random(seed);
+    const auto pick = [&](size_t limit) { return static_cast<int>(random() % limit); };
+    const auto size = static_cast<long long>(data.size());
+    const auto at = [&](long long pos) { return pos < size ? data[static_cast<size_t>(pos)] : 0; };
+    Reader reader(data, [&](Call& call) {
+        if (!sound && call.op == "read" && pick(4) == 0)
+            call.result = pick(4097) * call.result / 4096;
+    });
+    for (int step = 0; step < 3000; ++step) {
+        const long long pos = reader.Pos();
+        long long moved = 0;
+        switch (pick(7)) {
+            case 0: {
+                const int byte = kelflacf_fal_read1(&reader);
+                moved = byte != 0 ? 1 : 0;
+                ASSERT_TRUE(byte == at(pos) || (!sound && byte == 0));
+                break;
+            }
+            case 1: {
+                const auto ahead = static_cast<int>(kelflacf_fal_peek4(&reader, 1) >> 24);
+                ASSERT_TRUE(ahead == at(pos + 1) || ahead == 0);
+                const auto word = static_cast<int>(kelflacf_fal_read4(&reader) & 0xFF);
+                moved = word != 0 ? 4 : 0;
+                ASSERT_TRUE(word == at(pos + 3) || (word == 0 && (!sound || pos + 4 > size)));
+                break;
+            }
+            case 2: {
+                Bytes got(static_cast<size_t>(1 + pick(30000)));
+                moved = kelflacf_fal_read(&reader, got.data(), static_cast<int>(got.size()));
+                const long long left = std::max(size - pos, 0LL);  // a skip may have gone beyond
+                ASSERT_TRUE(moved == std::min(static_cast<long long>(got.size()), left) || !sound);
+                for (long long i = 0; i < moved; ++i)
+                    ASSERT_EQ(got[static_cast<size_t>(i)], at(pos + i));
+                break;
+            }
+            case 3:
+                moved = pick(4) == 0 ? 0 : pick(9000);
+                if (kelflacf_fal_skip(&reader, static_cast<int>(moved)) == 0) break;
+                ASSERT_TRUE(!sound || pos + moved >= size);
+                continue;
+            case 4:
+                moved = std::min<long long>(pick(data.size() + 5000), size) - pos;
+                if (reader.SetPos(pos + moved) == 0) break;
+                ASSERT_FALSE(sound);
+                continue;
+            case 5: {
+                const int buffered = kelflacf_fal_bytes_peek(&reader);
+                for (int i = 0; i < buffered + 2; i += 1 + pick(700)) {
+                    ASSERT_EQ(kelflacf_fal_peek1(&reader, i), i < buffered ? at(pos + i) : 0) << i;
+                }
+                break;
+            }
+            default:
+                ASSERT_EQ(kelflacf_fal_resize_buf(&reader, step > 1000 ? pick(60000) : 100), 0);
+        }
+        ASSERT_EQ(reader.Pos(), pos + moved) << "step " << step;
+    }
+}
+
+TEST(Reader, AnswersWithTheFilesOwnBytes) {
+    for (size_t size : {1U, 100U, 4095U, 4096U, 4097U, 8192U, 12288U, 100000U}) {
+        for (uint64_t seed = 1; seed <= 6 && !HasFatalFailure(); ++seed) {
+            SCOPED_TRACE(testing::Message() << "size " << size << " seed " << seed);
+            RunAgainstFile(Noise(size), seed, seed % 2 == 0);
+        }
+    }
+}
+
+/** Runs a script of operations: s skip, p setpos, r read, b top up, k peek1, w peek4. Gives for
+   each its result (1 for a byte or word that is not 0), the bytes then buffered and "e" at the end.
+ */
+std::string Play(Reader& reader, const std::string& script) {
+    std::istringstream in(script);
+    std::string out;
+    char op = 0;
+    for (int arg = 0; in >> op >> arg;) {
+        Bytes bytes(30000);
+        const int result = op == 's'   ? kelflacf_fal_skip(&reader, arg)
+                           : op == 'p' ? reader.SetPos(arg)
+                           : op == 'r' ? kelflacf_fal_read(&reader, bytes.data(), arg)
+                           : op == 'b' ? kelflacf_fal_bytes_peek(&reader)
+                           : op == 'k' ? kelflacf_fal_peek1(&reader, arg) != 0
+                                       : kelflacf_fal_peek4(&reader, arg) != 0;
+        out += std::to_string(result) + ":" + std::to_string(kelflacf_fal_buffered(&reader)) +
+               (reader.eof != 0 ? "e " : " ");
+    }
+    return out;
+}
+
+TEST(Reader, Scripts) {
+    const auto short_first = [](Call& call) {
+        if (call.op == "read" && call.index == 0) call.result = 100;
+    };
+    const struct {
+        size_t bytes;
+        Hook hook;
+        const char *script, *expected;
+    } rows[] = {
+        {100, {}, "r200 k0", "100:0e 0:0e "},
+        // A top-up leaves a byte free; peeks refill for their first bytes alone.
+        {50000,
+         {},
+         "k4096 b0 r1 b0 s8189 w0 w2147483647",
+         "0:4096 4096:4096 1:4095 8191:8191 0:2 1:4098 0:4098 "},
+        // All that is buffered; to the end, where a few bytes came; nothing.
+        {10000, {}, "s4096 s5904 s0", "0:4096 0:0e 1:0e "},
+        {10000, {}, "s11000 s-5", "1:0e 0:0e "},  // less in the block than the offset in it
+        // Among the buffered bytes; before them; at the end and behind, which keeps the flag; back.
+        {10000,
+         {},
+         "p0 p4095 p10 p10000 p123456 k0 p9999 p-1",
+         "0:4096 0:1 0:4086 0:0 0:0 0:0e 0:1e 1:0e "},
+        {10000, UnknownSize, "p11000 p99999 p9000", "1:0e 1:0e 0:1000e "},
+        {10000, RefusePositions, "p9000", "-4:4096 "},
+        // A short first read is the end, which a top-up passes and any position clears.
+        {30000, short_first, "r200 k0 b0 p101", "100:0e 0:0e 4096:4096e 0:4095 "},
+    };
+    for (const auto& row : rows) {
+        Reader reader(Noise(row.bytes), row.hook);
+        EXPECT_EQ(Play(reader, row.script), row.expected) << row.script;
+    }
+    Reader reader(Noise(10000));
+    Play(reader, "p0 p4095 p10 s4086");
+    EXPECT_EQ(reader.source.Lines("read setpos"),
+              (Lines{"read 4096 @0 = 4096", "setpos 0 @4096 = 0", "read 4096 @0 = 4096",
+                     "setpos 4096 @4096 = 0", "read 4096 @4096 = 4096"}));
+    const Bytes data = Noise(20000);
+    Reader refused(data, RefusePositions);
+    EXPECT_EQ(kelflacf_fal_skip(&refused, 10001), 0) << "goes on where the source stands";
+    EXPECT_EQ(kelflacf_fal_read1(&refused), data[4096 + (10001 & 4095)]);
+}
+
+TEST(WrapArithmetic, Edges) {
+    EXPECT_EQ(wrap_div(INT64_MIN, -1), INT64_MIN);
+    EXPECT_EQ(wrap_div(7, 0), 0);
+    EXPECT_EQ(wrap_div(-7, 2), -3);
+    EXPECT_EQ(wrap_mul(INT64_MAX, 2), -2);
+    EXPECT_EQ(wrap_add(INT64_MAX, 1), INT64_MIN);
+    EXPECT_EQ(wrap_sub(INT64_MIN, 1), INT64_MAX);
+}
+
+}  // namespace
+}  // namespace kelflac_test

@@ -1,0 +1,302 @@
+// Opening, reading and seeking whole streams.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+
+#include "tests/support/demuxer_host.h"
+
+namespace kelflac_test {
+namespace {
+
+using ::testing::ElementsAre;
+constexpr int kLast = kLastBlockFlag;
+
+StreamInfo Info(uint32_t max_frame, uint64_t samples = 441000, uint32_t bits = 16) {
+    return {4096, 4096, 0, 44100, 2, bits, max_frame, samples};
+}
+Bytes Block(const StreamInfo& info, int type = kLast) {
+    return MetaBlock(type, StreamInfoBody(info));
+}
+Bytes Flac(const std::vector<Bytes>& parts) {
+    return Cat({Text("fLaC"), Cat(parts)});
+}
+Bytes Frames(uint64_t first, uint64_t count, size_t size, FrameHeader header = {}) {
+    std::vector<Bytes> frames;
+    for (header.number = first; header.number < first + count; ++header.number) {
+        frames.push_back(FrameBytes(header, size));
+    }
+    return Cat(frames);
+}
+
+/** "size@start" for each frame delivered, the status for any other read, up to the end. */
+std::string Reads(Demuxer& demuxer, int count, int32_t buf_size = 102400) {
+    std::string out;
+    for (int i = 0; i < count; ++i) {
+        const Frame frame = demuxer.Read(buf_size);
+        if (frame.status != 0) {
+            out += std::to_string(frame.status) + " ";
+        } else {
+            out += std::to_string(frame.length) + "@" + std::to_string(frame.time) + " ";
+        }
+        if (frame.status == 1) break;
+    }
+    return out;
+}
+
+TEST(Open, Results) {
+    const Bytes ok = StreamBuilder{}.Frames(0, 3, 200).Build(), frames = Frames(0, 3, 200);
+    const Bytes good = Block(Info(200), 0), small = Block({8, 8}, 0),
+                variable = Block({4096, 1152}, 0);
+    const Bytes padding = MetaBlock(kPadding | kLast, Bytes(5)), junk = MetaBlock(127, Bytes(20));
+    const Bytes comment = MetaBlock(4, Hex("00 00 00 00 01 00 00 00 09 00 00 00 41"));  // too long
+    FrameHeader deep;
+    deep.bits_code = 7;
+    const struct {
+        int err;
+        const char* name;
+        Bytes bytes;
+    } rows[] = {
+        {0, "plain", ok},
+        {-5, "empty", {}},
+        {-5, "marker in lower case", Cat({Text("flac"), good, frames})},
+        {0, "behind an ID3v2 tag", Cat({Id3v2(257), ok})},
+        {0, "behind an ID3v2 tag larger than the ring", Cat({Id3v2(300000), ok})},
+        {-5, "behind two ID3v2 tags", Cat({Id3v2(257), Id3v2(9), ok})},
+        {-5, "behind an ID3v2 footer", Cat({Id3v2(9, 0, true), ok})},
+        {-5, "an ID3v2 tag past the end", Hex("49 44 33 04 00 00 7F 7F 7F 7F 00")},
+        {-3, "blocks of 8", Flac({small, frames})},
+        {-3, "maximum block 0", Flac({Block({16, 0}), frames})},
+        {-6, "variable block size", Flac({variable, frames})},
+        {0, "types 2 and 9 first",
+         Flac({MetaBlock(2, Bytes(9)), MetaBlock(9, Bytes(9)), good, ok})},
+        {-3, "type 127 first", Flac({junk, good, frames})},
+        {0, "type 127 behind STREAMINFO", Flac({good, junk, frames})},
+        {-3, "bad comments first", Flac({comment, good, padding, frames})},
+        {0, "bad comments behind STREAMINFO", Flac({good, comment, frames})},
+        {0, "a block past the end", Flac({good, MetaBlock(1, {}, 0xFFFFFF), frames})},
+        {-3, "STREAMINFO past the end", Flac({MetaBlock(0, Bytes(34), 0xFFFFFF), frames})},
+        {0, "STREAMINFO read whole",
+         Flac({MetaBlock(0, StreamInfoBody(Info(200)), 1), padding, frames})},
+        {0, "a block of length 0 ends the walk", Flac({good, MetaBlock(1, {}), junk, frames})},
+        {0, "type 8 is a second STREAMINFO", Flac({good, Block(Info(200), 8 | kLast), frames})},
+        {-3, "a refused second STREAMINFO", Flac({good, small, padding, frames})},
+        {-6, "a variable second STREAMINFO", Flac({good, Block({4096, 1152}, 8), padding, frames})},
+        {-3, "no frame", Flac({good, padding})},
+        {-3, "no STREAMINFO", Flac({padding, frames})},
+        {-3, "no rate", Flac({Block({4096, 4096, 0, 0}), frames})},
+        {-3, "32-bit samples", Flac({Block(Info(200)), Frames(0, 3, 200, deep)})},
+        {-3, "zeros", Flac({Bytes(1 << 20)})},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        Demuxer demuxer(row.bytes);
+        EXPECT_EQ(demuxer.err, row.err);
+        EXPECT_EQ(demuxer.info.codec, row.err == 0 ? 61868 : 0);
+        EXPECT_EQ(demuxer.source.counts["close"], row.err == 0 ? 0 : 1);
+    }
+    EXPECT_EQ(Demuxer(ok, [](Call& call) { call.result = -1; }).err, -4);
+}
+
+TEST(Open, StreamInformation) {
+    const Bytes tail = Frames(98, 2, 200), table = MetaBlock(kSeekTable | kLast, Bytes(20));
+    const Bytes to_44 = Cat({Block(Info(300)), {0, 0}});  // the first frame at 44
+    const struct {
+        int64_t in_duration, duration;
+        int byte_rate, seekable, max_frame, ring;
+        bool size_known;
+        Bytes bytes;
+    } rows[] = {
+        {0, 100000000, 100000, 1, 300, 8192, true, Flac({to_44, Frames(0, 5000, 200)})},
+        {10000000, 10000000, 400, 1, 300, 8192, true, Flac({Block(Info(300)), tail})},
+        {0, 92879818, 43, 1, 300, 8192, true, Flac({Block(Info(300, 0)), tail})},  // last frame: 99
+        {0, 928798, 4306, 1, 9000, 16384, true, Flac({Block(Info(9000, 0)), tail})},
+        {0, 100000000, 0, 0, 300, 8192, false, Flac({Block(Info(300)), tail})},
+        {0, 100000000, 0, 1, 300, 8192, false, Flac({Block(Info(300), 0), table, tail})},
+        {0, 100000000, 0, 1, 300, 8192, false,
+         Flac({Block(Info(300), 0), MetaBlock(3 | kLast, Bytes(17)), tail})},
+        {0, 100000000, 40, 1, 8192, 16384, true, Flac({Block(Info(0, 441000, 12)), tail})},
+        {0, 100000000, 40, 1, 27648, 32768, true,
+         Flac({Block({4608, 4608, 0, 44100, 2, 24, 0, 441000}), tail})},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(&row - rows);
+        Demuxer demuxer(row.bytes, row.size_known ? Hook{} : UnknownSize, row.in_duration);
+        ASSERT_EQ(demuxer.err, 0);
+        EXPECT_EQ(demuxer.info.duration, row.duration);
+        EXPECT_EQ(demuxer.info.byte_rate, row.byte_rate);
+        EXPECT_EQ(demuxer.info.seekable, row.seekable);
+        EXPECT_EQ(demuxer.info.max_frm_size, row.max_frame);
+        EXPECT_EQ(demuxer.ctx->fal.size, row.ring);
+        EXPECT_EQ(demuxer.Pos(), demuxer.ctx->first_frm_pos);
+        EXPECT_EQ(demuxer.ctx->self, demuxer.ctx);
+    }
+}
+
+TEST(Context, BadHandles) {
+    KELFLACFD_CTX closed = {};
+    KELFLACFD_INFO info;
+    uint32_t length = 0;
+    int64_t time = 0;
+    int size = 0;
+    for (KELFLACFD_CTX* bad : {static_cast<KELFLACFD_CTX*>(nullptr), &closed}) {
+        kelflacfd_delete(bad);
+        EXPECT_EQ(kelflacfd_get_info(bad, &info), -1);
+        EXPECT_EQ(kelflacfd_get_fmt(bad, nullptr, &size), -1);
+        EXPECT_EQ(kelflacfd_get_frm(bad, nullptr, 0, &length, &time, &time), -1);
+        EXPECT_EQ(kelflacfd_seek(bad, &time, &time), -1);
+    }
+}
+
+TEST(Read, WhereFramesEnd) {
+    const auto with = [](uint32_t rate, uint32_t assignment, uint32_t bits, uint32_t block,
+                         uint32_t sync) {
+        FrameHeader header;
+        header.rate_code = rate, header.assignment = assignment, header.bits_code = bits;
+        header.block_code = block, header.sync = sync;
+        return Frames(1, 1, 200, header);
+    };
+    FrameHeader broken, reserved;
+    broken.crc_error = 1, reserved.subframe = 0x04;
+    const std::string three = "200@0 200@928798 200@1857596 1 ", two = "400@0 200@1857596 1 ";
+    const auto wrap = [](const Bytes& second) {
+        return Flac({Block(Info(700)), Frames(0, 1, 200), second, Frames(2, 1, 200)});
+    };
+    const std::pair<Bytes, std::string> rows[] = {
+        {with(9, 1, 4, 12, 0xFFF8), three},
+        {with(9, 1, 4, 11, 0xFFF8), three},   // another block size
+        {with(9, 1, 4, 12, 0xFFF9), three},   // another blocking strategy
+        {with(9, 10, 4, 12, 0xFFF8), three},  // another kind of stereo
+        {with(10, 1, 4, 12, 0xFFF8), two},    // another rate
+        {with(9, 0, 4, 12, 0xFFF8), two},     // other channels
+        {with(9, 1, 6, 12, 0xFFF8), two},     // another sample size
+        {Frames(1, 1, 200, broken), two},
+        {Frames(1, 1, 200, reserved), two},
+        {Frames(999, 1, 200), "200@0 200@927869387 200@1857596 1 "},  // numbers need not follow
+        {Frames(1, 1, 700), "200@0 700@928798 200@1857596 1 "},
+        {Frames(1, 1, 701), "200@0 -7 200@1857596 1 "},  // above the stated maximum
+        {Frames(1, 1, 9000), "200@0 200@1857596 1 "},    // beyond the ring: passed over
+    };
+    for (const auto& [second, reads] : rows) {
+        Demuxer demuxer(wrap(second));
+        EXPECT_EQ(Reads(demuxer, 9), reads) << &second - &rows[0].first;
+    }
+    Demuxer demuxer(wrap(Frames(1, 1, 500)));
+    EXPECT_EQ(Reads(demuxer, 9, 499), "200@0 -7 200@1857596 1 ") << "too long for the buffer";
+    Demuxer unsized(wrap(Frames(1, 1, 500)), UnknownSize);
+    EXPECT_EQ(Reads(unsized, 9), "200@0 500@928798 1 ") << "the last frame has no successor";
+}
+
+TEST(Read, AHeaderAtTheEndOfTheBufferedBytesIsPassedOver) {
+    for (size_t in_sight = 3; in_sight <= 8; ++in_sight) {
+        const Bytes padding = MetaBlock(kPadding | kLast, Bytes(4096 - 46 - in_sight));
+        Demuxer demuxer(Flac({Block(Info(700), 0), padding, Frames(200, 3, 200)}));
+        // Six bytes and the CRC-8 must be in sight; the subframe byte may read as 0.
+        EXPECT_EQ(demuxer.Read().time, in_sight == 3 || in_sight >= 7 ? 185759637 : 186688435);
+    }
+}
+
+TEST(Read, LooksWithoutABuffer) {
+    Demuxer demuxer(StreamBuilder{}.Frames(7, 3, 200).Build());
+    for (int left : {243, 242}) {
+        uint32_t length = 0;
+        int64_t time = 0, next = 0;
+        EXPECT_EQ(kelflacfd_get_frm(demuxer.ctx, nullptr, 0, &length, &time, &next), 0);
+        EXPECT_THAT((std::vector<int64_t>{length, time, next}), ElementsAre(200, 6501587, 7430385));
+        EXPECT_EQ(demuxer.ctx->full_check_count, left);
+    }
+    EXPECT_EQ(Reads(demuxer, 1), "200@6501587 ");
+}
+
+TEST(Read, FixedSizePiecesPastTheCountdown) {
+    const Bytes stream = StreamBuilder(Info(300)).Frames(0, 250, 200).Build();
+    Demuxer demuxer(stream), small(stream);
+    for (int i = 0; i < 245; ++i)
+        ASSERT_EQ(demuxer.Read().bytes.size(), 200U) << i;
+    const Frame piece = demuxer.Read();
+    EXPECT_EQ(piece.bytes, Bytes(stream.end() - 1000, stream.end() - 700));
+    EXPECT_EQ(piece.next_time, 928798);
+    EXPECT_EQ(Reads(demuxer, 5), "300@0 300@0 100@0 1 ");
+    EXPECT_EQ(demuxer.Seek(0), 0);
+    EXPECT_EQ(Reads(demuxer, 2), "200@0 200@928798 ") << "a seek searches again";
+    for (int i = 0; i < 245; ++i)
+        ASSERT_EQ(small.Read(199).status, -7) << "these count as well";
+    EXPECT_EQ(Reads(small, 6, 199), "-7 -7 -7 -7 -7 -7 ") << "also at the end of the file";
+}
+
+/** Seeks to 5 s in a file of 10,008,000 bytes with frames of `size` bytes up to frame `count` and
+    even ones behind. Gives the positions taken behind the first estimate. */
+std::vector<std::string> SeekAcross(size_t size, uint64_t count, int64_t* landed) {
+    const Bytes meta =
+        Flac({Block(Info(12000, 1077 * 4096), 0), MetaBlock(kPadding | kLast, Bytes(8000 - 46))});
+    const Bytes even = Frames(count, 1076 - count, (10000000 - size * count) / (1077 - count));
+    const size_t last = 10000000 - size * count - even.size();
+    Demuxer demuxer(Cat({meta, Frames(0, count, size), even, Frames(1076, 1, last)}));
+    EXPECT_EQ(demuxer.info.byte_rate, 99968);
+    demuxer.source.calls.clear();
+    EXPECT_EQ(demuxer.Seek(50000000, landed), 0);
+    auto positions = demuxer.source.Lines("setpos");
+    EXPECT_EQ(demuxer.Read().time, *landed);
+    return {positions.begin() + 3, positions.end()};
+}
+
+TEST(Seek, Interpolates) {
+    int64_t landed = -1;
+    EXPECT_THAT(SeekAcross(9285, 1000, &landed), ElementsAre());
+    EXPECT_EQ(landed, 49226303);
+    // The first probe, at 500,105, meets frame 50 and frame 60.
+    EXPECT_THAT(SeekAcross(9843, 50, &landed), ElementsAre("setpos 524288 @516096 = 0"));
+    EXPECT_THAT(SeekAcross(8202, 60, &landed), ElementsAre("setpos 442368 @516096 = 0"));
+}
+
+TEST(Seek, ResultsAndWhatFollows) {
+    const Bytes stream = StreamBuilder{}.Frames(0, 200, 300).Build();
+    const struct {
+        int64_t time;
+        int result;
+        const char* reads;
+        Bytes bytes;
+        Hook hook;
+    } rows[] = {
+        {0, 0, "300@0 300@928798 ", stream, {}},
+        {100000000, 0, "300@99381405 300@100310204 ", stream, {}},
+        {9000000000, 0, "1 ", stream, {}},                // behind the last frame
+        {INT64_MAX, 0, "300@0 300@928798 ", stream, {}},  // wraps to the start
+        {0, -3, "300@0 300@928798 ", stream, UnknownSize},
+        {0, -3, "1 ", Cat({stream, Bytes(301, 't')}), {}},  // no header near the end
+        {0, -3, "300@0 300@928798 ", stream,
+         [](Call& call) {
+             if (call.op == "setpos") call.result = -1;
+         }},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(&row - rows);
+        Demuxer demuxer(row.bytes, row.hook);
+        ASSERT_EQ(demuxer.err, 0);
+        EXPECT_EQ(demuxer.Seek(row.time), row.result);
+        EXPECT_EQ(Reads(demuxer, 2), row.reads);
+    }
+}
+
+TEST(Seek, EndsWhateverTheNumbers) {
+    std::mt19937_64 random(3);
+    for (int kind = 0; kind < 4; ++kind) {
+        StreamBuilder builder;
+        for (uint64_t i = 0; i < 1500; ++i) {
+            const uint64_t numbers[] = {0, random() & 0xFFFFFFFFF, 3000 + i, i % 12 * 100};
+            builder.Frames(numbers[kind], 1, 90);
+        }
+        builder.Frames(0, 1, 90);  // the last below all others, so that steps diverge
+        for (bool refuse : {false, true}) {
+            Demuxer demuxer(builder.Build(), [&](Call& call) {
+                if (refuse && call.op == "setpos" && call.arg < 0) call.result = -1;
+            });
+            for (int i = 0; i < 9; ++i)
+                EXPECT_EQ(demuxer.Seek(demuxer.info.duration / 9 * i), 0);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace kelflac_test

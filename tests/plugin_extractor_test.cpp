@@ -1,0 +1,77 @@
+// The extractor: track format, file metadata, failed opens.
+#include <gtest/gtest.h>
+#include <host/binder.h>
+
+#include "tests/support/plugin_host.h"
+
+namespace kelflac_test {
+
+static const StreamBuilder kSound = StreamBuilder{}.Frames(0, 3, 100);
+static const std::string kMime = "mime='audio/flac', ", kLog = "4 KelFLACExtractorSO KelFLAC";
+static const std::string kLimits =
+    ", max-input-size=102400, min-block-size=1152, max-block-size=1152, "
+    "min-frame-size=77, max-frame-size=900, pcm-encoding=";
+
+TEST(Extractor, PublishesTheTrackFormat) {
+    const std::tuple<uint32_t, uid_t, char> rows[] = {
+        {16, 1013, '2'}, {17, 1013, '4'}, {24, 7, '2'}};
+    for (const auto& [bits, uid, encoding] : rows) {
+        const StreamInfo info{1152, 1152, 77, 44100, 6, bits, 900, 100001, Bytes(16, 0xAB)};
+        const Bytes csd = Cat({Text("csd-0=<fLaC"), Hex("80 00 00 22"), StreamInfoBody(info)});
+        const std::string depth = std::to_string(bits), head(csd.begin(), csd.end());
+        const std::string expected =
+            head + ">, " + kMime +
+            "durationUs=2267596L, channel-count=6, sample-rate=44100, bits-per-sample=" + depth +
+            kLimits + encoding + ", ";
+        const uint64_t queries = host::callingUidQueries();
+        host::setCallingUid(uid);
+        EXPECT_EQ(Session(StreamBuilder(info).Frames(0, 3, 100).Build()).TrackFormat(), expected);
+        EXPECT_EQ(host::callingUidQueries() - queries, bits > 16 ? 1U : 0U);
+    }
+}
+
+TEST(Extractor, PublishesTheFileMetadata) {
+    const Bytes png = Text("PNG"), jpg = Text("JPG");
+    const std::pair<StreamBuilder, std::string> rows[] = {
+        {StreamBuilder(kSound).Picture({png}).Picture({jpg}).Comments(
+             {"COMPILATION=1", "lyricist=l", "DATE=9-5", "TITLE=t", "GENRE=g", "COMPOSER=c",
+              "AUTHOR=u", "ALBUM ARTIST=b", "ARTIST=r", "ALBUM=a", "DISCNUMBER=2",
+              "TRACKNUMBER=3/12"}),
+         "cdtracknum='3/12', discnum='2', album='a', artist='r', albumartist='b', author='u', "
+         "composer='c', date='9-5', genre='g', title='t', year='9', writer='l', compilation="
+         "'1', char-encoding-types='album=3:artist=3:albumartist=3:author=3:composer=3:date=3:"
+         "genre=3:title=3:writer=3:', albumart=<PNG>, "},
+        {StreamBuilder(kSound).Picture({{}}).Picture({jpg}).Comments(
+             {"TITLE=", "DATE=May", "TRACKNUMBER=1234567890", "COMPILATION=3000000000"}),
+         "cdtracknum='123456789', date='May', year='0', char-encoding-types='date=3:', "},
+        {StreamBuilder(kSound).Picture({png}), "albumart=<PNG>, "}};
+    for (const auto& [stream, expected] : rows)
+        EXPECT_EQ(Session(stream.Build()).FileMeta(), expected + kMime);
+}
+
+TEST(Extractor, TriesAFailedOpenAgain) {
+    Session s(Cat({Id3v2(0), Id3v2(0), kSound.Build()}));  // the sniffer skips both, the open one
+    const auto [self, free, countTracks, getTrack, getTrackMetaData, getMetaData, flags,
+                setMediaCas, name] = *s.extractor;
+    EXPECT_STREQ(name(self), "KelFLACExtractor");
+    EXPECT_TRUE(setMediaCas(self, nullptr, 0) == -10005 && flags(self) == 4);
+    EXPECT_TRUE(!getTrack(self, 1) && getTrackMetaData(self, s.meta, 1, 0) == -10000);
+    EXPECT_EQ(s.source.calls, 0);
+    EXPECT_TRUE(countTracks(self) == 0 && getTrack(self, 0) == nullptr);
+    EXPECT_EQ(s.TrackFormat() + s.FileMeta(), "-10000-10000");
+    const std::string log = kLog + "Extractor::init_kelflacfd() kelflacfd_create() failed!\n" +
+                            kLog + "Extractor::readMetaData() init_kelflacff error\n";
+    EXPECT_EQ(TakeLog(), log + log + log + log);
+    s.source.data = kSound.Build();
+    EXPECT_TRUE(s.FileMeta() == kMime && countTracks(self) == 1);
+}
+
+TEST(Extractor, OpensWithoutStreamInfoWhereTheSizeIsUnknown) {
+    Bytes stream = kSound.Build();
+    stream[4] = kPadding | kLastBlockFlag;
+    EXPECT_EQ(Session(stream, false).TrackFormat().find(kMime), 0U) << "no codec-specific data";
+    EXPECT_NE(TakeLog().find(kLog + "Extractor::kelflacfd_get_fmt() getsize failed -3\n"),
+              std::string::npos);
+}
+
+}  // namespace kelflac_test

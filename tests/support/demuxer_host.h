@@ -1,0 +1,65 @@
+// A demuxer over a recording source, and what the tests ask of it.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "libextractor/flac/demuxer/kelflacfd_internal.h"
+#include "tests/support/recording_source.h"
+#include "tests/support/stream_builder.h"
+
+namespace kelflac_test {
+
+using Hook = std::function<void(Call&)>;
+
+/** For a source that can't tell its size. */
+inline void UnknownSize(Call& call) {
+    if (call.op == "getsize") call.result = 0;
+}
+
+/** What one read gave. */
+struct Frame {
+    int status = 0;
+    Bytes bytes;  ///< Empty unless a frame was delivered.
+    int64_t time = -1, next_time = -1;
+    uint32_t length = 0;
+};
+
+/** One open, closed at the end of its scope. */
+struct Demuxer {
+    RecordingSource source;
+    KELFLACFD_INFO info = {};
+    int err = 99;
+    KELFLACFD_CTX* ctx = nullptr;
+
+    explicit Demuxer(Bytes bytes, Hook hook = {}, int64_t in_duration = 0) {
+        source.data = std::move(bytes);
+        source.hook = std::move(hook);
+        _KELCMN_MFAL record = source.Record();
+        ctx = kelflacfd_create(&record, &in_duration, &info, &err);
+    }
+    ~Demuxer() { kelflacfd_delete(ctx); }
+    Demuxer(const Demuxer&) = delete;
+
+    Frame Read(int32_t buf_size = 102400) {
+        Frame frame;
+        frame.bytes.resize(static_cast<size_t>(buf_size));
+        frame.status = kelflacfd_get_frm(ctx, frame.bytes.data(), buf_size, &frame.length,
+                                         &frame.time, &frame.next_time);
+        frame.bytes.resize(frame.status == 0 ? frame.length : 0);
+        return frame;
+    }
+    int Seek(int64_t time, int64_t* landed = nullptr) {
+        int64_t unused = 0;
+        return kelflacfd_seek(ctx, &time, landed != nullptr ? landed : &unused);
+    }
+    long long Pos() {
+        long long pos = -1;
+        kelflacf_fal_getpos(&ctx->fal, &pos);
+        return pos;
+    }
+};
+
+}  // namespace kelflac_test
