@@ -45,6 +45,14 @@ int32_t read_source(KELFLACF_FAL* fal, int32_t at, int32_t wanted) {
     return std::clamp(fal->mfal.read(fal->fp, fal->buf + at, room), 0, room);
 }
 
+/** Reads up to `wanted` bytes behind the buffered ones. Returns the count. */
+int32_t append_from_source(KELFLACF_FAL* fal, int32_t wanted) {
+    const int32_t count = read_source(fal, fal->wr, wanted);
+    fal->wr = (fal->wr + count) & (fal->size - 1);
+    fal->reach += count;
+    return count;
+}
+
 int64_t handle_pos(KELFLACF_FAL* fal) {
     long long pos = 0;
     fal->mfal.getpos(fal->fp, &pos);
@@ -55,11 +63,53 @@ int64_t handle_pos(KELFLACF_FAL* fal) {
     next. Returns 0, or 1 with an empty ring when that byte is not there. */
 int load_chunk(KELFLACF_FAL* fal, int32_t behind) {
     const int32_t count = read_source(fal, 0, KELFLACF_FAL_CHUNK);
+    fal->reach += int64_t{fal->size} + count;
     fal->wr = count;
     fal->rd = std::min(behind, count);
     if (count == KELFLACF_FAL_CHUNK) return KELFLACF_FAL_OK;
     fal->eof = 1;
     return count == 0 || count < behind ? KELFLACF_FAL_END : KELFLACF_FAL_OK;
+}
+
+// A block is judged as a whole, without branches, so that compilers judge many bytes at a time.
+constexpr int32_t SYNC_BLOCK = 64;
+
+bool is_sync_code(const uint8_t* bytes) {
+    return bytes[0] == 0xFF && (bytes[1] & 0xFE) == 0xF8;
+}
+
+bool block_has_sync_code(const uint8_t* block) {
+    uint8_t found = 0;
+    for (int32_t i = 0; i < SYNC_BLOCK; ++i) {
+        found |= static_cast<uint8_t>((block[i] == 0xFF) & ((block[i + 1] & 0xFE) == 0xF8));
+    }
+    return found != 0;
+}
+
+/** The first of `count` positions in a row at which a sync code stands, or `count`. One byte more
+    than `count` is looked at. */
+int32_t find_in_run(const uint8_t* run, int32_t count) {
+    int32_t at = 0;
+    while (at + SYNC_BLOCK <= count && !block_has_sync_code(run + at))
+        at += SYNC_BLOCK;
+    while (at < count && !is_sync_code(run + at))
+        ++at;
+    return at;
+}
+
+/** The last of `count` positions in a row, or -1. */
+int32_t find_last_in_run(const uint8_t* run, int32_t count) {
+    int32_t end = count;
+    while (end >= SYNC_BLOCK && !block_has_sync_code(run + end - SYNC_BLOCK))
+        end -= SYNC_BLOCK;
+    while (end > 0 && !is_sync_code(run + end - 1))
+        --end;
+    return end - 1;
+}
+
+/** The bytes in a row from `offset` to the ring's end. */
+int32_t run_from(const KELFLACF_FAL* fal, int32_t offset) {
+    return fal->size - ring_index(fal, offset);
 }
 
 uint32_t word_at(const KELFLACF_FAL* fal, int32_t offset) {
@@ -130,17 +180,15 @@ void KELFLACF_FAL_FILL_BUF2(KELFLACF_FAL* fal, int wanted) {
     } else if (fal->rd - fal->wr < KELFLACF_FAL_CHUNK) {
         return;  // a whole chunk would reach unread bytes; the caller takes some of those first
     }
-    const int32_t count = read_source(fal, fal->wr, room);
-    if (count < 1) fal->eof = 1;
-    fal->wr = (fal->wr + count) & (fal->size - 1);
+    if (append_from_source(fal, room) < 1) fal->eof = 1;
 }
 
 int kelflacf_fal_bytes_peek(KELFLACF_FAL* fal) {
     // One byte stays free, so that a full ring can't be taken for an empty one.
     const int32_t chunks = (free_space(fal) - 1) / KELFLACF_FAL_CHUNK;
     for (int32_t i = 0; i < chunks; ++i) {
-        const int32_t count = read_source(fal, fal->wr, KELFLACF_FAL_CHUNK);
-        fal->wr = (fal->wr + count) & (fal->size - 1);
+        if (append_from_source(fal, KELFLACF_FAL_CHUNK) < 1)
+            break;  // the rest would give as little
     }
     return kelflacf_fal_buffered(fal);
 }
@@ -171,6 +219,41 @@ uint32_t kelflacf_fal_read4(KELFLACF_FAL* fal) {
     const uint32_t word = word_at(fal, 0);
     advance_read(fal, 4);
     return word;
+}
+
+const uint8_t* kelflacf_fal_view(const KELFLACF_FAL* fal, int offset, int count, uint8_t* scratch) {
+    const int32_t there = std::clamp(kelflacf_fal_buffered(fal) - offset, 0, count);
+    const int32_t at = ring_index(fal, offset);
+    if (there == count && at + count <= fal->size) return fal->buf + at;
+    for (int32_t i = 0; i < count; ++i) {
+        scratch[i] = i < there ? fal->buf[ring_index(fal, offset + i)] : uint8_t{0};
+    }
+    return scratch;
+}
+
+int kelflacf_fal_find_sync_code(const KELFLACF_FAL* fal, int from, int limit) {
+    for (int32_t at = from; at < limit;) {
+        // The last byte of the ring and the first make a pair of their own.
+        const int32_t in_a_row = std::min(run_from(fal, at) - 1, limit - at);
+        const int32_t found = find_in_run(fal->buf + ring_index(fal, at), in_a_row);
+        at += found;
+        if (found < in_a_row) return at;
+        if (at < limit && fal->buf[fal->size - 1] == 0xFF && (fal->buf[0] & 0xFE) == 0xF8)
+            return at;
+        ++at;
+    }
+    return limit;
+}
+
+int kelflacf_fal_find_last_sync_code(const KELFLACF_FAL* fal, int limit) {
+    int32_t to_ring_end = std::min(run_from(fal, 0) - 1, limit);
+    if (limit > to_ring_end) {
+        const int32_t wrapped = to_ring_end + 1;  // the offset of the ring's first byte
+        const int32_t found = find_last_in_run(fal->buf, limit - wrapped);
+        if (found >= 0) return wrapped + found;
+        if (fal->buf[fal->size - 1] == 0xFF && (fal->buf[0] & 0xFE) == 0xF8) return to_ring_end;
+    }
+    return find_last_in_run(fal->buf + fal->rd, to_ring_end);
 }
 
 int kelflacf_fal_read(KELFLACF_FAL* fal, void* dst, int count) {

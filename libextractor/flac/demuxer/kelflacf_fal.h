@@ -39,6 +39,9 @@ struct KELFLACF_FAL {
     int32_t wr;         ///< Ring offset at which the next refill stores, 0 to size - 1.
     int32_t size;       ///< Ring size in bytes: 8192 times a power of two.
     int32_t eof;        ///< 1 once a read came back short or empty. Refill steps stop at it.
+    int64_t reach;      ///< Names the place just behind the last buffered byte: grows by each byte
+                        ///< stored, and by more than a ring's size with each reload, so that a byte
+                        ///< keeps its name, reach - distance, for as long as it is buffered.
 };
 
 /**
@@ -92,6 +95,21 @@ uint32_t kelflacf_fal_peek4(KELFLACF_FAL* fal, int offset);
 /** The next big-endian word, consumed, or 0 with nothing consumed when fewer than four bytes are
     left. */
 uint32_t kelflacf_fal_read4(KELFLACF_FAL* fal);
+
+/**
+ * The `count` bytes at `offset` in one piece: in the ring where they
+ * lie there so, else copied to `scratch`, which has room for as many. Bytes beyond the buffered
+ * ones are zeros. Reads and consumes nothing; valid until the next call.
+ */
+const uint8_t* kelflacf_fal_view(const KELFLACF_FAL* fal, int offset, int count, uint8_t* scratch);
+
+/** The lowest offset from `from` up to but not with `limit` at which the 15 bits of a frame's sync
+    code stand (RFC 9639, 9.1.1: 0xFF, then 0xF8 or 0xF9), or `limit`, which is at most the buffered
+    count less 1. Reads and consumes nothing. */
+int kelflacf_fal_find_sync_code(const KELFLACF_FAL* fal, int from, int limit);
+
+/** The highest offset below `limit` at which they stand, or -1. */
+int kelflacf_fal_find_last_sync_code(const KELFLACF_FAL* fal, int limit);
 
 /** Copies up to `count` bytes to `dst` and consumes them. Returns the number copied; fewer than
     `count` means that the data ended. */

@@ -34,6 +34,9 @@ constexpr int64_t KELFLACFD_TICKS_PER_SECOND = 10'000'000;
 constexpr uint32_t KELFLACFD_ENC_FIRST = 700;  ///< Lowest KELFLACFD_TXT::enc code.
 constexpr uint32_t KELFLACFD_ENC_UTF8 = 703;   ///< The code of every Vorbis comment value.
 constexpr int32_t KELFLACFD_MAX_PICTURES = 16;
+constexpr int KELFLACFD_HZ_CODES = 12;  ///< Codes 12 to 14 count as 0.
+constexpr int KELFLACFD_MAX_CHANNELS = 8;
+constexpr int KELFLACFD_BITS_CODES = 7;
 constexpr int KELFLACFD_FMT_BYTES = 42;  ///< "fLaC", a block header and STREAMINFO.
 
 /** One text value. Empty: all members zero. */
@@ -89,6 +92,17 @@ struct KELFLACFD_INFO {
     KELFLACFD_TAG* tag;    ///< Into the context, valid as long as it; null without tags.
 };
 
+/**
+ * What a failed search for a successor has learned of the reader's ring: of each kind of header
+ * that stands there, the last. A header whose kind comes no more is false without another search,
+ * so that a ring full of false headers costs one pass and not one for each of them.
+ */
+struct KELFLACFD_SEEN {
+    int64_t noted;  ///< Headers from the failed search up to this place are noted.
+    /** By sample-rate code, channels - 1 and sample-size code: a place, 0 = none. */
+    int64_t last[KELFLACFD_HZ_CODES][KELFLACFD_MAX_CHANNELS][KELFLACFD_BITS_CODES];
+};
+
 /** One open stream. The fields are the demuxer's own; callers hold the pointer as a handle. */
 struct KELFLACFD_CTX {
     uint32_t magic;            ///< KELFLACFD_MAGIC.
@@ -99,6 +113,7 @@ struct KELFLACFD_CTX {
     KELFLACFD_TAG tag_rec;     ///< Owns its buffers.
     uint8_t* streaminfo_blk;   ///< KELFLACFD_FMT_BYTES bytes, owned; null without a STREAMINFO.
     uint8_t full_check_count;  ///< Frames that are still located by search; then fixed-size reads.
+    KELFLACFD_SEEN seen;       ///< Places are those of KELFLACF_FAL::reach.
 };
 
 /**

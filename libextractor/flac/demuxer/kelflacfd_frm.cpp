@@ -10,24 +10,77 @@
 namespace {
 
 constexpr int SYNC_BYTES = 4;
+// A header this near to the last buffered byte is judged with zeros behind it, and anew once more
+// bytes are in.
+constexpr int UNSETTLED_BYTES = KELFLACFD_HDR_LOOK_BYTES - 1;
 
-/** Whether a header of the same rate, channels and sample size stands at `offset`. Block size and
-    number may differ. */
-bool is_successor(KELFLACF_FAL* fal, int offset, const KELFLACFD_FRM_HDR& hdr) {
-    if (!check_frm_sync(kelflacf_fal_peek4(fal, offset))) return false;
-    KELFLACFD_FRM_HDR next;
-    if (check_frm_hdr(fal, offset, &next.frm_num, &next.hz_code, &next.ch, &next.bits_code) != 0) {
-        return false;
-    }
-    return next.hz_code == hdr.hz_code && next.ch == hdr.ch && next.bits_code == hdr.bits_code;
+/** Moves over the positions in sight that can't be a header, as far as four bytes are buffered. */
+void skip_to_sync_code(KELFLACF_FAL* fal) {
+    const int limit = kelflacf_fal_buffered(fal) - (SYNC_BYTES - 1);
+    if (limit > 0) kelflacf_fal_skip(fal, kelflacf_fal_find_sync_code(fal, 0, limit));
 }
 
-/** The distance from the header at the read point to its successor among the first `buffered`
-    bytes, or 0. */
-int find_successor(KELFLACF_FAL* fal, int buffered, const KELFLACFD_FRM_HDR& hdr) {
-    for (int offset = SYNC_BYTES; offset < buffered; ++offset) {
-        if (is_successor(fal, offset, hdr)) return offset;
+/** The big-endian word at `offset`, with zeros for bytes that are not buffered. */
+uint32_t word_at(const KELFLACF_FAL* fal, int offset) {
+    uint8_t scratch[SYNC_BYTES];
+    const uint8_t* b = kelflacf_fal_view(fal, offset, SYNC_BYTES, scratch);
+    return uint32_t{b[0]} << 24 | uint32_t{b[1]} << 16 | uint32_t{b[2]} << 8 | b[3];
+}
+
+/** The next offset below `buffered` at which a header stands, or `buffered`. */
+int find_header(KELFLACF_FAL* fal, int from, int buffered, KELFLACFD_FRM_HDR* hdr) {
+    const int limit = buffered - (SYNC_BYTES - 1);
+    for (int at = from; at < limit; ++at) {
+        at = kelflacf_fal_find_sync_code(fal, at, limit);
+        if (at == limit) break;
+        if (!check_frm_sync(word_at(fal, at))) continue;
+        if (check_frm_hdr(fal, at, &hdr->frm_num, &hdr->hz_code, &hdr->ch, &hdr->bits_code) == 0) {
+            return at;
+        }
     }
+    return buffered;
+}
+
+bool is_same_kind(const KELFLACFD_FRM_HDR& a, const KELFLACFD_FRM_HDR& b) {
+    return a.hz_code == b.hz_code && a.ch == b.ch && a.bits_code == b.bits_code;
+}
+
+int64_t& last_of_kind(KELFLACFD_SEEN* seen, const KELFLACFD_FRM_HDR& hdr) {
+    return seen->last[hdr.hz_code][hdr.ch - 1][hdr.bits_code];
+}
+
+/** Notes the headers in sight that have not been and whose judgement can't change any more. */
+void note_headers(KELFLACFD_CTX* ctx, int buffered) {
+    KELFLACFD_SEEN& seen = ctx->seen;
+    const int64_t here = ctx->fal.reach - buffered;
+    const int settled = buffered - UNSETTLED_BYTES;
+    seen.noted = std::max(seen.noted, here + SYNC_BYTES);
+    KELFLACFD_FRM_HDR hdr;
+    for (auto at = static_cast<int>(seen.noted - here); at < settled; ++at) {
+        at = find_header(&ctx->fal, at, buffered, &hdr);
+        if (at < settled) last_of_kind(&seen, hdr) = here + at;
+    }
+    seen.noted = std::max(seen.noted, here + settled);
+}
+
+/**
+ * The distance from the header at the read point to its successor among the first `buffered` bytes,
+ * or 0: the next header of the same rate, channels and sample size. Block size and number may
+ * differ.
+ */
+int find_successor(KELFLACFD_CTX* ctx, int buffered, const KELFLACFD_FRM_HDR& hdr) {
+    KELFLACFD_SEEN& seen = ctx->seen;
+    const int64_t first = ctx->fal.reach - buffered + SYNC_BYTES;
+    int from = SYNC_BYTES;
+    if (last_of_kind(&seen, hdr) < first && seen.noted > first) {
+        from += static_cast<int>(seen.noted - first);  // there is none in what is noted
+    }
+    KELFLACFD_FRM_HDR next;
+    for (int at = from; at < buffered; ++at) {
+        at = find_header(&ctx->fal, at, buffered, &next);
+        if (at < buffered && is_same_kind(next, hdr)) return at;
+    }
+    note_headers(ctx, buffered);
     return 0;
 }
 
@@ -61,13 +114,14 @@ int64_t kelflacfd_frm_time(const KELFLACFD_INFO* info, uint64_t frm_num) {
 int kelflacfd_find_frm(KELFLACFD_CTX* ctx, uint32_t* frm_len, uint64_t* frm_num) {
     KELFLACF_FAL* fal = &ctx->fal;
     for (; fal->rd != fal->wr || fal->eof == 0; kelflacf_fal_skip(fal, 1)) {
+        skip_to_sync_code(fal);
         // Judged on what one refill step has buffered: the bytes behind that read as zeros.
         if (!check_frm_sync(kelflacf_fal_peek4(fal, 0))) continue;
         KELFLACFD_FRM_HDR hdr;
         if (check_frm_hdr(fal, 0, frm_num, &hdr.hz_code, &hdr.ch, &hdr.bits_code) != 0) continue;
 
         const int buffered = kelflacf_fal_bytes_peek(fal);
-        const int length = find_successor(fal, buffered, hdr);
+        const int length = find_successor(ctx, buffered, hdr);
         *frm_len = static_cast<uint32_t>(length > 0 ? length : std::max(buffered, SYNC_BYTES));
         if (length > 0 || buffered_to_end(fal, buffered)) return KELFLACFD_OK;
     }
@@ -82,10 +136,11 @@ int kelflacfd_find_frm2(KELFLACFD_CTX* ctx, uint32_t* frm_len, uint64_t* frm_num
 
 int kelflacfd_find_prev_frm(KELFLACFD_CTX* ctx, uint64_t* frm_num) {
     KELFLACF_FAL* fal = &ctx->fal;
-    uint32_t word = 0;
-    for (int offset = kelflacf_fal_bytes_peek(fal) - 1; offset >= 0; --offset) {
-        word = static_cast<uint32_t>(kelflacf_fal_peek1(fal, offset)) << 24 | word >> 8;
-        if (!check_frm_sync(word)) continue;
+    for (int limit = kelflacf_fal_bytes_peek(fal) - 1; limit > 0;) {
+        const int offset = kelflacf_fal_find_last_sync_code(fal, limit);
+        if (offset < 0) break;
+        limit = offset;
+        if (!check_frm_sync(word_at(fal, offset))) continue;
         KELFLACFD_FRM_HDR hdr;
         if (check_frm_hdr(fal, offset, frm_num, &hdr.hz_code, &hdr.ch, &hdr.bits_code) != 0)
             continue;

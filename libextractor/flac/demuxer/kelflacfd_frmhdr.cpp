@@ -139,9 +139,8 @@ int judge_frm_hdr(const uint8_t* hdr, uint64_t* frm_num, int32_t* hz_code, int32
 
 int check_frm_hdr(KELFLACF_FAL* fal, int offset, uint64_t* frm_num, int32_t* hz_code, int32_t* ch,
                   int32_t* bits_code) {
-    uint8_t hdr[KELFLACFD_HDR_LOOK_BYTES];
-    for (int i = 0; i < KELFLACFD_HDR_LOOK_BYTES; ++i) {
-        hdr[i] = static_cast<uint8_t>(kelflacf_fal_peek1(fal, offset + i));
-    }
+    KELFLACF_FAL_FILL_BUF2(fal, 1);
+    uint8_t scratch[KELFLACFD_HDR_LOOK_BYTES];
+    const uint8_t* hdr = kelflacf_fal_view(fal, offset, KELFLACFD_HDR_LOOK_BYTES, scratch);
     return judge_frm_hdr(hdr, frm_num, hz_code, ch, bits_code);
 }
