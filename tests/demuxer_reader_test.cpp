@@ -24,11 +24,7 @@ struct Reader : KELFLACF_FAL {
     }
     ~Reader() { kelflacf_fal_delete(this); }
 
-    long long Pos() {
-        long long pos = -1;
-        kelflacf_fal_getpos(this, &pos);
-        return pos;
-    }
+    long long Pos() { return logical_pos(this); }
     int SetPos(long long target) { return kelflacf_fal_setpos(this, &target); }
 };
 
@@ -44,19 +40,15 @@ void RefusePositions(Call& call) {
 }
 
 TEST(Reader, Creation) {
-    const struct {
-        size_t bytes;
-        int hint, result, eof, ring;
-    } rows[] = {{0, 4096, 1, 1, 8192},      {1, 4096, 0, 1, 8192},     {4095, 4096, 0, 1, 8192},
-                {4096, 4096, 0, 0, 8192},   {9000, 4097, 0, 0, 16384}, {9000, 20000, 0, 0, 32768},
-                {9000, 12288, 0, 0, 16384}, {9000, 1 << 30, -2, 0, 0}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.bytes);
-        Reader reader(Noise(row.bytes), {}, row.hint);
-        EXPECT_EQ(reader.created, row.result);
-        EXPECT_EQ(reader.eof, row.eof);
-        EXPECT_EQ(reader.size, row.ring);
-        EXPECT_EQ(reader.source.counts["close"], row.result == -2 ? 1 : 0);
+    // Source's bytes and size hint; result, end of data, ring size, handles closed.
+    const std::pair<std::pair<size_t, int>, std::vector<int>> rows[] = {
+        {{0, 4096}, {1, 1, 8192, 0}},      {{1, 4096}, {0, 1, 8192, 0}},
+        {{4095, 4096}, {0, 1, 8192, 0}},   {{4096, 4096}, {0, 0, 8192, 0}},
+        {{9000, 4097}, {0, 0, 16384, 0}},  {{9000, 20000}, {0, 0, 32768, 0}},
+        {{9000, 12288}, {0, 0, 16384, 0}}, {{9000, 1 << 30}, {-2, 0, 0, 1}}};
+    for (const auto& [given, expected] : rows) {
+        Reader r(Noise(given.first), {}, given.second);
+        EXPECT_EQ((std::vector<int>{r.created, r.eof, r.size, r.source.counts["close"]}), expected);
     }
     Reader refused({}, [](Call& call) { call.result = -1; });
     EXPECT_EQ(refused.created, -4);

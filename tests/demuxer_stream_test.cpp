@@ -33,14 +33,11 @@ Bytes Frames(uint64_t first, uint64_t count, size_t size, FrameHeader header = {
 /** "size@start" for each frame delivered, the status for any other read, up to the end. */
 std::string Reads(Demuxer& demuxer, int count, int32_t buf_size = 102400) {
     std::string out;
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0, status = 0; i < count && status != 1; ++i) {
         const Frame frame = demuxer.Read(buf_size);
-        if (frame.status != 0) {
-            out += std::to_string(frame.status) + " ";
-        } else {
-            out += std::to_string(frame.length) + "@" + std::to_string(frame.time) + " ";
-        }
-        if (frame.status == 1) break;
+        status = frame.status;
+        out += std::to_string(status == 0 ? static_cast<int>(frame.length) : status);
+        out += status == 0 ? "@" + std::to_string(frame.time) + " " : " ";
     }
     return out;
 }
@@ -101,36 +98,32 @@ TEST(Open, Results) {
 
 TEST(Open, StreamInformation) {
     const Bytes tail = Frames(98, 2, 200), table = MetaBlock(kSeekTable | kLast, Bytes(20));
-    const Bytes to_44 = Cat({Block(Info(300)), {0, 0}});  // the first frame at 44
+    const Bytes to_44 = Cat({Block(Info(300)), {0, 0}}), info = Block(Info(300), 0);
+    const StreamInfo deep = {4608, 4608, 0, 44100, 2, 24, 0, 441000};
+    const Bytes stub = MetaBlock(kSeekTable | kLast, Bytes(17));
     const struct {
-        int64_t in_duration, duration;
-        int byte_rate, seekable, max_frame, ring;
-        bool size_known;
+        std::vector<int64_t> expected;  // duration, byte rate, seekable, largest frame, ring
         Bytes bytes;
+        Hook hook = {};
+        int64_t in_duration = 0;
     } rows[] = {
-        {0, 100000000, 100000, 1, 300, 8192, true, Flac({to_44, Frames(0, 5000, 200)})},
-        {10000000, 10000000, 400, 1, 300, 8192, true, Flac({Block(Info(300)), tail})},
-        {0, 92879818, 43, 1, 300, 8192, true, Flac({Block(Info(300, 0)), tail})},  // last frame: 99
-        {0, 928798, 4306, 1, 9000, 16384, true, Flac({Block(Info(9000, 0)), tail})},
-        {0, 100000000, 0, 0, 300, 8192, false, Flac({Block(Info(300)), tail})},
-        {0, 100000000, 0, 1, 300, 8192, false, Flac({Block(Info(300), 0), table, tail})},
-        {0, 100000000, 0, 1, 300, 8192, false,
-         Flac({Block(Info(300), 0), MetaBlock(3 | kLast, Bytes(17)), tail})},
-        {0, 100000000, 40, 1, 8192, 16384, true, Flac({Block(Info(0, 441000, 12)), tail})},
-        {0, 100000000, 40, 1, 27648, 32768, true,
-         Flac({Block({4608, 4608, 0, 44100, 2, 24, 0, 441000}), tail})},
+        {{100000000, 100000, 1, 300, 8192}, Flac({to_44, Frames(0, 5000, 200)})},
+        {{10000000, 400, 1, 300, 8192}, Flac({Block(Info(300)), tail}), {}, 10000000},
+        {{92879818, 43, 1, 300, 8192}, Flac({Block(Info(300, 0)), tail})},  // the last frame is 99
+        {{928798, 4306, 1, 9000, 16384}, Flac({Block(Info(9000, 0)), tail})},
+        {{100000000, 0, 0, 300, 8192}, Flac({Block(Info(300)), tail}), UnknownSize},
+        {{100000000, 0, 1, 300, 8192}, Flac({info, table, tail}), UnknownSize},
+        {{100000000, 0, 1, 300, 8192}, Flac({info, stub, tail}), UnknownSize},
+        {{100000000, 40, 1, 8192, 16384}, Flac({Block(Info(0, 441000, 12)), tail})},
+        {{100000000, 40, 1, 27648, 32768}, Flac({Block(deep), tail})},
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(&row - rows);
-        Demuxer demuxer(row.bytes, row.size_known ? Hook{} : UnknownSize, row.in_duration);
-        ASSERT_EQ(demuxer.err, 0);
-        EXPECT_EQ(demuxer.info.duration, row.duration);
-        EXPECT_EQ(demuxer.info.byte_rate, row.byte_rate);
-        EXPECT_EQ(demuxer.info.seekable, row.seekable);
-        EXPECT_EQ(demuxer.info.max_frm_size, row.max_frame);
-        EXPECT_EQ(demuxer.ctx->fal.size, row.ring);
-        EXPECT_EQ(demuxer.Pos(), demuxer.ctx->first_frm_pos);
-        EXPECT_EQ(demuxer.ctx->self, demuxer.ctx);
+        Demuxer d(row.bytes, row.hook, row.in_duration);
+        ASSERT_EQ(d.err, 0);
+        EXPECT_EQ((std::vector<int64_t>{d.info.duration, d.info.byte_rate, d.info.seekable,
+                                        d.info.max_frm_size, d.ctx->fal.size}),
+                  row.expected);
+        EXPECT_EQ(logical_pos(&d.ctx->fal), d.ctx->first_frm_pos);
     }
 }
 
@@ -150,29 +143,25 @@ TEST(Context, BadHandles) {
 }
 
 TEST(Read, WhereFramesEnd) {
-    const auto with = [](uint32_t rate, uint32_t assignment, uint32_t bits, uint32_t block,
-                         uint32_t sync) {
+    const auto with = [](const std::function<void(FrameHeader&)>& change) {
         FrameHeader header;
-        header.rate_code = rate, header.assignment = assignment, header.bits_code = bits;
-        header.block_code = block, header.sync = sync;
+        change(header);
         return Frames(1, 1, 200, header);
     };
-    FrameHeader broken, reserved;
-    broken.crc_error = 1, reserved.subframe = 0x04;
     const std::string three = "200@0 200@928798 200@1857596 1 ", two = "400@0 200@1857596 1 ";
     const auto wrap = [](const Bytes& second) {
         return Flac({Block(Info(700)), Frames(0, 1, 200), second, Frames(2, 1, 200)});
     };
     const std::pair<Bytes, std::string> rows[] = {
-        {with(9, 1, 4, 12, 0xFFF8), three},
-        {with(9, 1, 4, 11, 0xFFF8), three},   // another block size
-        {with(9, 1, 4, 12, 0xFFF9), three},   // another blocking strategy
-        {with(9, 10, 4, 12, 0xFFF8), three},  // another kind of stereo
-        {with(10, 1, 4, 12, 0xFFF8), two},    // another rate
-        {with(9, 0, 4, 12, 0xFFF8), two},     // other channels
-        {with(9, 1, 6, 12, 0xFFF8), two},     // another sample size
-        {Frames(1, 1, 200, broken), two},
-        {Frames(1, 1, 200, reserved), two},
+        {Frames(1, 1, 200), three},
+        {with([](FrameHeader& h) { h.block_code = 11; }), three},
+        {with([](FrameHeader& h) { h.sync = 0xFFF9; }), three},
+        {with([](FrameHeader& h) { h.assignment = 10; }), three},  // another kind of stereo
+        {with([](FrameHeader& h) { h.rate_code = 10; }), two},
+        {with([](FrameHeader& h) { h.assignment = 0; }), two},
+        {with([](FrameHeader& h) { h.bits_code = 6; }), two},
+        {with([](FrameHeader& h) { h.crc_error = 1; }), two},
+        {with([](FrameHeader& h) { h.subframe = 4; }), two},
         {Frames(999, 1, 200), "200@0 200@927869387 200@1857596 1 "},  // numbers need not follow
         {Frames(1, 1, 700), "200@0 700@928798 200@1857596 1 "},
         {Frames(1, 1, 701), "200@0 -7 200@1857596 1 "},  // above the stated maximum

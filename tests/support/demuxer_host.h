@@ -55,11 +55,6 @@ struct Demuxer {
         int64_t unused = 0;
         return kelflacfd_seek(ctx, &time, landed != nullptr ? landed : &unused);
     }
-    long long Pos() {
-        long long pos = -1;
-        kelflacf_fal_getpos(&ctx->fal, &pos);
-        return pos;
-    }
 };
 
 }  // namespace kelflac_test
