@@ -7,14 +7,14 @@
 namespace kelflac_test {
 
 static const StreamBuilder kSound = StreamBuilder{}.Frames(0, 3, 100);
-static const std::string kMime = "mime='audio/flac', ", kLog = "4 KelFLACExtractorSO KelFLAC";
+static const std::string kMime = "mime='audio/flac', ",
+                         kLog = "4 KelFLACExtractorSO KelFLACExtractor::";
 static const std::string kLimits =
     ", max-input-size=102400, min-block-size=1152, max-block-size=1152, "
     "min-frame-size=77, max-frame-size=900, pcm-encoding=";
 
 TEST(Extractor, PublishesTheTrackFormat) {
-    const std::tuple<uint32_t, uid_t, char> rows[] = {
-        {16, 1013, '2'}, {17, 1013, '4'}, {24, 7, '2'}};
+    const std::tuple<uint32_t, uid_t, int> rows[] = {{16, 1013, 2}, {17, 1013, 4}, {24, 7, 2}};
     for (const auto& [bits, uid, encoding] : rows) {
         const StreamInfo info{1152, 1152, 77, 44100, 6, bits, 900, 100001, Bytes(16, 0xAB)};
         const Bytes csd = Cat({Text("csd-0=<fLaC"), Hex("80 00 00 22"), StreamInfoBody(info)});
@@ -22,7 +22,7 @@ TEST(Extractor, PublishesTheTrackFormat) {
         const std::string expected =
             head + ">, " + kMime +
             "durationUs=2267596L, channel-count=6, sample-rate=44100, bits-per-sample=" + depth +
-            kLimits + encoding + ", ";
+            kLimits + std::to_string(encoding) + ", ";
         const uint64_t queries = host::callingUidQueries();
         host::setCallingUid(uid);
         EXPECT_EQ(Session(StreamBuilder(info).Frames(0, 3, 100).Build()).TrackFormat(), expected);
@@ -51,27 +51,24 @@ TEST(Extractor, PublishesTheFileMetadata) {
 
 TEST(Extractor, TriesAFailedOpenAgain) {
     Session s(Cat({Id3v2(0), Id3v2(0), kSound.Build()}));  // the sniffer skips both, the open one
-    const auto [self, free, countTracks, getTrack, getTrackMetaData, getMetaData, flags,
-                setMediaCas, name] = *s.extractor;
+    const auto [self, free, count, getTrack, format, getMeta, flags, cas, name] = *s.extractor;
     EXPECT_STREQ(name(self), "KelFLACExtractor");
-    EXPECT_TRUE(setMediaCas(self, nullptr, 0) == -10005 && flags(self) == 4);
-    EXPECT_TRUE(!getTrack(self, 1) && getTrackMetaData(self, s.meta, 1, 0) == -10000);
-    EXPECT_EQ(s.source.calls, 0);
-    EXPECT_TRUE(countTracks(self) == 0 && getTrack(self, 0) == nullptr);
+    EXPECT_TRUE(cas(self, nullptr, 0) == -10005 && flags(self) == 4);
+    EXPECT_TRUE(!getTrack(self, 1) && format(self, s.meta, 1, 0) == -10000 && s.source.calls == 0);
+    EXPECT_TRUE(count(self) == 0 && getTrack(self, 0) == nullptr);
     EXPECT_EQ(s.TrackFormat() + s.FileMeta(), "-10000-10000");
-    const std::string log = kLog + "Extractor::init_kelflacfd() kelflacfd_create() failed!\n" +
-                            kLog + "Extractor::readMetaData() init_kelflacff error\n";
+    const std::string log = kLog + "init_kelflacfd() kelflacfd_create() failed!\n" + kLog +
+                            "readMetaData() init_kelflacff error\n";
     EXPECT_EQ(TakeLog(), log + log + log + log);
     s.source.data = kSound.Build();
-    EXPECT_TRUE(s.FileMeta() == kMime && countTracks(self) == 1);
+    EXPECT_TRUE(s.FileMeta() == kMime && count(self) == 1);
 }
 
 TEST(Extractor, OpensWithoutStreamInfoWhereTheSizeIsUnknown) {
     Bytes stream = kSound.Build();
     stream[4] = kPadding | kLastBlockFlag;
     EXPECT_EQ(Session(stream, false).TrackFormat().find(kMime), 0U) << "no codec-specific data";
-    EXPECT_NE(TakeLog().find(kLog + "Extractor::kelflacfd_get_fmt() getsize failed -3\n"),
-              std::string::npos);
+    EXPECT_NE(TakeLog().find(kLog + "kelflacfd_get_fmt() getsize failed -3\n"), std::string::npos);
 }
 
 }  // namespace kelflac_test

@@ -13,7 +13,7 @@ TEST(Track, SeeksToTheFrameOfATime) {
     Session s(StreamBuilder{}.Frames(0, 100, 200).Build());  // 9287981 us
     ASSERT_EQ(s.Start(), AMEDIA_OK);
     const int64_t rows[][4] = {{SEEK, 9287981, 99, 9195102},
-                               {SEEK, -5, 0, 0},
+                               {SEEK, -9287981, 0, 0},
                                {SEEK | 3, 928800, 10, 928798},
                                {7, 5, 11, 1021678}};
     for (const auto& [options, us, number, at] : rows) {
@@ -26,6 +26,13 @@ TEST(Track, SeeksToTheFrameOfATime) {
     EXPECT_TRUE(s.source.calls == 0 && s.track->stop(s.track->data) == 0 && s.Start() == 0);
     EXPECT_EQ(s.Read().bytes, FrameBytes({12}, 200)) << "neither a refused seek nor a stop moves";
     EXPECT_EQ(Entries(s.track->getFormat(s.track->data, s.meta), s.meta), s.TrackFormat());
+}
+
+TEST(Track, StampsNothingOfTheFrameBefore) {
+    // 450359962 is the last number whose time in 100 ns, times the rate, fits 64 bits.
+    Session s(StreamBuilder{}.Frames(0, 1, 200).Frames(450359962, 1, 200).Build());
+    ASSERT_TRUE(s.Start() == AMEDIA_OK && s.Read().status == AMEDIA_OK);
+    EXPECT_EQ(s.Read().meta, "timeUs=41829351572607L, is-sync-frame=1, ");
 }
 
 TEST(Track, LogsWhatItRefuses) {

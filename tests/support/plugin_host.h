@@ -57,7 +57,7 @@ struct CountingSource : host::DataSource {
     }
     android::status_t getSize(off64_t* size) override {
         calls++;
-        return host::MemorySource(data.data(), data.size(), size_known).getSize(size);
+        return size_known ? host::MemorySource(data.data(), data.size()).getSize(size) : -1;
     }
     Bytes data;
     bool size_known, failing = false;  ///< Failing: every read is an error.
@@ -92,14 +92,12 @@ struct Session {
         return Entries(extractor->getTrackMetaData(extractor->data, meta, 0, 0), meta);
     }
     std::string FileMeta() { return Entries(extractor->getMetaData(extractor->data, meta), meta); }
-    /** Gets a track when there is none. AMEDIA_ERROR_INVALID_OBJECT: there still is none. */
-    media_status_t Start() {
+    media_status_t Start() {  ///< Gets a track when there is none.
         if (track == nullptr) track = extractor->getTrack(extractor->data, 0);
         return track != nullptr ? track->start(track->data, group) : AMEDIA_ERROR_INVALID_OBJECT;
     }
-    /** One read. Its buffer is released again. */
-    Packet Read(uint32_t options = 0, int64_t seek_us = 0) {
-        if (!group->has_buffers(group->handle)) abort();  // the read would wait for ever
+    Packet Read(uint32_t options = 0, int64_t seek_us = 0) {  ///< Releases the buffer again.
+        if (!group->has_buffers(group->handle)) abort();      // the read would wait for ever
         android::CMediaBuffer* b = nullptr;
         const media_status_t status = track->read(track->data, &b, options, seek_us);
         if (b == nullptr) return {status, {}, {}};
