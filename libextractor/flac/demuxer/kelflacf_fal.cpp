@@ -73,6 +73,7 @@ int load_chunk(KELFLACF_FAL* fal, int32_t behind) {
 
 // A block is judged as a whole, without branches, so that compilers judge many bytes at a time.
 constexpr int32_t SYNC_BLOCK = 64;
+constexpr int32_t NEAR_BYTES = 8;
 
 bool is_sync_code(const uint8_t* bytes) {
     return bytes[0] == 0xFF && (bytes[1] & 0xFE) == 0xF8;
@@ -89,7 +90,12 @@ bool block_has_sync_code(const uint8_t* block) {
 /** The first of `count` positions in a row at which a sync code stands, or `count`. One byte more
     than `count` is looked at. */
 int32_t find_in_run(const uint8_t* run, int32_t count) {
+    // Where sync codes are dense the next is near, and a whole block would be looked at in vain.
+    const int32_t near = std::min(count, NEAR_BYTES);
     int32_t at = 0;
+    while (at < near && !is_sync_code(run + at))
+        ++at;
+    if (at < near) return at;
     while (at + SYNC_BLOCK <= count && !block_has_sync_code(run + at))
         at += SYNC_BLOCK;
     while (at < count && !is_sync_code(run + at))
@@ -168,10 +174,6 @@ void kelflacf_fal_delete(KELFLACF_FAL* fal) {
     fal->fp = nullptr;
 }
 
-int32_t kelflacf_fal_buffered(const KELFLACF_FAL* fal) {
-    return fal->wr >= fal->rd ? fal->wr - fal->rd : fal->wr - fal->rd + fal->size;
-}
-
 void KELFLACF_FAL_FILL_BUF2(KELFLACF_FAL* fal, int wanted) {
     if (kelflacf_fal_buffered(fal) >= wanted || fal->eof != 0) return;
     int32_t room = KELFLACF_FAL_CHUNK;
@@ -221,10 +223,9 @@ uint32_t kelflacf_fal_read4(KELFLACF_FAL* fal) {
     return word;
 }
 
-const uint8_t* kelflacf_fal_view(const KELFLACF_FAL* fal, int offset, int count, uint8_t* scratch) {
-    const int32_t there = std::clamp(kelflacf_fal_buffered(fal) - offset, 0, count);
-    const int32_t at = ring_index(fal, offset);
-    if (there == count && at + count <= fal->size) return fal->buf + at;
+const uint8_t* kelflacf_fal_copy_view(const KELFLACF_FAL* fal, int offset, int count,
+                                      uint8_t* scratch) {
+    const int32_t there = kelflacf_fal_buffered(fal) - offset;
     for (int32_t i = 0; i < count; ++i) {
         scratch[i] = i < there ? fal->buf[ring_index(fal, offset + i)] : uint8_t{0};
     }

@@ -68,7 +68,9 @@ int kelflacf_fal_resize_buf(KELFLACF_FAL* fal, int count);
 void kelflacf_fal_delete(KELFLACF_FAL* fal);
 
 /** The number of unread bytes in the ring, 0 to size - 1. Reads nothing. */
-int32_t kelflacf_fal_buffered(const KELFLACF_FAL* fal);
+inline int32_t kelflacf_fal_buffered(const KELFLACF_FAL* fal) {
+    return fal->wr >= fal->rd ? fal->wr - fal->rd : fal->wr - fal->rd + fal->size;
+}
 
 /**
  * One refill step: at most one read of the source, when fewer than `wanted` bytes are buffered and
@@ -96,12 +98,22 @@ uint32_t kelflacf_fal_peek4(KELFLACF_FAL* fal, int offset);
     left. */
 uint32_t kelflacf_fal_read4(KELFLACF_FAL* fal);
 
+/** The bytes of kelflacf_fal_view where they don't lie in one piece. */
+const uint8_t* kelflacf_fal_copy_view(const KELFLACF_FAL* fal, int offset, int count,
+                                      uint8_t* scratch);
+
 /**
- * The `count` bytes at `offset` in one piece: in the ring where they
- * lie there so, else copied to `scratch`, which has room for as many. Bytes beyond the buffered
- * ones are zeros. Reads and consumes nothing; valid until the next call.
+ * The `count` bytes at `offset` in one piece: in the ring where they lie there so, else copied to
+ * `scratch`, which has room for as many. Bytes beyond the buffered ones are zeros. Reads and
+ * consumes nothing; valid until the next call.
  */
-const uint8_t* kelflacf_fal_view(const KELFLACF_FAL* fal, int offset, int count, uint8_t* scratch);
+inline const uint8_t* kelflacf_fal_view(const KELFLACF_FAL* fal, int offset, int count,
+                                        uint8_t* scratch) {
+    const int32_t at = (fal->rd + offset) & (fal->size - 1);
+    const bool in_one_piece =
+        offset + count <= kelflacf_fal_buffered(fal) && at + count <= fal->size;
+    return in_one_piece ? fal->buf + at : kelflacf_fal_copy_view(fal, offset, count, scratch);
+}
 
 /** The lowest offset from `from` up to but not with `limit` at which the 15 bits of a frame's sync
     code stand (RFC 9639, 9.1.1: 0xFF, then 0xF8 or 0xF9), or `limit`, which is at most the buffered

@@ -14,31 +14,21 @@ constexpr int SYNC_BYTES = 4;
 // bytes are in.
 constexpr int UNSETTLED_BYTES = KELFLACFD_HDR_LOOK_BYTES - 1;
 
-/** Moves over the positions in sight that can't be a header, as far as four bytes are buffered. */
-void skip_to_sync_code(KELFLACF_FAL* fal) {
-    const int limit = kelflacf_fal_buffered(fal) - (SYNC_BYTES - 1);
-    if (limit > 0) kelflacf_fal_skip(fal, kelflacf_fal_find_sync_code(fal, 0, limit));
-}
-
-/** The big-endian word at `offset`, with zeros for bytes that are not buffered. */
-uint32_t word_at(const KELFLACF_FAL* fal, int offset) {
-    uint8_t scratch[SYNC_BYTES];
-    const uint8_t* b = kelflacf_fal_view(fal, offset, SYNC_BYTES, scratch);
-    return uint32_t{b[0]} << 24 | uint32_t{b[1]} << 16 | uint32_t{b[2]} << 8 | b[3];
-}
-
-/** The next offset below `buffered` at which a header stands, or `buffered`. */
-int find_header(KELFLACF_FAL* fal, int from, int buffered, KELFLACFD_FRM_HDR* hdr) {
-    const int limit = buffered - (SYNC_BYTES - 1);
-    for (int at = from; at < limit; ++at) {
-        at = kelflacf_fal_find_sync_code(fal, at, limit);
-        if (at == limit) break;
-        if (!check_frm_sync(word_at(fal, at))) continue;
-        if (check_frm_hdr(fal, at, &hdr->frm_num, &hdr->hz_code, &hdr->ch, &hdr->bits_code) == 0) {
-            return at;
-        }
+/**
+ * Moves to the next position that can be a header: over those in sight that can't be, and where
+ * fewer than four bytes are in sight, by one refill step and no further. Returns whether one stands
+ * there, judged on what is then buffered; the bytes behind that read as zeros.
+ */
+bool move_to_header(KELFLACF_FAL* fal, KELFLACFD_FRM_HDR* hdr) {
+    const int in_sight = kelflacf_fal_buffered(fal);
+    const int offset = find_frm_hdr(fal, 0, in_sight, hdr);
+    if (offset < in_sight) {
+        kelflacf_fal_skip(fal, offset);
+        return true;
     }
-    return buffered;
+    if (in_sight >= SYNC_BYTES) kelflacf_fal_skip(fal, in_sight - (SYNC_BYTES - 1));
+    return check_frm_sync(kelflacf_fal_peek4(fal, 0)) &&
+           check_frm_hdr(fal, 0, &hdr->frm_num, &hdr->hz_code, &hdr->ch, &hdr->bits_code) == 0;
 }
 
 bool is_same_kind(const KELFLACFD_FRM_HDR& a, const KELFLACFD_FRM_HDR& b) {
@@ -57,7 +47,7 @@ void note_headers(KELFLACFD_CTX* ctx, int buffered) {
     seen.noted = std::max(seen.noted, here + SYNC_BYTES);
     KELFLACFD_FRM_HDR hdr;
     for (auto at = static_cast<int>(seen.noted - here); at < settled; ++at) {
-        at = find_header(&ctx->fal, at, buffered, &hdr);
+        at = find_frm_hdr(&ctx->fal, at, buffered, &hdr);
         if (at < settled) last_of_kind(&seen, hdr) = here + at;
     }
     seen.noted = std::max(seen.noted, here + settled);
@@ -77,7 +67,7 @@ int find_successor(KELFLACFD_CTX* ctx, int buffered, const KELFLACFD_FRM_HDR& hd
     }
     KELFLACFD_FRM_HDR next;
     for (int at = from; at < buffered; ++at) {
-        at = find_header(&ctx->fal, at, buffered, &next);
+        at = find_frm_hdr(&ctx->fal, at, buffered, &next);
         if (at < buffered && is_same_kind(next, hdr)) return at;
     }
     note_headers(ctx, buffered);
@@ -113,12 +103,11 @@ int64_t kelflacfd_frm_time(const KELFLACFD_INFO* info, uint64_t frm_num) {
 
 int kelflacfd_find_frm(KELFLACFD_CTX* ctx, uint32_t* frm_len, uint64_t* frm_num) {
     KELFLACF_FAL* fal = &ctx->fal;
+    KELFLACFD_FRM_HDR hdr = {*frm_num, 0, 0, 0};
     for (; fal->rd != fal->wr || fal->eof == 0; kelflacf_fal_skip(fal, 1)) {
-        skip_to_sync_code(fal);
-        // Judged on what one refill step has buffered: the bytes behind that read as zeros.
-        if (!check_frm_sync(kelflacf_fal_peek4(fal, 0))) continue;
-        KELFLACFD_FRM_HDR hdr;
-        if (check_frm_hdr(fal, 0, frm_num, &hdr.hz_code, &hdr.ch, &hdr.bits_code) != 0) continue;
+        const bool is_header = move_to_header(fal, &hdr);
+        *frm_num = hdr.frm_num;
+        if (!is_header) continue;
 
         const int buffered = kelflacf_fal_bytes_peek(fal);
         const int length = find_successor(ctx, buffered, hdr);
@@ -135,19 +124,12 @@ int kelflacfd_find_frm2(KELFLACFD_CTX* ctx, uint32_t* frm_len, uint64_t* frm_num
 }
 
 int kelflacfd_find_prev_frm(KELFLACFD_CTX* ctx, uint64_t* frm_num) {
-    KELFLACF_FAL* fal = &ctx->fal;
-    for (int limit = kelflacf_fal_bytes_peek(fal) - 1; limit > 0;) {
-        const int offset = kelflacf_fal_find_last_sync_code(fal, limit);
-        if (offset < 0) break;
-        limit = offset;
-        if (!check_frm_sync(word_at(fal, offset))) continue;
-        KELFLACFD_FRM_HDR hdr;
-        if (check_frm_hdr(fal, offset, frm_num, &hdr.hz_code, &hdr.ch, &hdr.bits_code) != 0)
-            continue;
-        kelflacf_fal_skip(fal, offset);
-        return KELFLACFD_OK;
-    }
-    return KELFLACFD_E_MALFORMED;
+    KELFLACFD_FRM_HDR hdr = {*frm_num, 0, 0, 0};
+    const int offset = find_last_frm_hdr(&ctx->fal, kelflacf_fal_bytes_peek(&ctx->fal), &hdr);
+    *frm_num = hdr.frm_num;
+    if (offset < 0) return KELFLACFD_E_MALFORMED;
+    kelflacf_fal_skip(&ctx->fal, offset);
+    return KELFLACFD_OK;
 }
 
 int kelflacfd_get_frm(KELFLACFD_CTX* ctx, uint8_t* frm_buf, int32_t buf_size, uint32_t* frm_len,

@@ -26,8 +26,9 @@ constexpr uint8_t BLOCK_SIZE_8BIT_TAIL = 6;
 constexpr uint8_t BLOCK_SIZE_16BIT_TAIL = 7;
 
 // Sample-rate codes with a tail behind that.
-constexpr uint8_t HZ_8BIT_TAIL = 12;   // in kHz
-constexpr uint8_t HZ_16BIT_TAIL = 13;  // in Hz; 14 is in units of 10 Hz
+constexpr uint8_t HZ_8BIT_TAIL = 12;        // in kHz
+constexpr uint8_t HZ_16BIT_TAIL = 13;       // in Hz
+constexpr uint8_t HZ_16BIT_TENS_TAIL = 14;  // in units of 10 Hz
 
 // Channel assignments, in the upper half of byte 3: 0 to 7 are 1 to 8 independent channels, 8 to 10
 // the stereo decorrelations.
@@ -97,12 +98,16 @@ int block_size_tail_bytes(uint8_t code) {
 
 int hz_tail_bytes(uint8_t code) {
     if (code == HZ_8BIT_TAIL) return 1;
-    return code >= HZ_16BIT_TAIL ? 2 : 0;
+    return code == HZ_16BIT_TAIL || code == HZ_16BIT_TENS_TAIL ? 2 : 0;
 }
 
 int32_t channel_count(uint8_t byte3) {
     if (byte3 < STEREO_FIRST) return (byte3 >> 4) + 1;
     return byte3 < STEREO_LIMIT ? 2 : 0;
+}
+
+uint32_t big_endian_word(const uint8_t* b) {
+    return uint32_t{b[0]} << 24 | uint32_t{b[1]} << 16 | uint32_t{b[2]} << 8 | b[3];
 }
 
 bool is_subframe_header(uint8_t byte) {
@@ -112,14 +117,7 @@ bool is_subframe_header(uint8_t byte) {
     return (type & SUBFRAME_TYPE_RESERVED_MASK) != SUBFRAME_TYPE_RESERVED;
 }
 
-}  // namespace
-
-bool check_frm_sync(uint32_t v) {
-    return (v & SYNC_MASK) == SYNC_VALUE && (v & BLOCK_SIZE_MASK) != 0 &&
-           (v & HZ_MASK) != HZ_MASK && (v & CHANNELS_MASK) < CHANNELS_RESERVED &&
-           (v & BITS_REFUSED) != BITS_REFUSED;
-}
-
+/** check_frm_hdr on bytes in hand, KELFLACFD_HDR_LOOK_BYTES of them. */
 int judge_frm_hdr(const uint8_t* hdr, uint64_t* frm_num, int32_t* hz_code, int32_t* ch,
                   int32_t* bits_code) {
     const int number_bytes = decode_coded_number(hdr + FIXED_BYTES, frm_num);
@@ -137,10 +135,45 @@ int judge_frm_hdr(const uint8_t* hdr, uint64_t* frm_num, int32_t* hz_code, int32
     return is_subframe_header(hdr[crc_at + 1]) ? KELFLACFD_OK : KELFLACFD_E_MALFORMED;
 }
 
+}  // namespace
+
+bool check_frm_sync(uint32_t v) {
+    return (v & SYNC_MASK) == SYNC_VALUE && (v & BLOCK_SIZE_MASK) != 0 &&
+           (v & HZ_MASK) != HZ_MASK && (v & CHANNELS_MASK) < CHANNELS_RESERVED &&
+           (v & BITS_REFUSED) != BITS_REFUSED;
+}
+
 int check_frm_hdr(KELFLACF_FAL* fal, int offset, uint64_t* frm_num, int32_t* hz_code, int32_t* ch,
                   int32_t* bits_code) {
     KELFLACF_FAL_FILL_BUF2(fal, 1);
     uint8_t scratch[KELFLACFD_HDR_LOOK_BYTES];
     const uint8_t* hdr = kelflacf_fal_view(fal, offset, KELFLACFD_HDR_LOOK_BYTES, scratch);
     return judge_frm_hdr(hdr, frm_num, hz_code, ch, bits_code);
+}
+
+int find_frm_hdr(const KELFLACF_FAL* fal, int from, int buffered, KELFLACFD_FRM_HDR* hdr) {
+    const int limit = buffered - (FIXED_BYTES - 1);
+    uint8_t scratch[KELFLACFD_HDR_LOOK_BYTES];
+    for (int at = from; at < limit; ++at) {
+        at = kelflacf_fal_find_sync_code(fal, at, limit);
+        if (at == limit) break;
+        const uint8_t* b = kelflacf_fal_view(fal, at, KELFLACFD_HDR_LOOK_BYTES, scratch);
+        if (!check_frm_sync(big_endian_word(b))) continue;
+        if (judge_frm_hdr(b, &hdr->frm_num, &hdr->hz_code, &hdr->ch, &hdr->bits_code) == 0)
+            return at;
+    }
+    return buffered;
+}
+
+int find_last_frm_hdr(const KELFLACF_FAL* fal, int buffered, KELFLACFD_FRM_HDR* hdr) {
+    uint8_t scratch[KELFLACFD_HDR_LOOK_BYTES];
+    for (int at = buffered - 1; at > 0;) {
+        at = kelflacf_fal_find_last_sync_code(fal, at);
+        if (at < 0) break;
+        const uint8_t* b = kelflacf_fal_view(fal, at, KELFLACFD_HDR_LOOK_BYTES, scratch);
+        if (!check_frm_sync(big_endian_word(b))) continue;
+        if (judge_frm_hdr(b, &hdr->frm_num, &hdr->hz_code, &hdr->ch, &hdr->bits_code) == 0)
+            return at;
+    }
+    return -1;
 }

@@ -13,7 +13,7 @@ constexpr int KELFLACFD_HDR_LOOK_BYTES = 17;
 
 /** What a frame header says of its frame. */
 struct KELFLACFD_FRM_HDR {
-    uint64_t frm_num;   ///< The coded number, at most 36 bits.
+    uint64_t frm_num;   ///< The coded number, at most 36 bits; what was decoded of a malformed one.
     int32_t hz_code;    ///< Sample-rate code 0 to 11; codes 12 to 14 (own tail) read as 0.
     int32_t ch;         ///< Channels, 1 to 8.
     int32_t bits_code;  ///< Sample-size code, 0 to 6 without 3.
@@ -35,9 +35,18 @@ bool check_frm_sync(uint32_t v);
 int check_frm_hdr(KELFLACF_FAL* fal, int offset, uint64_t* frm_num, int32_t* hz_code, int32_t* ch,
                   int32_t* bits_code);
 
-/** The same on bytes in hand: KELFLACFD_HDR_LOOK_BYTES of them from the header's first. */
-int judge_frm_hdr(const uint8_t* hdr, uint64_t* frm_num, int32_t* hz_code, int32_t* ch,
-                  int32_t* bits_code);
+/**
+ * The lowest offset from `from` at which a header stands, among the positions with four of the
+ * first `buffered` bytes behind them; `buffered` when there is none. Both tests, in their order, on
+ * the bytes that the reader holds. Reads and consumes nothing.
+ *
+ * @param hdr receives the header; on rejections the number alone as check_frm_hdr leaves it.
+ */
+int find_frm_hdr(const KELFLACF_FAL* fal, int from, int buffered, KELFLACFD_FRM_HDR* hdr);
+
+/** The highest offset at which a header stands, where bytes beyond the buffered ones count as zeros
+    from the first test on; -1 when there is none. Otherwise as find_frm_hdr. */
+int find_last_frm_hdr(const KELFLACF_FAL* fal, int buffered, KELFLACFD_FRM_HDR* hdr);
 
 /** Frames with a number above 0 that are located by search after an open and after each seek. */
 constexpr uint8_t KELFLACFD_FULL_CHECK_COUNT = 244;
@@ -117,5 +126,7 @@ inline int64_t logical_pos(KELFLACF_FAL* fal) {
 /** Skips `count` bytes, stopping where the data ends. */
 void skip_u32(KELFLACF_FAL* fal, uint32_t count);
 
-/** Reads `count` bytes to `dst`; bytes that the source fails to deliver read as zeros. */
-void read_or_zero(KELFLACF_FAL* fal, uint8_t* dst, uint32_t count);
+/** Reads `count` bytes to the heap, with `spare` zeros behind them; one of the two is not 0. Bytes
+    that the source fails to deliver are zeros, and cost no memory until they are looked at. Returns
+    what the caller frees, or null when there is no memory, with nothing read. */
+uint8_t* read_to_heap(KELFLACF_FAL* fal, uint32_t count, uint32_t spare);

@@ -27,7 +27,7 @@ constexpr int BLOCK_HEADER_BYTES = 4;
 constexpr int HANDLER_MASK = 7;  // types beyond 7 share the handlers of those below
 
 constexpr uint8_t FMT_HEADER[] = {'f', 'L', 'a', 'C', 0x80, 0x00, 0x00, 0x22};
-constexpr uint32_t STREAMINFO_BYTES = 34;
+constexpr int STREAMINFO_BYTES = 34;
 static_assert(sizeof(FMT_HEADER) + STREAMINFO_BYTES == KELFLACFD_FMT_BYTES);
 constexpr int32_t MIN_BLOCK_SAMPLES = 16;
 
@@ -63,11 +63,11 @@ int parse_streaminfo(const uint8_t* block, KELFLACFD_INFO* info) {
 
 /** Reads the block into a fresh `streaminfo_blk`, takes it over into `info` and grows the ring. */
 int take_streaminfo(KELFLACFD_CTX* ctx) {
-    ctx->streaminfo_blk = static_cast<uint8_t*>(malloc(KELFLACFD_FMT_BYTES));
+    ctx->streaminfo_blk = static_cast<uint8_t*>(calloc(1, KELFLACFD_FMT_BYTES));
     if (ctx->streaminfo_blk == nullptr) return KELFLACFD_E_MEMORY;
     memcpy(ctx->streaminfo_blk, FMT_HEADER, sizeof(FMT_HEADER));
     uint8_t* block = ctx->streaminfo_blk + sizeof(FMT_HEADER);
-    read_or_zero(&ctx->fal, block, STREAMINFO_BYTES);
+    kelflacf_fal_read(&ctx->fal, block, STREAMINFO_BYTES);
 
     const int parsed = parse_streaminfo(block, &ctx->info);
     if (parsed < 0) return parsed;
@@ -190,17 +190,18 @@ void store_err(int* err, int code) {
 }  // namespace
 
 void skip_u32(KELFLACF_FAL* fal, uint32_t count) {
-    while (count > 0) {
-        const uint32_t step = std::min(count, static_cast<uint32_t>(INT_MAX));
-        if (kelflacf_fal_skip(fal, static_cast<int>(step)) != 0) return;
+    uint32_t step = 0;
+    do {
+        step = std::min(count, static_cast<uint32_t>(INT_MAX));
         count -= step;
-    }
+    } while (kelflacf_fal_skip(fal, static_cast<int>(step)) == 0 && count > 0);
 }
 
-void read_or_zero(KELFLACF_FAL* fal, uint8_t* dst, uint32_t count) {
+uint8_t* read_to_heap(KELFLACF_FAL* fal, uint32_t count, uint32_t spare) {
+    auto* bytes = static_cast<uint8_t*>(calloc(1, size_t{count} + spare));
     const uint32_t wanted = std::min(count, static_cast<uint32_t>(INT_MAX));
-    const auto got = static_cast<uint32_t>(kelflacf_fal_read(fal, dst, static_cast<int>(wanted)));
-    memset(dst + got, 0, count - got);
+    if (bytes != nullptr) kelflacf_fal_read(fal, bytes, static_cast<int>(wanted));
+    return bytes;
 }
 
 int parse_meta_streaminfo(KELFLACFD_CTX* ctx, uint32_t /*length*/) {

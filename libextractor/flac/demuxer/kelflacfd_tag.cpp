@@ -2,7 +2,6 @@
 //
 // The first value of a text field wins, the last of a number field. The lengths are little-endian,
 // unlike the rest of FLAC.
-#include <cstdlib>
 #include <cstring>
 
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
@@ -11,6 +10,7 @@
 namespace {
 
 constexpr uint32_t LENGTH_BYTES = 4;
+constexpr uint32_t TERMINATOR_BYTES = 1;
 constexpr uint32_t FIXED_BYTES = 8;  // vendor length and comment count
 
 uint32_t read_le32(KELFLACF_FAL* fal) {
@@ -35,14 +35,11 @@ int fold_case(int byte) {
 
 /** Stores a value of `length` bytes unless the field holds one already; consumes it either way. */
 void store_text(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TXT* text) {
-    auto* data =
-        text->data == nullptr ? static_cast<uint8_t*>(malloc(size_t{length} + 1)) : nullptr;
+    uint8_t* data = text->data == nullptr ? read_to_heap(fal, length, TERMINATOR_BYTES) : nullptr;
     if (data == nullptr) {
         skip_u32(fal, length);
         return;
     }
-    read_or_zero(fal, data, length);
-    data[length] = 0;
     *text = {KELFLACFD_ENC_UTF8, length, data};
 }
 
@@ -58,7 +55,7 @@ void store_date(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag) {
 
 void store_number(KELFLACF_FAL* fal, uint32_t length, int32_t* number) {
     const int left = parse_num(fal, static_cast<int32_t>(length), number);
-    kelflacf_fal_skip(fal, left);
+    if (left > 0) kelflacf_fal_skip(fal, left);
 }
 
 /** "3/12": the total is left alone when there is no "/". */
@@ -68,7 +65,7 @@ void store_track_number(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag) 
         kelflacf_fal_read1(fal);
         left = parse_num(fal, left - 1, &tag->track_total);
     }
-    kelflacf_fal_skip(fal, left);
+    if (left > 0) kelflacf_fal_skip(fal, left);
 }
 
 enum FIELD_KIND { FIELD_TEXT, FIELD_DATE, FIELD_NUMBER, FIELD_TRACK };
