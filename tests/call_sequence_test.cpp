@@ -70,8 +70,7 @@ uint64_t Life(Bytes bytes, Hook hook) {
         last = line;
     }
     uint64_t sum = 0xCBF29CE484222325;  // FNV-1a
-    for (const char c : told)
-        sum = (sum ^ static_cast<uint8_t>(c)) * 0x100000001B3;
+    for (const char c : told) sum = (sum ^ static_cast<uint8_t>(c)) * 0x100000001B3;
     return sum;
 }
 

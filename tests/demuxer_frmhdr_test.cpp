@@ -44,8 +44,7 @@ TEST(FrameHeader, Verdicts) {
         {"FF F8 C9 18 C5 C1 00", "-3: 5 -7 -7 -7"},  // what was decoded stays
         {"FF F8 C9 18 E5 81 41 00", "-3: 321 -7 -7 -7"},
     };
-    for (const auto& [bytes, expected] : rows)
-        EXPECT_EQ(Judge(Hex(bytes)), expected) << bytes;
+    for (const auto& [bytes, expected] : rows) EXPECT_EQ(Judge(Hex(bytes)), expected) << bytes;
 }
 
 TEST(FrameHeader, EveryFirstSubframeByte) {

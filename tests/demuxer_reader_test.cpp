@@ -31,8 +31,7 @@ struct Reader : KELFLACF_FAL {
 Bytes Noise(size_t size) {
     Bytes bytes(size);
     std::mt19937_64 random(7);
-    for (uint8_t& byte : bytes)
-        byte = static_cast<uint8_t>(random() | 1);  // never 0
+    for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random() | 1);  // never 0
     return bytes;
 }
 void RefusePositions(Call& call) {

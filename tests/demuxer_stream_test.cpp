@@ -201,16 +201,14 @@ TEST(Read, LooksWithoutABuffer) {
 TEST(Read, FixedSizePiecesPastTheCountdown) {
     const Bytes stream = StreamBuilder(Info(300)).Frames(0, 250, 200).Build();
     Demuxer demuxer(stream), small(stream);
-    for (int i = 0; i < 245; ++i)
-        ASSERT_EQ(demuxer.Read().bytes.size(), 200U) << i;
+    for (int i = 0; i < 245; ++i) ASSERT_EQ(demuxer.Read().bytes.size(), 200U) << i;
     const Frame piece = demuxer.Read();
     EXPECT_EQ(piece.bytes, Bytes(stream.end() - 1000, stream.end() - 700));
     EXPECT_EQ(piece.next_time, 928798);
     EXPECT_EQ(Reads(demuxer, 5), "300@0 300@0 100@0 1 ");
     EXPECT_EQ(demuxer.Seek(0), 0);
     EXPECT_EQ(Reads(demuxer, 2), "200@0 200@928798 ") << "a seek searches again";
-    for (int i = 0; i < 245; ++i)
-        ASSERT_EQ(small.Read(199).status, -7) << "these count as well";
+    for (int i = 0; i < 245; ++i) ASSERT_EQ(small.Read(199).status, -7) << "these count as well";
     EXPECT_EQ(Reads(small, 6, 199), "-7 -7 -7 -7 -7 -7 ") << "also at the end of the file";
 }
 
@@ -281,8 +279,7 @@ TEST(Seek, EndsWhateverTheNumbers) {
             Demuxer demuxer(builder.Build(), [&](Call& call) {
                 if (refuse && call.op == "setpos" && call.arg < 0) call.result = -1;
             });
-            for (int i = 0; i < 9; ++i)
-                EXPECT_EQ(demuxer.Seek(demuxer.info.duration / 9 * i), 0);
+            for (int i = 0; i < 9; ++i) EXPECT_EQ(demuxer.Seek(demuxer.info.duration / 9 * i), 0);
         }
     }
 }

@@ -65,8 +65,7 @@ TEST(Comments, LengthsPastTheBlock) {
         {Cat({Le(0, 4), Le(2, 4), kTitle, Le(5, 4), Text("DATE=")}),
          "title='t', year='0', albumart=<P>, 0"},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(PublishedComments(row.first), row.second);
+    for (const auto& row : rows) EXPECT_EQ(PublishedComments(row.first), row.second);
     // Without a picture a failing block publishes nothing.
     EXPECT_EQ(Published(StreamBuilder{}.Block(kVorbisComment, rows[0].first)), "0");
     const Bytes many =

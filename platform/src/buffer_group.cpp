@@ -90,8 +90,7 @@ bool addBuffer(Group* group, size_t size) {
     }
     const std::lock_guard<std::mutex> held(group->lock);
     Buffer** end = &group->first;
-    while (*end != nullptr)
-        end = &(*end)->next;
+    while (*end != nullptr) end = &(*end)->next;
     *end = buffer;
     group->freed.notify_all();
     return true;

@@ -20,8 +20,7 @@ Bytes Text(const std::string& text) {
 
 Bytes Le(uint64_t value, int count) {
     Bytes out;
-    for (int i = 0; i < count; i++)
-        out.push_back(static_cast<uint8_t>(value >> (8 * i)));
+    for (int i = 0; i < count; i++) out.push_back(static_cast<uint8_t>(value >> (8 * i)));
     return out;
 }
 
@@ -32,8 +31,7 @@ Bytes Be(uint64_t value, int count) {
 
 Bytes Cat(const std::vector<Bytes>& parts) {
     Bytes out;
-    for (const Bytes& part : parts)
-        out.insert(out.end(), part.begin(), part.end());
+    for (const Bytes& part : parts) out.insert(out.end(), part.begin(), part.end());
     return out;
 }
 
@@ -64,8 +62,7 @@ Bytes PictureBody(const PictureSpec& p) {
 Bytes CommentsBody(const Texts& comments, const std::string& vendor, Maybe32 stated_count) {
     Bytes out = Cat({Le(vendor.size(), 4), Text(vendor),
                      Le(stated_count ? *stated_count : comments.size(), 4)});
-    for (const std::string& c : comments)
-        out = Cat({out, Le(c.size(), 4), Text(c)});
+    for (const std::string& c : comments) out = Cat({out, Le(c.size(), 4), Text(c)});
     return out;
 }
 
@@ -76,16 +73,14 @@ Bytes MetaBlock(int type, const Bytes& body, Maybe32 stated_length) {
 
 Bytes Id3v2(uint32_t payload, int flags, bool footer) {
     Bytes fields = {4, 0, static_cast<uint8_t>(flags | (footer ? 0x10 : 0))};
-    for (int shift : {21, 14, 7, 0})
-        fields.push_back(payload >> shift & 0x7F);
+    for (int shift : {21, 14, 7, 0}) fields.push_back(payload >> shift & 0x7F);
     return Cat(
         {Text("ID3"), fields, Bytes(payload), footer ? Cat({Text("3DI"), fields}) : Bytes{}});
 }
 
 Bytes CodedNumber(uint64_t number, int count) {
     constexpr int kValueBits[] = {0, 7, 11, 16, 21, 26, 31, 36};  // by count
-    for (int n = 1; count == 0; n++)
-        count = n == 7 || number >> kValueBits[n] == 0 ? n : 0;
+    for (int n = 1; count == 0; n++) count = n == 7 || number >> kValueBits[n] == 0 ? n : 0;
     if (count == 1) return {static_cast<uint8_t>(number & 0x7F)};
     // As many leading ones as there are bytes, a zero, then the number, six bits to a byte.
     Bytes out = Be(0xFF00U >> count | (number >> (6 * (count - 1)) & 0x7FU >> count), 1);
@@ -104,8 +99,7 @@ Bytes HeaderBytes(const FrameHeader& h) {
     uint32_t crc = 0;  // CRC-8 (9.1.8), x^8 + x^2 + x + 1, bit by bit
     for (uint8_t byte : out) {
         crc ^= byte;
-        for (int bit = 0; bit < 8; bit++)
-            crc = (crc & 0x80) != 0 ? crc << 1 ^ 0x107 : crc << 1;
+        for (int bit = 0; bit < 8; bit++) crc = (crc & 0x80) != 0 ? crc << 1 ^ 0x107 : crc << 1;
     }
     out.push_back(static_cast<uint8_t>(crc ^ h.crc_error));
     return out;
@@ -115,8 +109,7 @@ Bytes FrameBytes(const FrameHeader& header, size_t size) {
     Bytes out = Cat({HeaderBytes(header), {header.subframe}});
     if (out.size() > size) throw std::invalid_argument("frame too small for its header");
     uint64_t state = (header.number * 2 + 1) * 0x9E3779B97F4A7C15;  // spread; odd, so never 0
-    while (out.size() < size)
-        out.push_back(static_cast<uint8_t>(NextRandom(state) % 0xFF));
+    while (out.size() < size) out.push_back(static_cast<uint8_t>(NextRandom(state) % 0xFF));
     return out;
 }
 
@@ -127,8 +120,7 @@ StreamBuilder& StreamBuilder::Block(int type, const Bytes& body, Maybe32 stated_
 }
 
 StreamBuilder& StreamBuilder::Frames(uint64_t first, uint64_t count, size_t size, FrameHeader h) {
-    for (h.number = first; h.number < first + count; h.number++)
-        Raw(FrameBytes(h, size));
+    for (h.number = first; h.number < first + count; h.number++) Raw(FrameBytes(h, size));
     if (largest_frame_ < size) largest_frame_ = size;
     samples_ = h.number * info_.max_block;
     return *this;

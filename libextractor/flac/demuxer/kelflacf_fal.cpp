@@ -17,8 +17,7 @@ constexpr int32_t CHUNK_MASK = KELFLACF_FAL_CHUNK - 1;
 int32_t ring_size_for(int count) {
     const int64_t needed = int64_t{count} + KELFLACF_FAL_CHUNK;
     int64_t size = MIN_RING_BYTES;
-    while (size < needed)
-        size *= 2;
+    while (size < needed) size *= 2;
     return size <= MAX_RING_BYTES ? static_cast<int32_t>(size) : 0;
 }
 
@@ -93,23 +92,18 @@ int32_t find_in_run(const uint8_t* run, int32_t count) {
     // Where sync codes are dense the next is near, and a whole block would be looked at in vain.
     const int32_t near = std::min(count, NEAR_BYTES);
     int32_t at = 0;
-    while (at < near && !is_sync_code(run + at))
-        ++at;
+    while (at < near && !is_sync_code(run + at)) ++at;
     if (at < near) return at;
-    while (at + SYNC_BLOCK <= count && !block_has_sync_code(run + at))
-        at += SYNC_BLOCK;
-    while (at < count && !is_sync_code(run + at))
-        ++at;
+    while (at + SYNC_BLOCK <= count && !block_has_sync_code(run + at)) at += SYNC_BLOCK;
+    while (at < count && !is_sync_code(run + at)) ++at;
     return at;
 }
 
 /** The last of `count` positions in a row, or -1. */
 int32_t find_last_in_run(const uint8_t* run, int32_t count) {
     int32_t end = count;
-    while (end >= SYNC_BLOCK && !block_has_sync_code(run + end - SYNC_BLOCK))
-        end -= SYNC_BLOCK;
-    while (end > 0 && !is_sync_code(run + end - 1))
-        --end;
+    while (end >= SYNC_BLOCK && !block_has_sync_code(run + end - SYNC_BLOCK)) end -= SYNC_BLOCK;
+    while (end > 0 && !is_sync_code(run + end - 1)) --end;
     return end - 1;
 }
 
@@ -120,8 +114,7 @@ int32_t run_from(const KELFLACF_FAL* fal, int32_t offset) {
 
 uint32_t word_at(const KELFLACF_FAL* fal, int32_t offset) {
     uint32_t word = 0;
-    for (int32_t i = 0; i < 4; ++i)
-        word = word << 8 | fal->buf[ring_index(fal, offset + i)];
+    for (int32_t i = 0; i < 4; ++i) word = word << 8 | fal->buf[ring_index(fal, offset + i)];
     return word;
 }
 

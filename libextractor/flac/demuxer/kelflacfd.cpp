@@ -39,7 +39,6 @@ void kelflacfd_delete(KELFLACFD_CTX* ctx) {
           &tag.composer, &tag.lyricist, &tag.date}) {
         free(text->data);
     }
-    for (int32_t i = 0; i < tag.pic_num; ++i)
-        free(tag.pic[i].data);
+    for (int32_t i = 0; i < tag.pic_num; ++i) free(tag.pic[i].data);
     free(ctx);
 }

@@ -59,8 +59,7 @@ constexpr std::array<uint8_t, 256> CRC8_TABLE = make_crc8_table();
 
 uint8_t crc8(const uint8_t* bytes, int count) {
     uint8_t crc = 0;
-    for (int i = 0; i < count; ++i)
-        crc = CRC8_TABLE[crc ^ bytes[i]];
+    for (int i = 0; i < count; ++i) crc = CRC8_TABLE[crc ^ bytes[i]];
     return crc;
 }
 
@@ -79,8 +78,7 @@ int decode_coded_number(const uint8_t* bytes, uint64_t* number) {
         return 1;
     }
     int continuations = 1;
-    for (uint32_t bit = 0x20; (lead & bit) != 0; bit >>= 1)
-        ++continuations;
+    for (uint32_t bit = 0x20; (lead & bit) != 0; bit >>= 1) ++continuations;
     if (continuations > MAX_CONTINUATIONS) return 0;
 
     *number = lead & (0x3FU >> continuations);

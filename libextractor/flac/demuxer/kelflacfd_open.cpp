@@ -225,9 +225,8 @@ int parse_meta_seektable(KELFLACFD_CTX* ctx, uint32_t length) {
     KELFLACF_FAL* fal = &ctx->fal;
     // Seeking interpolates and has no use for the points (RFC 9639, 8.5); they are read through.
     for (uint32_t i = 0; i < length / SEEK_POINT_BYTES; ++i) {
-        for (int word = 0; word < 4; ++word)
-            kelflacf_fal_read4(fal);  // sample number, byte offset
-        kelflacf_fal_skip(fal, 2);    // samples in the frame
+        for (int word = 0; word < 4; ++word) kelflacf_fal_read4(fal);  // sample number, byte offset
+        kelflacf_fal_skip(fal, 2);                                     // samples in the frame
     }
     ctx->info.seekable = 1;
     return KELFLACFD_OK;
@@ -258,8 +257,7 @@ int kelflacfd_parse_meta(KELFLACFD_CTX* ctx) {
         const int64_t pos = logical_pos(fal);
         const int flag_and_type = kelflacf_fal_read1(fal);
         int length = 0;
-        for (int i = 0; i < 3; ++i)
-            length = length << 8 | kelflacf_fal_read1(fal);
+        for (int i = 0; i < 3; ++i) length = length << 8 | kelflacf_fal_read1(fal);
         if (length == 0) break;
         if (size >= 1 && wrap_add(pos, BLOCK_HEADER_BYTES + length) > size) break;
 
