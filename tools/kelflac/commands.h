@@ -1,5 +1,4 @@
-// The program's commands. Each returns an ExitCode and has said on standard error what failed, or
-// throws FileError for Options::file.
+// The program's commands.
 #pragma once
 
 #include <cstdint>
@@ -18,28 +17,43 @@ struct Options {
     bool size_known = true;  ///< Whether sources tell the plug-in their size.
     bool verbose = false;
     bool json = false;
-    std::vector<std::string> files;  ///< For info.
+    std::vector<std::string> files;  ///< "-" = standard input. One for extract and plot.
     std::string art;                 ///< For info of a single file: where to save the album art.
-    std::string file;                ///< For frames and extract.
     std::optional<double> seek;      ///< For frames: seconds.
     uint64_t count = std::numeric_limits<uint64_t>::max();  ///< For frames: buffers.
-    std::string output;  ///< For extract: the file to write, "-" = standard output.
+    std::string output;  ///< For extract and plot: the file to write, "-" = standard output.
+    unsigned jobs = 1;   ///< For check: files at once.
 };
 
-/** Shows what the plug-in tells about each file. Goes on after a file that fails. */
-int runInfo(const Plugin& plugin, const Options& options);
+/** A command on one of the files. Throws FileError for it. */
+using FileCommand = void (*)(const Plugin&, const Options&, const std::string& file);
+
+/** Shows what the plug-in tells about a file. */
+void showInfo(const Plugin& plugin, const Options& options, const std::string& file);
 
 /** Lists the buffers that the track hands out. */
-int runFrames(const Plugin& plugin, const Options& options);
+void listFrames(const Plugin& plugin, const Options& options, const std::string& file);
 
 /** Writes the codec-specific data and every buffer: a FLAC file without tags. */
-int runExtract(const Plugin& plugin, const Options& options);
+void extract(const Plugin& plugin, const Options& options, const std::string& file);
+
+/** Draws the sizes of the frames over time, and where seeks land. */
+void plot(const Plugin& plugin, const Options& options, const std::string& file);
+
+/** Reads each file to the end, seeks, and compares what the track hands out with the file. */
+int check(const Plugin& plugin, const Options& options);
 
 using Json = nlohmann::ordered_json;
 
-/** Prints a value as one line. Bytes that are no UTF-8 become U+FFFD. */
+/** Prints a value as one line of ASCII, so that no tag can drive a terminal. Bytes that are no
+    UTF-8 become U+FFFD. */
 inline void printJson(const Json& value) {
-    puts(value.dump(-1, ' ', false, Json::error_handler_t::replace).c_str());
+    puts(value.dump(-1, ' ', true, Json::error_handler_t::replace).c_str());
+}
+
+/** A result of missingAudio as true or false, null when there is none. */
+inline Json truncatedJson(std::optional<int64_t> missing_us) {
+    return missing_us ? Json(*missing_us > 0) : Json(nullptr);
 }
 
 }  // namespace kelflac

@@ -1,49 +1,18 @@
-#include <unistd.h>
-
 #include <cinttypes>
 #include <cstdio>
 
 #include "commands.h"
 #include "errors.h"
 #include "output.h"
+#include "progress.h"
 #include "session.h"
 #include "text.h"
+#include "walk.h"
 
 namespace kelflac {
-namespace {
 
-/** A line on standard error that is drawn anew as the reading goes on, and wiped at the end. */
-class ProgressBar {
-  public:
-    /** A file of unknown size gets no bar. */
-    ProgressBar(FileInput& input, bool wanted) : mInput(input) {
-        if (wanted) mInput.getSize(&mSize);
-    }
-    ~ProgressBar() {
-        if (mSize > 0) fputs("\r\x1B[K", stderr);
-    }
-    ProgressBar(const ProgressBar&) = delete;
-
-    void update() {
-        if (mSize <= 0) return;
-        const auto percent = static_cast<int>(mInput.position() * 100 / mSize);
-        if (percent == mPercent) return;
-        mPercent = percent;
-        constexpr int kWidth = 50;
-        const std::string bar(static_cast<size_t>(percent * kWidth / 100), '#');
-        fprintf(stderr, "\r[%-*s] %3d%%", kWidth, bar.c_str(), percent);
-    }
-
-  private:
-    FileInput& mInput;
-    off64_t mSize = 0;  ///< 0 for no bar.
-    int mPercent = -1;
-};
-
-}  // namespace
-
-int runExtract(const Plugin& plugin, const Options& options) {
-    Session session(plugin, options.file, options.size_known);
+void extract(const Plugin& plugin, const Options& options, const std::string& file) {
+    Session session(plugin, file, options.size_known);
     session.open();
     session.startTrack();
     void* header = nullptr;
@@ -51,29 +20,25 @@ int runExtract(const Plugin& plugin, const Options& options) {
     if (!AMediaFormat_getBuffer(session.trackFormat(), AMEDIAFORMAT_KEY_CSD_0, &header, &bytes)) {
         throw FileError("has no codec-specific data");
     }
-    Output output(options.output, options.file);
+    Output output(options.output, file);
     output.write(header, bytes);
-    Run run;
-    {
-        ProgressBar bar(session.input(), isatty(STDERR_FILENO) != 0 && !options.verbose);
-        run = session.read(std::nullopt, [&](const Frame& frame) {
-            output.write(frame.data, frame.size);
-            bytes += frame.size;
-            bar.update();
-            return true;
-        });
-    }
+    off64_t size = 0;
+    session.input().getSize(&size);
+    ProgressBar bar(!options.verbose);
+    const Run run = session.read(std::nullopt, [&](const Frame& frame) {
+        output.write(frame.data, frame.size);
+        bytes += frame.size;
+        bar.update(static_cast<uint64_t>(session.input().position()), static_cast<uint64_t>(size));
+        return true;
+    });
+    bar.wipe();
     output.close();
 
-    int64_t duration_us = 0;
-    AMediaFormat_getInt64(session.trackFormat(), AMEDIAFORMAT_KEY_DURATION, &duration_us);
-    fprintf(options.output == "-" ? stderr : stdout,
-            "%s: %" PRIu64 " buffers, %zu bytes, duration %s\n",
+    fprintf(stderr, "%s: %" PRIu64 " buffers, %zu bytes, duration %s\n",
             displayText(options.output).c_str(), run.buffers, bytes,
-            durationText(duration_us).c_str());
-    if (run.failure.empty()) return kExitOk;
-    reportError(options.file, run.failure);
-    return kExitFile;
+            durationText(session.durationUs()).c_str());
+    reportWarning(file, truncationText(missingAudio(session, run.end_us)));
+    if (!run.failure.empty()) throw FileError(run.failure);
 }
 
 }  // namespace kelflac

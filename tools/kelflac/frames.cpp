@@ -5,6 +5,7 @@
 #include "errors.h"
 #include "session.h"
 #include "text.h"
+#include "walk.h"
 
 namespace kelflac {
 namespace {
@@ -18,11 +19,14 @@ Json jsonOf(const Frame& frame) {
     return object;
 }
 
-Json jsonOf(const Run& run) {
-    return {{"status", static_cast<int>(run.status)},
+Json jsonOf(const std::string& file, const Run& run, std::optional<int64_t> missing_us) {
+    return {{"file", file},
+            {"status", static_cast<int>(run.status)},
             {"status_text", statusText(run.status)},
             {"buffers", run.buffers},
-            {"refused", run.refused}};
+            {"pieces", run.pieces},
+            {"refused", run.refused},
+            {"truncated", truncatedJson(missing_us)}};
 }
 
 /** The fields of the object, under the same names. */
@@ -34,8 +38,9 @@ void printForPeople(const Json& frame) {
 
 }  // namespace
 
-int runFrames(const Plugin& plugin, const Options& options) {
-    Session session(plugin, options.file, options.size_known);
+void listFrames(const Plugin& plugin, const Options& options, const std::string& file) {
+    if (options.files.size() > 1 && !options.json) printf("%s\n", displayText(file).c_str());
+    Session session(plugin, file, options.size_known);
     session.open();
     session.startTrack();
     std::optional<int64_t> seek_us;
@@ -44,10 +49,16 @@ int runFrames(const Plugin& plugin, const Options& options) {
         options.json ? printJson(jsonOf(frame)) : printForPeople(jsonOf(frame));
         return frame.index + 1 < options.count;
     });
-    if (options.json) printJson(jsonOf(run));
-    if (run.failure.empty()) return kExitOk;
-    reportError(options.file, run.failure);
-    return kExitFile;
+    std::optional<int64_t> missing_us;
+    if (run.status == AMEDIA_ERROR_END_OF_STREAM) missing_us = missingAudio(session, run.end_us);
+    if (options.json) printJson(jsonOf(file, run, missing_us));
+    reportWarning(file, truncationText(missing_us));
+    if (run.pieces > 0) {
+        reportWarning(file, std::to_string(run.pieces) +
+                                " buffers are pieces of a fixed size, no single frames: the "
+                                "plug-in has stopped searching");
+    }
+    if (!run.failure.empty()) throw FileError(run.failure);
 }
 
 }  // namespace kelflac

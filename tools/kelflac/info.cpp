@@ -7,10 +7,12 @@
 #include "commands.h"
 #include "errors.h"
 #include "host/media_format.h"
+#include "image.h"
 #include "media/ExtMediaFormatDef.h"
 #include "output.h"
 #include "session.h"
 #include "text.h"
+#include "walk.h"
 
 namespace kelflac {
 namespace {
@@ -26,6 +28,22 @@ std::string bytesOf(const FormatEntry& entry) {
     return {static_cast<const char*>(entry.data), entry.size};
 }
 
+Json jsonOfArt(const std::string& bytes) {
+    const Image image = describeImage(bytes);
+    return {{"bytes", bytes.size()},
+            {"type", image.type},
+            {"width", image.width},
+            {"height", image.height}};
+}
+
+std::string artText(const std::string& bytes) {
+    const Image image = describeImage(bytes);
+    const std::string pixels =
+        std::to_string(image.width) + "x" + std::to_string(image.height) + " pixels, ";
+    return image.type + ", " + (image.width > 0 && image.height > 0 ? pixels : "") +
+           std::to_string(bytes.size()) + " bytes";
+}
+
 Json jsonOf(const AMediaFormat* format) {
     Json object = Json::object();
     FormatEntry entry{};
@@ -38,13 +56,14 @@ Json jsonOf(const AMediaFormat* format) {
         } else if (isKey(entry, AMEDIAFORMAT_KEY_CSD_0)) {
             value = hexText(bytesOf(entry));
         } else {
-            value = {{"bytes", entry.size}};
+            value = jsonOfArt(bytesOf(entry));
         }
     }
     return object;
 }
 
-void printAsJson(const std::string& file, const Session& session, const std::string& error) {
+void printAsJson(const std::string& file, const Session& session, std::optional<int64_t> missing_us,
+                 const std::string& error) {
     Json object = {{"file", file}, {"claimed", session.confidence().has_value()}};
     // Rounded: a float's 0.7 is not a double's.
     if (auto value = session.confidence()) object["confidence"] = std::round(*value * 1e3) / 1e3;
@@ -53,6 +72,7 @@ void printAsJson(const std::string& file, const Session& session, const std::str
         object["flags"] = session.flags();
         object["track"] = jsonOf(session.trackFormat());
         object["metadata"] = jsonOf(session.fileMeta());
+        object["truncated"] = truncatedJson(missing_us);
     }
     if (!error.empty()) object["error"] = error;
     printJson(object);
@@ -108,9 +128,8 @@ std::string valueText(const FormatEntry& entry, const char* unit) {
     constexpr int64_t kPcmFloat = 4;
     if (entry.type == FormatType::kString) return bytesOf(entry);
     if (entry.type == FormatType::kBuffer) {
-        const std::string size = std::to_string(entry.size) + " bytes";
-        return isKey(entry, AMEDIAFORMAT_KEY_ALBUMART) ? imageType(bytesOf(entry)) + ", " + size
-                                                       : size;
+        return isKey(entry, AMEDIAFORMAT_KEY_ALBUMART) ? artText(bytesOf(entry))
+                                                       : std::to_string(entry.size) + " bytes";
     }
     if (isKey(entry, AMEDIAFORMAT_KEY_DURATION)) return durationText(entry.number);
     if (isKey(entry, AMEDIAFORMAT_KEY_PCM_ENCODING)) {
@@ -161,22 +180,21 @@ void saveArt(const Session& session, const std::string& path, const std::string&
 
 }  // namespace
 
-int runInfo(const Plugin& plugin, const Options& options) {
-    int exit_code = kExitOk;
-    for (const std::string& file : options.files) {
-        Session session(plugin, file, options.size_known);
-        std::string error;
-        try {
-            session.open();
-            if (!options.art.empty()) saveArt(session, options.art, file);
-        } catch (const FileError& e) {
-            error = e.what();
-            exit_code = kExitFile;
-        }
-        options.json ? printAsJson(file, session, error) : printForPeople(file, session);
-        if (!error.empty()) reportError(file, error);
+void showInfo(const Plugin& plugin, const Options& options, const std::string& file) {
+    Session session(plugin, file, options.size_known);
+    std::string error;
+    std::optional<int64_t> missing_us;
+    try {
+        session.open();
+        if (!options.art.empty()) saveArt(session, options.art, file);
+        session.startTrack();
+        missing_us = missingAudio(session, std::nullopt);
+    } catch (const FileError& e) {
+        error = e.what();
     }
-    return exit_code;
+    options.json ? printAsJson(file, session, missing_us, error) : printForPeople(file, session);
+    reportWarning(file, truncationText(missing_us));
+    if (!error.empty()) throw FileError(error);
 }
 
 }  // namespace kelflac

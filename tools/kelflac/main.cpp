@@ -16,14 +16,26 @@
 namespace kelflac {
 namespace {
 
-using Command = int (*)(const Plugin&, const Options&);
-
 struct CommandLine {
     std::string plugin = Plugin::defaultPath();
     uid_t uid = 0;
     Options options;
-    Command command = nullptr;
+    FileCommand command = nullptr;  ///< Null for check, which takes the files at once.
 };
+
+constexpr const char* kFooter = R"(FILE may be -, standard input of up to 64 MiB.
+
+Examples:
+  kelflac info song.flac
+  kelflac info --json *.flac | jq -r .metadata.title
+  kelflac frames --seek 30 --count 5 song.flac
+  cat song.flac | kelflac extract - -o untagged.flac
+  kelflac check -j 4 music/*.flac
+  kelflac plot song.flac -o song.svg
+
+Exit status: 0 all is well; 1 a file was refused or damaged, or could not be read or
+written; 2 the command line is wrong; 3 the plug-in can't be used.
+)";
 
 void addCommon(CLI::App* app, CommandLine* line) {
     app->set_version_flag("--version", KELFLAC_VERSION);
@@ -36,22 +48,44 @@ void addCommon(CLI::App* app, CommandLine* line) {
     app->add_flag("-v,--verbose", line->options.verbose, "Show the plug-in's log");
     app->require_subcommand(1);
     app->fallthrough();
+    app->footer(kFooter);
+}
+
+/** A command on several files. */
+CLI::App* addCommand(CLI::App* app, CommandLine* line, const char* name, const char* help,
+                     const char* json_help) {
+    CLI::App* command = app->add_subcommand(name, help);
+    command->add_option("FILE", line->options.files, "The files")->required();
+    command->add_flag("--json", line->options.json, json_help);
+    return command;
+}
+
+/** A command on one file that writes one. */
+void addConversion(CLI::App* app, CommandLine* line, const char* name, const char* help,
+                   FileCommand run) {
+    CLI::App* command = app->add_subcommand(name, help);
+    command->add_option("FILE", line->options.files, "The file")->required()->expected(1);
+    command
+        ->add_option("-o,--output", line->options.output, "The file to write, - = standard output")
+        ->required();
+    command->callback([=] { line->command = run; });
 }
 
 void addCommands(CLI::App* app, CommandLine* line) {
     Options* options = &line->options;
-    CLI::App* info = app->add_subcommand("info", "Show the track format and the tags");
-    info->add_option("FILE", options->files, "The files")->required();
-    info->add_flag("--json", options->json, "Print one JSON object for each file");
+    CLI::App* info = addCommand(app, line, "info", "Show the track format and the tags",
+                                "Print one JSON object for each file");
     info->add_option("--art", options->art, "Save the album art of the one file here");
     info->callback([=] {
-        line->command = runInfo;
+        line->command = showInfo;
+        if (options->art == "-") throw CLI::ValidationError("--art", "would mix with the text");
         if (options->art.empty() || options->files.size() == 1) return;
         throw CLI::ValidationError("--art", "takes a single FILE");
     });
 
-    CLI::App* frames = app->add_subcommand("frames", "List the buffers that the track hands out");
-    frames->add_option("FILE", options->file, "The file")->required();
+    CLI::App* frames =
+        addCommand(app, line, "frames", "List the buffers that the track hands out",
+                   "Print JSON objects, for each file last one with the end's status");
     frames->add_option("--seek", options->seek, "Seek to a time in seconds first");
     frames->add_option("--count", options->count, "Stop after so many buffers")
         ->check([](const std::string& text) {
@@ -59,19 +93,34 @@ void addCommands(CLI::App* app, CommandLine* line) {
             const bool positive = text.find('-') == text.npos && text != "0";
             return positive ? "" : "must be 1 or more";
         });
-    frames->add_flag("--json", options->json, "Print JSON objects, last one with the end's status");
     frames->callback([=] {
         constexpr double kMaxSeconds = 9e12;  // In microseconds it still fits 64 bits.
-        line->command = runFrames;
+        line->command = listFrames;
         if (std::abs(options->seek.value_or(0)) <= kMaxSeconds) return;
         throw CLI::ValidationError("--seek", "out of range");
     });
 
-    CLI::App* extract = app->add_subcommand("extract", "Write the stream as a FLAC file");
-    extract->add_option("FILE", options->file, "The file")->required();
-    extract->add_option("-o,--output", options->output, "The file to write, - = standard output")
-        ->required();
-    extract->callback([=] { line->command = runExtract; });
+    CLI::App* check_app = addCommand(app, line, "check", "Read, seek, and compare with the files",
+                                     "Print one JSON object for each file and one for all");
+    check_app->add_option("-j,--jobs", options->jobs, "Files to check at once, at most 256")
+        ->check(CLI::Range(1, 256));
+
+    addConversion(app, line, "extract", "Write the stream as a FLAC file without tags", extract);
+    addConversion(app, line, "plot", "Draw frame sizes and seeks as SVG, with gnuplot", plot);
+}
+
+/** Runs a command on each file; goes on after one that fails. */
+int runOnEach(FileCommand command, const Plugin& plugin, const Options& options) {
+    int exit_code = kExitOk;
+    for (const std::string& file : options.files) {
+        try {
+            command(plugin, options, file);
+        } catch (const FileError& e) {
+            reportError(file, e.what());
+            exit_code = kExitFile;
+        }
+    }
+    return exit_code;
 }
 
 int run(int argc, char** argv) {
@@ -88,12 +137,8 @@ int run(int argc, char** argv) {
     host::setLogMinPriority(line.options.verbose ? ANDROID_LOG_VERBOSE : ANDROID_LOG_SILENT);
     host::setCallingUid(line.uid);
     const Plugin plugin(line.plugin);
-    try {
-        return line.command(plugin, line.options);
-    } catch (const FileError& e) {
-        reportError(line.options.file, e.what());
-        return kExitFile;
-    }
+    if (line.command == nullptr) return check(plugin, line.options);
+    return runOnEach(line.command, plugin, line.options);
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // A file to write.
 #pragma once
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -15,8 +17,8 @@ namespace kelflac {
 /** A file being written. Failures throw FileError, with the output's name in the text. */
 class Output {
   public:
-    /** Makes or empties the file at `path`, which must not be the file `input`. `path` "-" is
-        standard output. */
+    /** Makes or empties the file at `path`, which must be neither the file `input` nor a terminal.
+        `path` "-" is standard output. */
     Output(const std::string& path, const std::string& input) : mPath(path) {
         std::error_code missing;
         if (path != "-" && std::filesystem::equivalent(path, input, missing)) {
@@ -24,6 +26,9 @@ class Output {
         }
         mFile = path == "-" ? File(stdout, fflush) : File(fopen(path.c_str(), "wbe"), fclose);
         if (mFile == nullptr) fail();
+        if (isatty(fileno(mFile.get())) != 0) {
+            throw FileError("won't write to a terminal: name a file or redirect the output");
+        }
     }
 
     void write(const void* data, size_t size) {

@@ -23,8 +23,7 @@ void* load(const std::string& path) {
 
 bool claimsType(const android::ExtractorDef& definition, const std::string& wanted) {
     const char** type = definition.u.v3.supported_types;
-    while (type != nullptr && *type != nullptr && *type != wanted)
-        ++type;
+    while (type != nullptr && *type != nullptr && *type != wanted) ++type;
     return type != nullptr && *type != nullptr;
 }
 

@@ -1,8 +1,5 @@
 #include "session.h"
 
-#include <cerrno>
-#include <cstring>
-
 #include "errors.h"
 #include "text.h"
 
@@ -14,6 +11,10 @@ namespace {
 // before it gets there.
 constexpr uint64_t kMaxRefusalsInARow = 256;
 
+// The plug-in searches for so many frames after an open or a seek, a frame numbered 0 not counted.
+// Then it hands out pieces of a fixed size, all with the time 0.
+constexpr uint64_t kSearchedReads = 244;
+
 std::optional<int64_t> int64Of(AMediaFormat* format, const char* key) {
     int64_t value = 0;
     if (!AMediaFormat_getInt64(format, key, &value)) return std::nullopt;
@@ -21,37 +22,30 @@ std::optional<int64_t> int64Of(AMediaFormat* format, const char* key) {
 }
 
 /** Looks into a buffer. A time that its meta data lacks is not known. */
-Frame frameIn(const android::CMediaBuffer& buffer, uint64_t index) {
+Frame frameIn(const android::CMediaBuffer& buffer, uint64_t index, bool searched) {
     AMediaFormat* meta = buffer.meta_data(buffer.handle);
     int32_t sync = 0;
     AMediaFormat_getInt32(meta, AMEDIAFORMAT_KEY_IS_SYNC_FRAME, &sync);
     const auto* data = static_cast<const uint8_t*>(buffer.data(buffer.handle));
+    const std::optional<int64_t> time_us = int64Of(meta, AMEDIAFORMAT_KEY_TIME_US);
     return {index,
             data + buffer.range_offset(buffer.handle),
             buffer.range_length(buffer.handle),
-            int64Of(meta, AMEDIAFORMAT_KEY_TIME_US),
+            time_us,
             int64Of(meta, AMEDIAFORMAT_KEY_DURATION),
-            sync != 0};
+            sync != 0,
+            searched || time_us != 0};
+}
+
+std::optional<int64_t> endOf(const Frame& frame) {
+    if (!frame.single || !frame.time_us) return std::nullopt;
+    return *frame.time_us + frame.duration_us.value_or(0);
 }
 
 }  // namespace
 
-FileInput::FileInput(const std::string& path, bool size_known)
-    : FileSource(path.c_str()), mSizeKnown(size_known) {
-    if (!isOpen()) mError = errno;
-}
-
-ssize_t FileInput::readAt(off64_t offset, void* data, size_t size) {
-    if (offset < 0) return android::UNKNOWN_ERROR;
-    const ssize_t count = FileSource::readAt(offset, data, size);
-    if (count < 0 && mError == 0) mError = errno;
-    if (count > 0) mPosition = offset + count;
-    return count;
-}
-
-android::status_t FileInput::getSize(off64_t* size) {
-    *size = 0;
-    return mSizeKnown ? FileSource::getSize(size) : android::UNKNOWN_ERROR;
+int64_t Session::durationUs() const {
+    return int64Of(mTrackFormat.get(), AMEDIAFORMAT_KEY_DURATION).value_or(0);
 }
 
 Session::~Session() {
@@ -89,7 +83,7 @@ void Session::startTrack() {
     mStarted = true;
 }
 
-Run Session::read(std::optional<int64_t> seek_us, const std::function<bool(const Frame&)>& handle) {
+Run Session::read(std::optional<int64_t> seek_us, const FrameHandler& handle) {
     Run run;
     bool seeking = seek_us.has_value();
     for (uint64_t in_a_row = 0; in_a_row < kMaxRefusalsInARow; seeking = false) {
@@ -98,22 +92,31 @@ Run Session::read(std::optional<int64_t> seek_us, const std::function<bool(const
         run.status = mTrack->read(mTrack->data, &acquired, options, seek_us.value_or(0));
         // The track waits for its one buffer: this one must be back before the next read.
         const Owned<android::CMediaBuffer> buffer(acquired);
+        if (seeking) mReads = 0;
         if (run.status == AMEDIA_ERROR_UNKNOWN) {
+            ++mReads;
             ++run.refused;
             ++in_a_row;
+            run.end_us.reset();
             continue;
         }
         in_a_row = 0;
-        if (run.status != AMEDIA_OK || !handle(frameIn(*buffer, run.buffers++))) break;
+        if (run.status != AMEDIA_OK) break;
+        const Frame frame = frameIn(*buffer, run.buffers++, mReads < kSearchedReads);
+        ++mReads;
+        if (!frame.single) ++run.pieces;
+        run.end_us = endOf(frame);
+        if (!handle(frame)) break;
     }
+    if (run.status != AMEDIA_ERROR_END_OF_STREAM) run.end_us.reset();
     run.failure = failureOf(run, seeking);
     return run;
 }
 
 std::string Session::failureOf(const Run& run, bool seeking) const {
     std::string text;
-    if (mInput.error() != 0) {
-        text = strerror(mInput.error());
+    if (!mInput.failure().empty()) {
+        text = mInput.failure();
     } else if (run.status == AMEDIA_ERROR_UNKNOWN) {
         text = "gave up after " + std::to_string(kMaxRefusalsInARow) +
                " refused reads in a row: the stream's frames do not fit the buffer";
@@ -127,7 +130,7 @@ std::string Session::failureOf(const Run& run, bool seeking) const {
 
 /** Throws the reason, or the failed open or read that lies behind it. */
 void Session::refuse(const std::string& reason) const {
-    throw FileError(mInput.error() != 0 ? strerror(mInput.error()) : reason);
+    throw FileError(mInput.failure().empty() ? reason : mInput.failure());
 }
 
 }  // namespace kelflac

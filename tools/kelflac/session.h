@@ -8,31 +8,12 @@
 #include <optional>
 #include <string>
 
-#include "host/data_source.h"
 #include "host/media.h"
+#include "input.h"
 #include "media/MediaExtractorPluginApi.h"
 #include "plugin.h"
 
 namespace kelflac {
-
-/** A file as the plug-in's source. Remembers what the plug-in can't report: a failed read. */
-class FileInput : public host::FileSource {
-  public:
-    /** Opens the file; one that can't be opened fails every call. */
-    FileInput(const std::string& path, bool size_known);
-
-    ssize_t readAt(off64_t offset, void* data, size_t size) override;
-    /** Fails and stores 0 when the size is not to be known. */
-    android::status_t getSize(off64_t* size) override;
-
-    int error() const { return mError; }            ///< errno of the first failure, or 0.
-    off64_t position() const { return mPosition; }  ///< Where the latest read ended.
-
-  private:
-    bool mSizeKnown;
-    int mError = 0;
-    off64_t mPosition = 0;
-};
 
 /** One buffer that the track handed out. The bytes are valid until the handler returns. */
 struct Frame {
@@ -42,12 +23,19 @@ struct Frame {
     std::optional<int64_t> time_us;
     std::optional<int64_t> duration_us;
     bool sync;
+    bool single;  ///< A frame of the stream, not a piece of it that was cut to a fixed size.
 };
+
+/** Takes one buffer. Returns false for no more. */
+using FrameHandler = std::function<bool(const Frame&)>;
 
 /** What a run of reads came to. */
 struct Run {
     uint64_t buffers = 0;               ///< Handed out.
+    uint64_t pieces = 0;                ///< Of the buffers, those that are not single frames.
     uint64_t refused = 0;               ///< Reads refused because the frame was too large.
+    std::optional<int64_t> end_us;      ///< Of the stream's last frame; for a run that handed it
+                                        ///< out as a single frame and met the end behind it.
     media_status_t status = AMEDIA_OK;  ///< Of the last read.
     std::string failure;                ///< Why the run is not a complete one; empty when it is.
 };
@@ -69,6 +57,8 @@ class Session {
     // For an open session:
     std::string name() const { return mExtractor->name(mExtractor->data); }
     uint32_t flags() const { return mExtractor->flags(mExtractor->data); }
+    bool canSeek() const { return (flags() & kCanSeek) != 0; }
+    int64_t durationUs() const;  ///< 0 when it is not stated.
     AMediaFormat* trackFormat() const { return mTrackFormat.get(); }
     AMediaFormat* fileMeta() const { return mFileMeta.get(); }
 
@@ -76,11 +66,13 @@ class Session {
     void startTrack();
     /** Reads on, at first from `seek_us` if given, until the track has nothing more, fails, or
         `handle` returns false. Refused reads are left out. The track must be started. */
-    Run read(std::optional<int64_t> seek_us, const std::function<bool(const Frame&)>& handle);
+    Run read(std::optional<int64_t> seek_us, const FrameHandler& handle);
 
     FileInput& input() { return mInput; }
 
   private:
+    static constexpr uint32_t kCanSeek = 8;  // in flags()
+
     struct Deleter {
         void operator()(AMediaFormat* format) const { AMediaFormat_delete(format); }
         void operator()(android::CMediaBuffer* buffer) const { buffer->release(buffer->handle); }
@@ -109,6 +101,7 @@ class Session {
     Owned<android::CMediaBufferGroup> mGroup;
     Owned<android::CMediaTrack> mTrack;
     bool mStarted = false;
+    uint64_t mReads = 0;  ///< Since the open or the latest seek.
 };
 
 }  // namespace kelflac

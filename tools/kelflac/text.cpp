@@ -29,8 +29,7 @@ std::string displayText(std::string_view text) {
         } else if (text[0] == '\n') {
             out += "\\n";
         } else {
-            for (size_t i = 0; i < bytes; ++i)
-                out += "\\x" + hexText(text.substr(i, 1));
+            for (size_t i = 0; i < bytes; ++i) out += "\\x" + hexText(text.substr(i, 1));
         }
         text.remove_prefix(bytes);
     }
@@ -58,17 +57,6 @@ std::string durationText(int64_t us) {
     return std::string(us < 0 ? "-" : "") + hours + rest;
 }
 
-std::string imageType(std::string_view image) {
-    const auto has = [&](std::string_view mark, size_t at = 0) {
-        return image.size() >= at && image.substr(at, mark.size()) == mark;
-    };
-    if (has("\x89PNG\r\n\x1A\n")) return "PNG";
-    if (has("\xFF\xD8\xFF")) return "JPEG";
-    if (has("GIF87a") || has("GIF89a")) return "GIF";
-    if (has("RIFF") && has("WEBP", 8)) return "WebP";
-    return "unknown";
-}
-
 std::string statusText(media_status_t status) {
     // From AMEDIA_ERROR_BASE downwards.
     constexpr const char* kErrors[] = {
@@ -84,6 +72,10 @@ std::string statusText(media_status_t status) {
 void reportError(const std::string& file, const std::string& reason) {
     fflush(stdout);  // So that the two streams keep their order on one terminal.
     fprintf(stderr, "kelflac: %s: %s\n", displayText(file).c_str(), displayText(reason).c_str());
+}
+
+void reportWarning(const std::string& file, const std::string& text) {
+    if (!text.empty()) reportError(file, "warning: " + text);
 }
 
 }  // namespace kelflac

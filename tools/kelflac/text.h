@@ -19,13 +19,13 @@ std::string hexText(std::string_view bytes);
 /** A time in microseconds as m:ss.mmm, from an hour on as h:mm:ss.mmm. Truncated. */
 std::string durationText(int64_t us);
 
-/** The kind of an image file by its first bytes: "PNG", "JPEG", "GIF", "WebP", else "unknown". */
-std::string imageType(std::string_view image);
-
 /** A status's platform name and number. */
 std::string statusText(media_status_t status);
 
 /** Writes one line to standard error: the program, the file and the reason. */
 void reportError(const std::string& file, const std::string& reason);
+
+/** The same for a warning. Nothing when the text is empty. */
+void reportWarning(const std::string& file, const std::string& text);
 
 }  // namespace kelflac
