@@ -8,8 +8,6 @@
 namespace host {
 #pragma GCC visibility push(default)
 
-constexpr uid_t kMediaServerUid = 1013;
-
 /** Sets what AIBinder_getCallingUid returns, in every thread. 0 until set. */
 void setCallingUid(uid_t uid);
 

@@ -31,7 +31,6 @@ struct CDataSource {
     names them). */
 enum CMediaTrackReadOptions : uint32_t {
     SEEK = 8,  ///< Reposition first.
-    NONBLOCKING = 16,
 };
 
 /** One media buffer of a group. Whoever acquired it holds it until `release`. */

@@ -134,9 +134,6 @@ class MediaTrackHelper {
             *mode = static_cast<SeekMode>(mOptions & kModeMask);
             return true;
         }
-        bool getNonBlocking() const {
-            return (mOptions & CMediaTrackReadOptions::NONBLOCKING) != 0;
-        }
 
       private:
         uint32_t mOptions;

@@ -43,7 +43,6 @@ class String8 {
     const char* c_str() const { return string(); }
     size_t size() const { return mSize; }
     size_t length() const { return mSize; }
-    bool isEmpty() const { return mSize == 0; }
 
   private:
     void swap(String8& other) noexcept {
