@@ -133,6 +133,14 @@ int judge_frm_hdr(const uint8_t* hdr, uint64_t* frm_num, int32_t* hz_code, int32
     return is_subframe_header(hdr[crc_at + 1]) ? KELFLACFD_OK : KELFLACFD_E_MALFORMED;
 }
 
+/** Both tests on what the reader holds at an offset. */
+bool is_header_at(const KELFLACF_FAL* fal, int at, KELFLACFD_FRM_HDR* hdr) {
+    uint8_t scratch[KELFLACFD_HDR_LOOK_BYTES];
+    const uint8_t* b = kelflacf_fal_view(fal, at, KELFLACFD_HDR_LOOK_BYTES, scratch);
+    return check_frm_sync(big_endian_word(b)) &&
+           judge_frm_hdr(b, &hdr->frm_num, &hdr->hz_code, &hdr->ch, &hdr->bits_code) == 0;
+}
+
 }  // namespace
 
 bool check_frm_sync(uint32_t v) {
@@ -151,27 +159,17 @@ int check_frm_hdr(KELFLACF_FAL* fal, int offset, uint64_t* frm_num, int32_t* hz_
 
 int find_frm_hdr(const KELFLACF_FAL* fal, int from, int buffered, KELFLACFD_FRM_HDR* hdr) {
     const int limit = buffered - (FIXED_BYTES - 1);
-    uint8_t scratch[KELFLACFD_HDR_LOOK_BYTES];
     for (int at = from; at < limit; ++at) {
         at = kelflacf_fal_find_sync_code(fal, at, limit);
-        if (at == limit) break;
-        const uint8_t* b = kelflacf_fal_view(fal, at, KELFLACFD_HDR_LOOK_BYTES, scratch);
-        if (!check_frm_sync(big_endian_word(b))) continue;
-        if (judge_frm_hdr(b, &hdr->frm_num, &hdr->hz_code, &hdr->ch, &hdr->bits_code) == 0)
-            return at;
+        if (at < limit && is_header_at(fal, at, hdr)) return at;
     }
     return buffered;
 }
 
 int find_last_frm_hdr(const KELFLACF_FAL* fal, int buffered, KELFLACFD_FRM_HDR* hdr) {
-    uint8_t scratch[KELFLACFD_HDR_LOOK_BYTES];
     for (int at = buffered - 1; at > 0;) {
         at = kelflacf_fal_find_last_sync_code(fal, at);
-        if (at < 0) break;
-        const uint8_t* b = kelflacf_fal_view(fal, at, KELFLACFD_HDR_LOOK_BYTES, scratch);
-        if (!check_frm_sync(big_endian_word(b))) continue;
-        if (judge_frm_hdr(b, &hdr->frm_num, &hdr->hz_code, &hdr->ch, &hdr->bits_code) == 0)
-            return at;
+        if (at >= 0 && is_header_at(fal, at, hdr)) return at;
     }
     return -1;
 }
