@@ -6,11 +6,11 @@
 #include <cstring>
 
 #include "libextractor/mfal/kelcmn_mfal.h"
-#include "tests/support/stream_builder.h"
+#include "tools/streams/stream_builder.h"
 
 namespace kelflac_bench {
 
-using kelflac_test::Bytes;
+using kelflac_streams::Bytes;
 
 /** Serves bytes that the caller keeps. One handle at a time: the source itself. */
 struct MemorySource {

@@ -3,11 +3,11 @@
 
 #include <string>
 
-#include "tests/support/stream_builder.h"
+#include "tools/streams/stream_builder.h"
 
 namespace kelflac_bench {
 
-using kelflac_test::Bytes;
+using kelflac_streams::Bytes;
 
 /** Encoded by libFLAC: "16-44", "24-96" (stereo) or "24-192x6" (6 channels); minutes each. */
 const Bytes& Encoded(const std::string& name);

@@ -1,4 +1,5 @@
 // The definition and the sniffer.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,7 +11,10 @@
 namespace kelflac_test {
 
 TEST(Definition, IsTheSameOnEveryCall) {
-    const android::ExtractorDef d = PluginDefinition(), again = PluginDefinition();
+    void* const library = dlopen(KELFLAC_PLUGIN, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(library, nullptr) << dlerror();
+    const auto get = reinterpret_cast<android::GetExtractorDef>(dlsym(library, "GETEXTRACTORDEF"));
+    const android::ExtractorDef d = get(), again = get();
     const Bytes uuid = Hex("1D BE FB 4D 2D 82 4B 58 AB 40 02 B0 E3 74 7E 8D");
     EXPECT_EQ(memcmp(d.extractor_uuid.b, uuid.data(), 16), 0);
     EXPECT_TRUE(d.def_version == 3 && d.extractor_version == 1 && !memcmp(&d, &again, sizeof(d)));
@@ -39,7 +43,7 @@ TEST(Sniffer, ClaimsTheMarkerBehindAnyTags) {
         float confidence = -1;
         void* meta = &source;
         android::FreeMetaFunc kept = [](void*) {}, free_meta = kept;
-        const auto sniff = PluginDefinition().u.v3.sniff;
+        const auto sniff = GETEXTRACTORDEF().u.v3.sniff;
         EXPECT_EQ(sniff(source.slots(), &confidence, &meta, &free_meta) != nullptr, claimed);
         EXPECT_EQ(memcmp(&confidence, claimed ? "\x33\x33\x33\x3F" : "\0\0\x80\xBF", 4), 0);
         EXPECT_TRUE(meta == &source && free_meta == kept);

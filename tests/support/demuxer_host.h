@@ -8,7 +8,7 @@
 
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
 #include "tests/support/recording_source.h"
-#include "tests/support/stream_builder.h"
+#include "tools/streams/stream_builder.h"
 
 namespace kelflac_test {
 

@@ -1,9 +1,11 @@
 // Real FLAC streams, and an independent account of them, by way of libFLAC.
 #pragma once
 
-#include "tests/support/stream_builder.h"
+#include "tools/streams/stream_builder.h"
 
 namespace kelflac_test {
+
+using namespace kelflac_streams;
 
 struct Pcm {
     std::vector<int32_t> samples;  ///< Interleaved, right-justified.

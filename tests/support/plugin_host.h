@@ -1,7 +1,6 @@
-// Plays the framework: loads the plug-in (KELFLAC_PLUGIN) and drives it by its tables.
+// Plays the framework: drives the plug-in, linked in, by its tables.
 #pragma once
 
-#include <dlfcn.h>
 #include <host/data_source.h>
 #include <host/log.h>
 #include <host/media.h>
@@ -10,14 +9,13 @@
 #include <atomic>
 #include <utility>
 
-#include "tests/support/stream_builder.h"
+#include "tools/streams/stream_builder.h"
+
+extern "C" android::ExtractorDef GETEXTRACTORDEF();
 
 namespace kelflac_test {
 
-inline android::ExtractorDef PluginDefinition() {
-    static void* const library = dlopen(KELFLAC_PLUGIN, RTLD_NOW | RTLD_LOCAL);
-    return reinterpret_cast<android::GetExtractorDef>(dlsym(library, "GETEXTRACTORDEF"))();
-}
+using namespace kelflac_streams;
 
 /** Lines "4 tag text" ("-": no tag) logged since the last call. The first call starts the log. */
 inline std::string TakeLog() {
@@ -75,7 +73,7 @@ struct Packet {
 struct Session {
     explicit Session(Bytes bytes, bool size_known = true) : source(std::move(bytes), size_known) {
         float confidence = 0;
-        const auto sniff = PluginDefinition().u.v3.sniff;
+        const auto sniff = GETEXTRACTORDEF().u.v3.sniff;
         extractor = sniff(source.slots(), &confidence, nullptr, nullptr)(source.slots(), nullptr);
         source.calls = 0;
         TakeLog();

@@ -6,9 +6,11 @@
 #include <map>
 
 #include "libextractor/mfal/kelcmn_mfal.h"
-#include "tests/support/stream_builder.h"
+#include "tools/streams/stream_builder.h"
 
 namespace kelflac_test {
+
+using namespace kelflac_streams;
 
 /** One callback as it was called. */
 struct Call {

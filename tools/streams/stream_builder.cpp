@@ -1,9 +1,9 @@
-#include "tests/support/stream_builder.h"
+#include "tools/streams/stream_builder.h"
 
 #include <sstream>
 #include <stdexcept>
 
-namespace kelflac_test {
+namespace kelflac_streams {
 
 Bytes Hex(const std::string& pairs) {
     std::istringstream in(pairs);
@@ -140,4 +140,4 @@ Bytes StreamBuilder::Build() const {
     return Cat({Text("fLaC"), meta, audio_});
 }
 
-}  // namespace kelflac_test
+}  // namespace kelflac_streams

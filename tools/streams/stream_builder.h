@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace kelflac_test {
+namespace kelflac_streams {
 
 using Bytes = std::vector<uint8_t>;
 using Texts = std::vector<std::string>;
@@ -84,4 +84,4 @@ class StreamBuilder {
     uint64_t samples_ = 0;
 };
 
-}  // namespace kelflac_test
+}  // namespace kelflac_streams
