@@ -7,6 +7,7 @@
 #include <host/media_format.h>
 
 #include <atomic>
+#include <mutex>
 #include <utility>
 
 #include "tools/streams/stream_builder.h"
@@ -20,11 +21,14 @@ using namespace kelflac_streams;
 /** Lines "4 tag text" ("-": no tag) logged since the last call. The first call starts the log. */
 inline std::string TakeLog() {
     static std::string lines;
+    static std::mutex lock;
     const auto take = [](void*, int prio, const char* tag, const char* text) {
+        const std::lock_guard<std::mutex> held(lock);
         lines += std::to_string(prio) + " " + (tag != nullptr ? tag : "-") + " " + text + "\n";
     };
     host::setLogSink(take, nullptr);
     host::setLogMinPriority(0);
+    const std::lock_guard<std::mutex> held(lock);
     return std::exchange(lines, {});
 }
 

@@ -1,0 +1,93 @@
+// Several threads at a time, to be run under ThreadSanitizer.
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <mutex>
+#include <thread>
+
+#include "tests/support/plugin_host.h"
+
+namespace kelflac_test {
+
+static const StreamBuilder kStream = StreamBuilder{}.Comments({"TITLE=t"}).Frames(0, 240, 700);
+static const size_t kAudioBytes = 240 * 700;
+
+static Bytes Audio() {
+    const Bytes stream = kStream.Build();
+    return {stream.end() - kAudioBytes, stream.end()};
+}
+
+TEST(Threads, AnExtractorEach) {
+    std::atomic<int> whole{0};
+    const auto life = [&] {
+        Session s(kStream.Build());
+        const bool tagged = s.FileMeta().find("title='t'") != std::string::npos;
+        Bytes got;
+        s.Start();
+        for (Packet p = s.Read(); p.status == AMEDIA_OK; p = s.Read())
+            got.insert(got.end(), p.bytes.begin(), p.bytes.end());
+        const Packet sought = s.Read(android::SEEK, 1'000'000);
+        if (tagged && got == Audio() && sought.bytes == FrameBytes({10}, 700)) ++whole;
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; i++) threads.emplace_back(life);
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(whole, 8);
+}
+
+TEST(Threads, TwoReadATrackWhileItsOneBufferIsReleasedLate) {
+    Session s(kStream.Build());
+    ASSERT_EQ(s.Start(), AMEDIA_OK);
+    std::mutex lock;
+    std::deque<android::CMediaBuffer*> delivered;
+    std::atomic<int> readers{2};
+    const auto read = [&] {
+        for (android::CMediaBuffer* b = nullptr;;) {
+            if (s.track->read(s.track->data, &b, 0, 0) != AMEDIA_OK) break;
+            const std::lock_guard<std::mutex> held(lock);
+            delivered.push_back(b);
+        }
+        --readers;
+    };
+    const auto ask = [&] {
+        AMediaFormat* const format = AMediaFormat_new();
+        while (readers > 0) {
+            s.track->getFormat(s.track->data, format);
+            EXPECT_NE(Entries(AMEDIA_OK, format).find("mime='audio/flac'"), std::string::npos);
+        }
+        AMediaFormat_delete(format);
+    };
+    std::thread first(read), second(read), third(ask);
+    Bytes got;
+    for (bool more = true; more || readers > 0;) {
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
+        const std::lock_guard<std::mutex> held(lock);
+        more = !delivered.empty();
+        if (!more) continue;
+        const android::CMediaBuffer* const b = delivered.front();
+        delivered.pop_front();
+        const auto* const data = static_cast<const uint8_t*>(b->data(b->handle));
+        got.insert(got.end(), data, data + b->range_length(b->handle));
+        b->release(b->handle);
+    }
+    first.join(), second.join(), third.join();
+    EXPECT_EQ(got, Audio());
+}
+
+TEST(Threads, ExtractorAndTrackAreDroppedAtOnce) {
+    for (int i = 0; i < 50; i++) {
+        std::thread dropper;
+        {
+            Session s(kStream.Build());
+            ASSERT_EQ(s.Start(), AMEDIA_OK);
+            EXPECT_EQ(s.Read().bytes, FrameBytes({0}, 700));
+            dropper = std::thread([track = std::exchange(s.track, nullptr)] {
+                track->free(track->data);
+                free(track);
+            });
+        }
+        dropper.join();
+    }
+}
+
+}  // namespace kelflac_test
