@@ -19,7 +19,7 @@ Bytes NoisyFrames(uint64_t count, size_t largest, bool junk) {
     for (uint64_t i = 0; i < count; ++i) {
         FrameHeader header;
         header.number = i;
-        parts.push_back(FrameBytes(header, 20 + random() % (largest - 20)));
+        parts.push_back(FrameBytes(header, 20 + static_cast<size_t>(random() % (largest - 20))));
         for (size_t k = 8; k < parts.back().size(); ++k) {
             const auto byte = static_cast<uint8_t>(random());
             parts.back()[k] = byte < 40 ? 0xFF : byte < 80 ? 0xF8 : byte;

@@ -214,7 +214,7 @@ TEST(Read, FixedSizePiecesPastTheCountdown) {
 
 /** Seeks to 5 s in a file of 10,008,000 bytes with frames of `size` bytes up to frame `count` and
     even ones behind. Gives the positions taken behind the first estimate. */
-std::vector<std::string> SeekAcross(size_t size, uint64_t count, int64_t* landed) {
+std::vector<std::string> SeekAcross(size_t size, size_t count, int64_t* landed) {
     const Bytes meta =
         Flac({Block(Info(12000, 1077 * 4096), 0), MetaBlock(kPadding | kLast, Bytes(8000 - 46))});
     const Bytes even = Frames(count, 1076 - count, (10000000 - size * count) / (1077 - count));

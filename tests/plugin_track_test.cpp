@@ -55,26 +55,16 @@ TEST(Track, LogsWhatItRefuses) {
     }
 }
 
-static auto Dies(const std::string& line, const std::string& check) {
-    const std::string at = "F KelFLACExtractorSO: libextractor/flac/kelflac_extractor.cpp:" + line;
-    return testing::HasSubstr(at + " CHECK(" + check + ") failed.\ncondition: !(" + check + ")\n");
-}
-
 TEST(Track, ChecksItsHolderAndItsCalls) {
     Session s(StreamBuilder{}.Frames(0, 3, 200).Build()), other(s.source.data);
     const sp<KelFLACFDSF> closed = new KelFLACFDSF, wrong = new KelFLACFDSF;
     s.track = wrap(new KelFLACSource(nullptr, s.meta, closed));
     const auto [self, free, start, stop, format, read, async, syncTime, slowFast] = *s.track;
     EXPECT_EQ(async(self) + syncTime(self, 0, nullptr) + slowFast(self, nullptr), -10002);
-    const char* const check =
-        "AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, &max_size)";
-    EXPECT_DEATH(s.Start(), Dies("529", check));
-    EXPECT_DEATH(stop(self), Dies("541", "mStarted"));
     AMediaFormat_setInt32(s.meta, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, 100);
     CMediaBufferGroup empty = *s.group;
     empty.add_buffer = [](void*, size_t) {};
     EXPECT_TRUE(start(self, &empty) == 0 && read(self, nullptr, 0, 0) == -10000);
-    EXPECT_DEATH(s.Start(), Dies("521", "!mStarted"));
     EXPECT_TRUE(stop(self) == AMEDIA_OK && s.Start() == AMEDIA_OK);
     EXPECT_EQ(s.Read().status, AMEDIA_ERROR_IO);
     wrong->ctx = static_cast<KELFLACFD_CTX*>(calloc(1, sizeof(KELFLACFD_CTX)));
@@ -85,6 +75,23 @@ TEST(Track, ChecksItsHolderAndItsCalls) {
     EXPECT_EQ(TakeLog(), kLog + " create fail\n" + kLog + "::read() acquire_buffer false\n" + kLog +
                              "() : not supported video codec\n" + kLog +
                              "::start() ERROR_UNSUPPORTED.\n");
+}
+
+static auto Dies(const std::string& line, const std::string& check) {
+    const std::string at = "F KelFLACExtractorSO: libextractor/flac/kelflac_extractor.cpp:" + line;
+    return testing::HasSubstr(at + " CHECK(" + check + ") failed.\ncondition: !(" + check + ")\n");
+}
+
+TEST(TrackDeathTest, CallsOutOfTurnEndTheProcess) {
+    Session s(StreamBuilder{}.Frames(0, 3, 200).Build());
+    s.track = wrap(new KelFLACSource(nullptr, s.meta, new KelFLACFDSF));
+    const char* const check =
+        "AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, &max_size)";
+    EXPECT_DEATH(s.Start(), Dies("529", check));
+    EXPECT_DEATH(s.track->stop(s.track->data), Dies("541", "mStarted"));
+    AMediaFormat_setInt32(s.meta, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, 100);
+    ASSERT_EQ(s.Start(), AMEDIA_OK);
+    EXPECT_DEATH(s.Start(), Dies("521", "!mStarted"));
 }
 
 }  // namespace kelflac_test

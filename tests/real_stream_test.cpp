@@ -24,7 +24,7 @@ TEST(RealStream, ReadsAndSeeksWholeFrames) {
         const std::vector<FrameSpan> frames = Decode(stream).frames;
         const auto is = [&](const Packet& p, size_t n) {
             const uint8_t* const at = &stream[frames.at(n).offset];
-            const uint64_t us = n * block * 1'000'000 / rate;
+            const uint64_t us = uint64_t{n} * block * 1'000'000 / rate;
             return p.bytes == Bytes(at, at + frames[n].size) &&
                    p.meta.find("timeUs=" + std::to_string(us) + "L, ") == 0;
         };

@@ -46,15 +46,19 @@ Bytes Encode(const Pcm& pcm, uint32_t blocksize, StreamBuilder metadata, bool to
     return stream;
 }
 
+static size_t Position(const FLAC__StreamDecoder* decoder) {
+    FLAC__uint64 position = 0;
+    FLAC__stream_decoder_get_decode_position(decoder, &position);
+    return static_cast<size_t>(position);
+}
+
 static auto TakeFrame(const FLAC__StreamDecoder* decoder, const FLAC__Frame* frame,
                       const FLAC__int32* const planes[], void* client) {
     auto& out = *static_cast<Decoded*>(client);
     const FLAC__FrameHeader& h = frame->header;
     for (size_t i = 0; i < h.blocksize * h.channels; i++)
         out.samples.push_back(planes[i % h.channels][i / h.channels]);
-    FLAC__uint64 end = 0;
-    FLAC__stream_decoder_get_decode_position(decoder, &end);
-    const size_t start = out.frames.back().offset;
+    const size_t start = out.frames.back().offset, end = Position(decoder);
     out.frames.back() = {start, end - start, h.number.sample_number, h.blocksize};
     out.frames.push_back({end, 0, 0, 0});  // the next one's start
     return FLAC__STREAM_DECODER_WRITE_STATUS_CONTINUE;
@@ -69,9 +73,7 @@ Decoded Decode(Bytes stream) {
     FLAC__stream_decoder_set_md5_checking(d, true);
     FLAC__stream_decoder_init_FILE(d, file, TakeFrame, nullptr, count_error, &out);
     FLAC__stream_decoder_process_until_end_of_metadata(d);
-    FLAC__uint64 audio = 0;
-    FLAC__stream_decoder_get_decode_position(d, &audio);
-    out.frames.push_back({audio, 0, 0, 0});
+    out.frames.push_back({Position(d), 0, 0, 0});
     FLAC__stream_decoder_process_until_end_of_stream(d);
     out.frames.pop_back();
     out.md5_ok = FLAC__stream_decoder_finish(d);

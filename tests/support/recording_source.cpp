@@ -18,7 +18,7 @@ static int Read(void* fp, void* buf, int wanted) {
     const int64_t count = std::min(source.Note("read", wanted, sound), sound);
     std::fill_n(static_cast<uint8_t*>(buf), wanted, uint8_t{0xA5});
     if (count <= 0) return static_cast<int>(count);
-    std::copy_n(source.data.begin() + source.pos, count, static_cast<uint8_t*>(buf));
+    std::copy_n(source.data.data() + source.pos, count, static_cast<uint8_t*>(buf));
     source.pos += count;
     return static_cast<int>(count);
 }
