@@ -4,6 +4,8 @@
 // byte position, reads the number found there and steps along the line between the probe and the
 // bracket on the far side of T. Every product, sum and difference may come from a crafted file and
 // wraps at 64 bits.
+#include <algorithm>
+
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
 #include "libextractor/mfal/wrap_arith.h"
 
@@ -14,9 +16,10 @@ constexpr int HISTORY_SLOTS = 10;
 constexpr int HISTORY_RECORDED = 9;  // the last slot is never written and stays 0
 constexpr int MAX_REPEATS = 8;
 // Probes that always meet new numbers may creep for long, and with crafted numbers for ever. Each
-// may fill the ring anew, so it is the bytes that are bounded: 262,144 probes of the 16 KiB ring
-// that most streams have. A seek took at most 18 in public test files, and 102,363 in two hours
-// made half of digital silence.
+// crosses any distance of other bytes to its frame and fills the ring anew, so it is the bytes that
+// are bounded, counting a ring at least for each probe: 262,144 probes of the 16 KiB ring that most
+// streams have. A seek took at most 18 in public test files, and 102,363 in two hours made half of
+// digital silence.
 constexpr int64_t MAX_SEARCH_BYTES = int64_t{1} << 32;
 
 /** Where the target lies: frame numbers and probe positions on either side of it. */
@@ -123,13 +126,14 @@ uint64_t search(KELFLACFD_CTX* ctx, uint64_t target, int64_t probe, BRACKETS bra
     uint64_t num = 0;
     int64_t bytes_left = MAX_SEARCH_BYTES;
     for (;;) {
+        const int64_t reach = ctx->fal.reach;
         uint32_t frm_len = 0;
         if (kelflacfd_find_frm(ctx, &frm_len, &num) != KELFLACFD_OK) return num;
+        bytes_left -= std::max<int64_t>(ctx->fal.size, ctx->fal.reach - reach);
         const uint64_t off_target = distance(target, num);
         if (off_target < CLOSE_ENOUGH) return num;
         if (note_probe(&history, &num, off_target)) return num;
         const int64_t step = step_from(&brackets, target, num, probe);
-        bytes_left -= ctx->fal.size;
         if (step == 0 || bytes_left <= 0) return num;
         probe = wrap_add(probe, step);
         move_reader(ctx, probe);
