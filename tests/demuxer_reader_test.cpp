@@ -150,6 +150,9 @@ TEST(Reader, Scripts) {
     const auto short_first = [](Call& call) {
         if (call.op == "read" && call.index == 0) call.result = 100;
     };
+    const auto third_fails = [](Call& call) {
+        if (call.op == "read" && call.index == 2) call.result = -1;
+    };
     const struct {
         size_t bytes;
         Hook hook;
@@ -173,6 +176,7 @@ TEST(Reader, Scripts) {
         {10000, RefusePositions, "p9000", "-4:4096 "},
         // A short first read is the end, which a top-up passes and any position clears.
         {30000, short_first, "r200 k0 b0 p101", "100:0e 0:0e 4096:4096e 0:4095 "},
+        {30000, third_fails, "r100 r20000 k0 p8192", "100:3996 8092:0e 0:0e 0:4096 "},
     };
     for (const auto& row : rows) {
         Reader reader(Noise(row.bytes), row.hook);

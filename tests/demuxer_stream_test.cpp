@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <random>
 
 #include "tests/support/demuxer_host.h"
 
@@ -40,60 +39,6 @@ std::string Reads(Demuxer& demuxer, int count, int32_t buf_size = 102400) {
         out += status == 0 ? "@" + std::to_string(frame.time) + " " : " ";
     }
     return out;
-}
-
-TEST(Open, Results) {
-    const Bytes ok = StreamBuilder{}.Frames(0, 3, 200).Build(), frames = Frames(0, 3, 200);
-    const Bytes good = Block(Info(200), 0), small = Block({8, 8}, 0),
-                variable = Block({4096, 1152}, 0);
-    const Bytes padding = MetaBlock(kPadding | kLast, Bytes(5)), junk = MetaBlock(127, Bytes(20));
-    const Bytes comment = MetaBlock(4, Hex("00 00 00 00 01 00 00 00 09 00 00 00 41"));  // too long
-    FrameHeader deep;
-    deep.bits_code = 7;
-    const struct {
-        int err;
-        const char* name;
-        Bytes bytes;
-    } rows[] = {
-        {0, "plain", ok},
-        {-5, "empty", {}},
-        {-5, "marker in lower case", Cat({Text("flac"), good, frames})},
-        {0, "behind an ID3v2 tag", Cat({Id3v2(257), ok})},
-        {0, "behind an ID3v2 tag larger than the ring", Cat({Id3v2(300000), ok})},
-        {-5, "behind two ID3v2 tags", Cat({Id3v2(257), Id3v2(9), ok})},
-        {-5, "behind an ID3v2 footer", Cat({Id3v2(9, 0, true), ok})},
-        {-5, "an ID3v2 tag past the end", Hex("49 44 33 04 00 00 7F 7F 7F 7F 00")},
-        {-3, "blocks of 8", Flac({small, frames})},
-        {-3, "maximum block 0", Flac({Block({16, 0}), frames})},
-        {-6, "variable block size", Flac({variable, frames})},
-        {0, "types 2 and 9 first",
-         Flac({MetaBlock(2, Bytes(9)), MetaBlock(9, Bytes(9)), good, ok})},
-        {-3, "type 127 first", Flac({junk, good, frames})},
-        {0, "type 127 behind STREAMINFO", Flac({good, junk, frames})},
-        {-3, "bad comments first", Flac({comment, good, padding, frames})},
-        {0, "bad comments behind STREAMINFO", Flac({good, comment, frames})},
-        {0, "a block past the end", Flac({good, MetaBlock(1, {}, 0xFFFFFF), frames})},
-        {-3, "STREAMINFO past the end", Flac({MetaBlock(0, Bytes(34), 0xFFFFFF), frames})},
-        {0, "STREAMINFO read whole",
-         Flac({MetaBlock(0, StreamInfoBody(Info(200)), 1), padding, frames})},
-        {0, "a block of length 0 ends the walk", Flac({good, MetaBlock(1, {}), junk, frames})},
-        {0, "type 8 is a second STREAMINFO", Flac({good, Block(Info(200), 8 | kLast), frames})},
-        {-3, "a refused second STREAMINFO", Flac({good, small, padding, frames})},
-        {-6, "a variable second STREAMINFO", Flac({good, Block({4096, 1152}, 8), padding, frames})},
-        {-3, "no frame", Flac({good, padding})},
-        {-3, "no STREAMINFO", Flac({padding, frames})},
-        {-3, "no rate", Flac({Block({4096, 4096, 0, 0}), frames})},
-        {-3, "32-bit samples", Flac({Block(Info(200)), Frames(0, 3, 200, deep)})},
-        {-3, "zeros", Flac({Bytes(1 << 20)})},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        Demuxer demuxer(row.bytes);
-        EXPECT_EQ(demuxer.err, row.err);
-        EXPECT_EQ(demuxer.info.codec, row.err == 0 ? 61868 : 0);
-        EXPECT_EQ(demuxer.source.counts["close"], row.err == 0 ? 0 : 1);
-    }
-    EXPECT_EQ(Demuxer(ok, [](Call& call) { call.result = -1; }).err, -4);
 }
 
 TEST(Open, StreamInformation) {
@@ -263,24 +208,6 @@ TEST(Seek, ResultsAndWhatFollows) {
         ASSERT_EQ(demuxer.err, 0);
         EXPECT_EQ(demuxer.Seek(row.time), row.result);
         EXPECT_EQ(Reads(demuxer, 2), row.reads);
-    }
-}
-
-TEST(Seek, EndsWhateverTheNumbers) {
-    std::mt19937_64 random(3);
-    for (int kind = 0; kind < 4; ++kind) {
-        StreamBuilder builder;
-        for (uint64_t i = 0; i < 1500; ++i) {
-            const uint64_t numbers[] = {0, random() & 0xFFFFFFFFF, 3000 + i, i % 12 * 100};
-            builder.Frames(numbers[kind], 1, 90);
-        }
-        builder.Frames(0, 1, 90);  // the last below all others, so that steps diverge
-        for (bool refuse : {false, true}) {
-            Demuxer demuxer(builder.Build(), [&](Call& call) {
-                if (refuse && call.op == "setpos" && call.arg < 0) call.result = -1;
-            });
-            for (int i = 0; i < 9; ++i) EXPECT_EQ(demuxer.Seek(demuxer.info.duration / 9 * i), 0);
-        }
     }
 }
 

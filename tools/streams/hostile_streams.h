@@ -11,7 +11,14 @@ struct NamedStream {
     Bytes bytes;
 };
 
-/** The whole table, in a fixed order. Each stream that can be opened has frames to read. */
+/** The whole table, in a fixed order. */
 std::vector<NamedStream> HostileStreams();
+
+/** Bytes that make a search for headers work: see kCostlyKinds. 10 s of real frames, then `size`
+    bytes, in a stream that states frames of up to `max_frame` bytes. */
+Bytes CostlyStream(int kind, size_t size, uint32_t max_frame);
+constexpr const char* kCostlyKinds[] = {
+    "0xFF", "codes", "numbers", "codes+numbers", "broken CRC-8", "random bytes", "pairs of a kind"};
+constexpr int kCostlyKindCount = 7;
 
 }  // namespace kelflac_streams

@@ -1,0 +1,116 @@
+// Streams that are wrong on purpose: what comes of each, and what it costs.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "tests/support/life.h"
+#include "tools/streams/hostile_streams.h"
+
+namespace kelflac_test {
+
+static std::string FileText(const std::filesystem::path& path) {
+    std::ostringstream out;
+    out << std::ifstream(path, std::ios::binary).rdbuf();
+    return out.str();
+}
+
+/** What is told of a file; behind "/" with its size unknown, where that differs. */
+static std::string Lives(const Bytes& file) {
+    DemuxerLife(file, [](Call& call) {
+        if (call.op == "setpos" && call.arg < 0) call.result = -1;
+    });
+    PluginLife(file);
+    PluginLife(file, UnknownSize);
+    const std::string known = DemuxerLife(file).told, unknown = DemuxerLife(file, UnknownSize).told;
+    return known + (unknown != known ? "/" + unknown : "");
+}
+
+TEST(Hostile, EveryStream) {
+    std::string rows;
+    for (const auto& [name, bytes] : HostileStreams()) {
+        SCOPED_TRACE(name);
+        rows += name + " " + Lives(bytes) + "\n";
+    }
+    EXPECT_EQ(rows, FileText(KELFLAC_HOSTILE_LIVES));
+}
+
+TEST(Hostile, EveryMarkerAndEveryEnd) {
+    const Bytes sound = StreamBuilder{}.Picture({Text("P")}).Frames(0, 2, 60).Build();
+    const Bytes l = Text("fLaCID3"), behind(sound.begin() + 4, sound.end());
+    for (size_t i = 0; i < 7 * 7 * 7 * 7; i++) {
+        const Bytes file = Cat({{l[i / 343], l[i / 49 % 7], l[i / 7 % 7], l[i % 7]}, behind});
+        EXPECT_EQ(Demuxer(file).err, file == sound ? 0 : -5);
+        EXPECT_EQ(PluginLife(file).told.empty(), file != sound);
+    }
+    std::string told, last;
+    for (size_t size = 0; size <= sound.size(); size++) {
+        const std::string now = Lives({sound.data(), sound.data() + size});
+        if (now != last) told += std::to_string(size) + ": " + now + " ";
+        last = now;
+    }
+    EXPECT_EQ(told, "0: -5 4: -3 94: <P>1/-3 149: <P>0!/-3 154: <P>2/<P>1 ");
+}
+
+static thread_local size_t looked_at, searches;
+
+// The linker turns calls of kelflacf_fal_find_sync_code into calls of the second.
+using Find = int(const KELFLACF_FAL* fal, int from, int limit);
+extern "C" Find __real__Z27kelflacf_fal_find_sync_codePK12KELFLACF_FALii,
+    __wrap__Z27kelflacf_fal_find_sync_codePK12KELFLACF_FALii;
+int __wrap__Z27kelflacf_fal_find_sync_codePK12KELFLACF_FALii(const KELFLACF_FAL* fal, int from,
+                                                             int limit) {
+    const int at = __real__Z27kelflacf_fal_find_sync_codePK12KELFLACF_FALii(fal, from, limit);
+    looked_at += static_cast<size_t>(at - from + 1);
+    searches++;
+    return at;
+}
+
+TEST(Hostile, SearchesGrowWithTheFileAlone) {
+    Bytes buffer(1 << 24);
+    for (int kind = 0; kind < kCostlyKindCount; kind++) {
+        Bytes file = CostlyStream(kind, 1 << 20, 9000);
+        for (bool large_ring : {false, true}) {
+            if (large_ring) std::fill_n(file.begin() + 15, 3, uint8_t{0xFF});  // the largest frame
+            looked_at = searches = 0;
+            Demuxer d(file);
+            ASSERT_EQ(d.err, 0);
+            uint32_t length = 0;
+            int64_t time = 0;
+            while (kelflacfd_get_frm(d.ctx, buffer.data(), 1 << 24, &length, &time, &time) != 1)
+                d.ctx->full_check_count = KELFLACFD_FULL_CHECK_COUNT;
+            EXPECT_LE(looked_at, 3 * file.size()) << kCostlyKinds[kind];
+            EXPECT_LE(searches, file.size() / 4) << kCostlyKinds[kind];
+            EXPECT_LE(d.source.counts["read"], static_cast<int>(file.size() / 8));
+        }
+    }
+}
+
+extern "C" __attribute__((weak)) void __asan_init();  // whose quarantine comes and goes
+
+TEST(Memory, StaysWhereItWas) {
+    const auto resident_pages = [] {
+        size_t all = 0, resident = 0;
+        std::ifstream("/proc/self/statm") >> all >> resident;
+        return resident;
+    };
+    const Bytes file = StreamBuilder{}.Picture({Bytes(9000)}).Frames(0, 3, 900).Build();
+    size_t before = 0;
+    for (int round = 0; round < 10000; round++) {
+        if (round == 1000) before = resident_pages();
+        PluginLife(file);
+    }
+    if (__asan_init != nullptr) return;
+    EXPECT_LE(resident_pages(), before + 128);
+}
+
+TEST(Memory, IsBoundedInPublicFiles) {
+    const char* const folder = std::getenv("KELFLAC_TEST_FILES");
+    if (folder == nullptr) GTEST_SKIP() << "KELFLAC_TEST_FILES names no folder of FLAC files";
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
+        if (entry.is_regular_file()) Lives(Text(FileText(entry.path())));
+}
+
+}  // namespace kelflac_test

@@ -1,0 +1,49 @@
+#include "tests/support/heap.h"
+
+#include <malloc.h>
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+namespace kelflac_test {
+
+std::atomic<size_t> heap_allocations, heap_live, heap_peak;
+std::function<bool()> allocation_fails;
+
+static bool Fails() {
+    heap_allocations++;
+    return allocation_fails && allocation_fails();
+}
+
+static void* Count(void* block) {
+    heap_live += malloc_usable_size(block);
+    heap_peak = std::max(heap_peak.load(), heap_live.load());
+    return block;
+}
+
+// The linker turns the library's calls of a function f into calls of __wrap_f.
+extern "C" {
+void* __real_malloc(size_t size);
+void* __real_calloc(size_t count, size_t size);
+void __real_free(void* block);
+
+void* __wrap_malloc(size_t size) {
+    void* const block = Fails() ? nullptr : Count(__real_malloc(size));
+    constexpr size_t kScribbled = 1 << 20;  // so that bytes never written to are told from zeros
+    return block != nullptr ? memset(block, 0xA5, std::min(size, kScribbled)) : nullptr;
+}
+void* __wrap_calloc(size_t count, size_t size) {
+    return Fails() ? nullptr : Count(__real_calloc(count, size));
+}
+void __wrap_free(void* block) {
+    heap_live -= malloc_usable_size(block);
+    __real_free(block);
+}
+void* WrapNew(size_t size, const std::nothrow_t&) __asm__("__wrap_" KELFLAC_NOTHROW_NEW);
+void* WrapNew(size_t size, const std::nothrow_t&) {
+    return Fails() ? nullptr : ::operator new(size);
+}
+}
+
+}  // namespace kelflac_test

@@ -1,0 +1,16 @@
+// The heap as the library uses it: the allocations of objects that are linked into the test
+// program, but not those of the C++ library's containers and of the platform's shared libraries.
+#pragma once
+
+#include <atomic>
+#include <functional>
+
+namespace kelflac_test {
+
+extern std::atomic<size_t> heap_allocations;      ///< Since the program began, failed ones too.
+extern std::atomic<size_t> heap_live, heap_peak;  ///< Bytes from malloc and calloc.
+/** Asked at each allocation whether it fails; empty: none does. Not to be set while another thread
+    is in the library. */
+extern std::function<bool()> allocation_fails;
+
+}  // namespace kelflac_test

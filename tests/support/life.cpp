@@ -1,0 +1,141 @@
+#include "tests/support/life.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "tests/support/heap.h"
+#include "tests/support/plugin_host.h"
+
+namespace kelflac_test {
+
+using ::testing::AnyOf;
+constexpr int kMostReads = 2000;  // pieces of a fixed size that fit no buffer have no end
+
+/** Outlives all that a life makes. */
+struct LeakCheck {
+    ~LeakCheck() { EXPECT_EQ(heap_live, live); }
+    const size_t live = heap_live;
+};
+
+static bool Holds(const Bytes& file, const uint8_t* piece, size_t size) {
+    return size == 0 || memmem(file.data(), file.size(), piece, size) != nullptr;
+}
+
+/** The bytes of texts and pictures, which come from the file. */
+static size_t StoredBytes(const KELFLACFD_TAG& tag, const Bytes& file) {
+    std::vector<KELFLACFD_PIC> stored(tag.pic, tag.pic + tag.pic_num);
+    for (const auto* t : {&tag.title, &tag.artist, &tag.album, &tag.genre, &tag.album_artist,
+                          &tag.author, &tag.composer, &tag.lyricist, &tag.date})
+        stored.push_back({t->data, t->len});
+    size_t sum = 0;
+    for (auto [data, size] : stored) {
+        sum += size;
+        while (size > 0 && data[size - 1] == 0) size--;  // zeros where the source gave no more
+        EXPECT_TRUE(Holds(file, data, size));
+    }
+    return sum;
+}
+
+static std::string TagGist(const KELFLACFD_TAG& tag) {
+    const auto text = [](const uint8_t* data, uint32_t size) {
+        return size < 10 ? std::string(data, data + size) : std::to_string(size);
+    };
+    std::string out = text(tag.title.data, tag.title.len) + text(tag.date.data, tag.date.len);
+    for (int i = 0; i < tag.pic_num; i++) out += "<" + text(tag.pic[i].data, tag.pic[i].len) + ">";
+    std::replace_if(
+        out.begin(), out.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
+    return out;
+}
+
+static int Read(Demuxer& d, const Bytes& file, Life* life) {
+    const Frame frame = d.Read();
+    EXPECT_THAT(frame.status, AnyOf(0, 1, -7));
+    if (frame.status != 0) return frame.status;
+    const int64_t end = logical_pos(&d.ctx->fal), start = end - frame.length;
+    EXPECT_TRUE(start >= 0 && end <= static_cast<int64_t>(file.size()) &&
+                memcmp(frame.bytes.data(), file.data() + start, frame.length) == 0);
+    life->frames.insert(frame.bytes);
+    return 0;
+}
+
+Life DemuxerLife(const Bytes& file, const Hook& hook) {
+    const LeakCheck check;
+    heap_peak = check.live;
+    Demuxer d(file, hook);
+    const size_t peak = heap_peak - check.live;
+    // Once, a block may promise what is not there; it has less than 16 MiB, the ring 32 at most.
+    constexpr size_t kBlock = 1 << 24, kRings = 3 * kBlock, kRest = 64 << 10;
+    EXPECT_LE(peak, kRings + file.size() + kBlock + kRest);
+    EXPECT_THAT(d.err, AnyOf(0, -2, -3, -5, -6));
+    EXPECT_EQ(d.info.codec, d.err == 0 ? KELFLACFD_CODEC_FLAC : 0);
+    EXPECT_EQ(d.source.counts["close"], d.err == 0 ? 0 : d.source.counts["open"]);
+    if (d.ctx == nullptr) return {std::to_string(d.err), {}};
+    const size_t stored = StoredBytes(d.ctx->tag_rec, file);
+    EXPECT_LE(peak, static_cast<size_t>(d.ctx->fal.size) * 3 / 2 + stored + kRest);
+    Life life;
+    const size_t allocations = heap_allocations;
+    int status = 0, frames = 0;
+    for (int i = 0; i < kMostReads && status != 1; i++)
+        frames += (status = Read(d, file, &life)) == 0;
+    EXPECT_TRUE(status == 1 || d.ctx->full_check_count == 0);
+    life.told = (d.info.tag != nullptr ? TagGist(*d.info.tag) : "") + std::to_string(frames);
+    size_t filled = 0;
+    for (const Call& call : d.source.calls) filled += call.op == "read" && call.result > 0;
+    EXPECT_LE(filled, 2 * file.size() / 4096 + 4);
+    EXPECT_LE(d.source.counts["read"], static_cast<int>(file.size() / 8 + 8));
+    bool lost = false;
+    for (int64_t time : {int64_t{0}, d.info.duration / 2, d.info.duration, INT64_MAX}) {
+        EXPECT_THAT(status = d.Seek(time), AnyOf(0, -3));
+        lost |= status != 0 && source_size(&d.ctx->fal) > 0;
+        Read(d, file, &life);
+    }
+    if (lost) life.told += "!";
+    EXPECT_EQ(heap_allocations, allocations);
+    return life;
+}
+
+struct FrameworkSource : host::DataSource, RecordingSource {
+    ssize_t readAt(off64_t offset, void* to, size_t size) override {
+        pos = offset;
+        return Record().read(static_cast<RecordingSource*>(this), to, static_cast<int>(size));
+    }
+    android::status_t getSize(off64_t* size) override {
+        long long stored = 0;
+        Record().getsize(static_cast<RecordingSource*>(this), &stored);
+        return (*size = stored) > 0 ? 0 : -1;
+    }
+};
+
+Life PluginLife(const Bytes& file, const Hook& hook) {
+    const LeakCheck check;
+    FrameworkSource source;
+    source.data = file;
+    source.hook = hook;
+    float confidence = 0;
+    const auto create = GETEXTRACTORDEF().u.v3.sniff(source.slots(), &confidence, nullptr, nullptr);
+    auto* extractor = create != nullptr ? create(source.slots(), nullptr) : nullptr;
+    if (extractor == nullptr) return {};
+    const auto fails = std::exchange(allocation_fails, {});
+    Session s(Text("fLaC123456"));  // for all but its extractor
+    allocation_fails = fails;
+    std::swap(s.extractor, extractor);
+    extractor->free(extractor->data);
+    free(extractor);
+    Life life = {s.TrackFormat() + s.FileMeta(), {}};
+    if (s.Start() != AMEDIA_OK) return life;
+    const auto read = [&](uint32_t options, int64_t us) {
+        const auto [status, frame, meta] = s.Read(options, us);
+        EXPECT_THAT(status, AnyOf(0, -10000, -10002, -10006));
+        EXPECT_TRUE(Holds(file, frame.data(), frame.size()));
+        life.told += " " + std::to_string(status) + meta;
+        if (status == AMEDIA_OK) life.frames.insert(frame);
+        return status != AMEDIA_ERROR_END_OF_STREAM;
+    };
+    for (int i = 0; i < kMostReads && read(0, 0);) i++;
+    for (int64_t us : {int64_t{0}, int64_t{100000}, INT64_MAX, INT64_MIN}) read(android::SEEK, us);
+    return life;
+}
+
+}  // namespace kelflac_test
