@@ -54,77 +54,6 @@ TEST(Reader, Creation) {
     EXPECT_EQ(refused.source.Lines(), Lines{"open 18 @0 = -1"});
 }
 
-/** Runs random operations and holds every answer against the file itself. With `sound` false the
-    source gives short counts, so that the data may end early, but never other bytes. */
-void RunAgainstFile(const Bytes& data, uint64_t seed, bool sound) {
-    std::mt19937_64 random(seed);
-    const auto pick = [&](size_t limit) { return static_cast<int>(random() % limit); };
-    const auto size = static_cast<long long>(data.size());
-    const auto at = [&](long long pos) { return pos < size ? data[static_cast<size_t>(pos)] : 0; };
-    Reader reader(data, [&](Call& call) {
-        if (!sound && call.op == "read" && pick(4) == 0)
-            call.result = pick(4097) * call.result / 4096;
-    });
-    for (int step = 0; step < 3000; ++step) {
-        const long long pos = reader.Pos();
-        long long moved = 0;
-        switch (pick(7)) {
-            case 0: {
-                const int byte = kelflacf_fal_read1(&reader);
-                moved = byte != 0 ? 1 : 0;
-                ASSERT_TRUE(byte == at(pos) || (!sound && byte == 0));
-                break;
-            }
-            case 1: {
-                const auto ahead = static_cast<int>(kelflacf_fal_peek4(&reader, 1) >> 24);
-                ASSERT_TRUE(ahead == at(pos + 1) || ahead == 0);
-                const auto word = static_cast<int>(kelflacf_fal_read4(&reader) & 0xFF);
-                moved = word != 0 ? 4 : 0;
-                ASSERT_TRUE(word == at(pos + 3) || (word == 0 && (!sound || pos + 4 > size)));
-                break;
-            }
-            case 2: {
-                Bytes got(static_cast<size_t>(1 + pick(30000)));
-                moved = kelflacf_fal_read(&reader, got.data(), static_cast<int>(got.size()));
-                const long long left = std::max(size - pos, 0LL);  // a skip may have gone beyond
-                ASSERT_TRUE(moved == std::min(static_cast<long long>(got.size()), left) || !sound);
-                for (long long i = 0; i < moved; ++i)
-                    ASSERT_EQ(got[static_cast<size_t>(i)], at(pos + i));
-                break;
-            }
-            case 3:
-                moved = pick(4) == 0 ? 0 : pick(9000);
-                if (kelflacf_fal_skip(&reader, static_cast<int>(moved)) == 0) break;
-                ASSERT_TRUE(!sound || pos + moved >= size);
-                continue;
-            case 4:
-                moved = std::min<long long>(pick(data.size() + 5000), size) - pos;
-                if (reader.SetPos(pos + moved) == 0) break;
-                ASSERT_FALSE(sound);
-                continue;
-            case 5: {
-                const int buffered = kelflacf_fal_bytes_peek(&reader);
-                for (int i = 0; i < buffered + 2; i += 1 + pick(700)) {
-                    ASSERT_EQ(kelflacf_fal_peek1(&reader, i), i < buffered ? at(pos + i) : 0) << i;
-                }
-                break;
-            }
-            default:
-                ASSERT_EQ(kelflacf_fal_resize_buf(&reader, step > 1000 ? pick(60000) : 100), 0);
-        }
-        ASSERT_EQ(reader.Pos(), pos + moved) << "step " << step;
-    }
-}
-
-TEST(Reader, AnswersWithTheFilesOwnBytes) {
-    for (size_t size : {1U, 100U, 4095U, 4096U, 4097U, 8192U, 12288U, 100000U}) {
-        for (uint64_t seed = 1; seed <= 6 && !HasFatalFailure(); ++seed) {
-            SCOPED_TRACE(testing::Message() << "size " << size << " seed " << seed);
-            RunAgainstFile(Noise(size), seed, seed % 2 == 0);
-        }
-    }
-}
-
 /** Runs a script of operations: s skip, p setpos, r read, b top up, k peek1, w peek4. Gives for
    each its result (1 for a byte or word that is not 0), the bytes then buffered and "e" at the end.
  */
@@ -191,6 +120,30 @@ TEST(Reader, Scripts) {
     Reader refused(data, RefusePositions);
     EXPECT_EQ(kelflacf_fal_skip(&refused, 10001), 0) << "goes on where the source stands";
     EXPECT_EQ(kelflacf_fal_read1(&refused), data[4096 + (10001 & 4095)]);
+}
+
+TEST(Reader, ServesBytesAcrossTheRingsEnd) {
+    const std::tuple<uint8_t, uint8_t, const char*> rows[] = {
+        {0xFF, 0xF8, "100 100 91 91 10 10 -1 "},
+        {0xFF, 0x55, "100 100 10 10 10 10 -1 "},
+        {0x55, 0xF8, "100 100 10 10 10 10 -1 "}};
+    for (const auto& [last, first, expected] : rows) {
+        Bytes data(12288, 0x55);
+        for (size_t at : {8110U, 8200U}) data[at] = 0xFF, data[at + 1] = 0xF8;
+        data[8191] = last, data[8192] = first;  // these lie at the ring's end and its start
+        for (bool grown : {false, true}) {
+            Reader reader(data);
+            EXPECT_EQ(Play(reader, "s4000 b0 s4100 b0"), "0:96 4192:4192 0:92 4188:4188 ");
+            std::string found;
+            for (int limit : {4000, 101, 100, 92, 91, 11, 10})
+                found += std::to_string(kelflacf_fal_find_last_sync_code(&reader, limit)) + " ";
+            EXPECT_EQ(found, expected);
+            if (grown) EXPECT_EQ(kelflacf_fal_resize_buf(&reader, 20000), 0);
+            Bytes rest(4188);
+            EXPECT_EQ(kelflacf_fal_read(&reader, rest.data(), 5000), 4188);
+            EXPECT_EQ(rest, Bytes(data.begin() + 8100, data.end()));
+        }
+    }
 }
 
 TEST(WrapArithmetic, Edges) {

@@ -70,6 +70,9 @@ TEST(Open, StreamInformation) {
                   row.expected);
         EXPECT_EQ(logical_pos(&d.ctx->fal), d.ctx->first_frm_pos);
     }
+    const auto refuse = [](Call& call) { call.result = call.op == "setpos" ? -1 : call.result; };
+    const Bytes untimed = Flac({Block(Info(300, 0)), Frames(0, 60, 200)});
+    EXPECT_EQ(Demuxer(untimed, refuse).err, -3) << "the last frame can't be reached";
 }
 
 TEST(Context, BadHandles) {
@@ -78,6 +81,9 @@ TEST(Context, BadHandles) {
     uint32_t length = 0;
     int64_t time = 0;
     int size = 0;
+    RecordingSource empty;
+    _KELCMN_MFAL record = empty.Record();
+    EXPECT_EQ(kelflacfd_create(&record, &time, &info, nullptr), nullptr);
     for (KELFLACFD_CTX* bad : {static_cast<KELFLACFD_CTX*>(nullptr), &closed}) {
         kelflacfd_delete(bad);
         EXPECT_EQ(kelflacfd_get_info(bad, &info), -1);

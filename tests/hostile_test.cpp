@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "tests/support/life.h"
+#include "tests/support/plugin_host.h"
 #include "tools/streams/hostile_streams.h"
 
 namespace kelflac_test {
@@ -89,6 +90,28 @@ TEST(Hostile, SearchesGrowWithTheFileAlone) {
 }
 
 extern "C" __attribute__((weak)) void __asan_init();  // whose quarantine comes and goes
+
+TEST(Hostile, ASeekThatCreepsEndsAfter4GiB) {
+    // The first probe meets frames whose numbers creep towards the target's and never reach it; the
+    // last number is so large that each step is short, and the next probe crosses as much again.
+    constexpr uint64_t kTarget = 100'000;
+    constexpr size_t kFirstProbe = 9'900'042, kFile = 20'000'000;
+    Bytes run, end;
+    for (uint64_t i = 0; i < 750; i++) run = Cat({run, FrameBytes({kTarget - 200 + i / 5}, 200)});
+    for (uint64_t n : {kTarget - 40, kTarget - 39, uint64_t{1'100'000}})
+        end = Cat({end, FrameBytes({n}, 200)});
+    const StreamInfo info = {4096, 4096, 0, 44100, 2, 16, 300, 2 * kTarget * 4096};
+    Bytes file = StreamBuilder(info).Frames(0, 2, 200).Build();
+    file.resize(kFirstProbe, 0x55);
+    file = Cat({file, run});
+    file.resize(kFile - end.size(), 0x55);
+    Session s(Cat({file, end}));
+    ASSERT_EQ(s.Start(), AMEDIA_OK);
+    s.source.calls = 0;
+    EXPECT_EQ(s.Read(android::SEEK, 9'287'981'858).status, AMEDIA_OK);
+    EXPECT_GT(s.source.calls, 1'000'000);
+    EXPECT_LT(s.source.calls, (int64_t{4} << 30) / 4096 * 11 / 10);
+}
 
 TEST(Memory, StaysWhereItWas) {
     const auto resident_pages = [] {
