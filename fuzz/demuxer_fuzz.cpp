@@ -1,0 +1,52 @@
+// The demuxer over a source that misbehaves: its codes are those that its header names, and what
+// it hands out is the source's own, at the reader's position.
+#include "fuzz/fuzzing.h"
+
+static int Read(Source* source, KELFLACFD_CTX* ctx, int32_t capacity, bool look_only) {
+    static Bytes buffer(102400);
+    uint8_t* const to = look_only ? nullptr : &*buffer.end() - capacity;
+    const bool by_search = ctx->full_check_count != 0;
+    uint32_t length = 0;
+    int64_t time = -1, next = -1;
+    const int status = kelflacfd_get_frm(ctx, to, capacity, &length, &time, &next);
+    for (int64_t answer : {int64_t{status}, int64_t{length}, time, next}) source->Note(answer);
+    assert(status == 0 || status == KELFLACFD_END || (status == -7 && !look_only));
+    if (status != 0 || look_only) return status;
+
+    const int64_t pos = logical_pos(&ctx->fal) - length;
+    assert(pos >= 0 && length > 0 && pos + length <= static_cast<int64_t>(source->file.size()));
+    assert(memcmp(to, source->file.data() + pos, length) == 0);
+    assert(!by_search || (length >= 4 && to[0] == 0xFF && to[1] >> 1 == 0x7C));
+    assert(static_cast<int>(length) <= std::min(capacity, ctx->info.max_frm_size));
+    return status;
+}
+
+static void Seek(Source* source, KELFLACFD_CTX* ctx, int64_t time) {
+    int64_t landed = -1;
+    const int status = kelflacfd_seek(ctx, &time, &landed);
+    assert(status == 0 ? ctx->full_check_count == KELFLACFD_FULL_CHECK_COUNT : status == -3);
+    source->Note(landed);
+}
+
+void Run(Source* source) {
+    _KELCMN_MFAL record = source->Record();
+    const int64_t duration = source->Take64();
+    KELFLACFD_INFO info;
+    int err = 1;
+    KELFLACFD_CTX* ctx = kelflacfd_create(&record, &duration, &info, &err);
+    assert(ctx != nullptr ? err == 0 : err <= -2 && err >= -6);
+    source->Note(err);
+    for (int n = 50; ctx != nullptr && n > 0 && source->script.remaining_bytes() > 0; --n) {
+        const size_t op = source->Take(), kind = op % 8;
+        const int32_t capacity = op < 128 ? 102400 : op < 192 ? 4096 : op < 240 ? 100 : 5;
+        int reads = kind < 4 ? 1 : kind == 4 ? 50 : 0;
+        while (reads > 0 && Read(source, ctx, capacity, false) != KELFLACFD_END) --reads;
+        if (kind == 5) Read(source, ctx, capacity, true);
+        if (kind == 6)
+            Seek(source, ctx, info.duration / 256 * static_cast<int64_t>(source->Take()));
+        if (kind == 7) Seek(source, ctx, source->Take64());
+        const KELFLACF_FAL& fal = ctx->fal;
+        assert(fal.rd >= 0 && fal.rd < fal.size && fal.wr >= 0 && fal.wr < fal.size);
+    }
+    kelflacfd_delete(ctx);
+}

@@ -1,0 +1,122 @@
+// Writes small inputs for the fuzz targets, a folder in DIR for each, as fuzz/fuzzing.h reads them;
+// among them the FILEs.  Usage: kelflac_seeds DIR [FILE...]
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include "tools/streams/hostile_streams.h"
+
+namespace kelflac_streams {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr size_t kLargest = 64 << 10;  // mutations of larger files take too long
+constexpr uint32_t kWrongSize = 1 << 20, kRing = 8192;
+
+/** How a source misbehaves. */
+struct Faults {
+    uint8_t size_kind = 0;  ///< 0 known, 1 unknown, 2 wrong, 3 changing.
+    Bytes faults = {};      ///< In turn: 1 + 8 n: n/32 of a read, 2 empty, 3 failing, 4 refused.
+    uint32_t zeros = 0, zeros_at = 0;  ///< Put into the file.
+};
+
+/** A file's bytes, then, backwards, the faults and the steps of the target. */
+void Write(const fs::path& folder, const std::string& name, const Bytes& file,
+           const Bytes& steps = {}, const Faults& f = {}) {
+    if (file.size() > kLargest) return;
+    Bytes script = Cat({{f.size_kind}, Be(kWrongSize, 4), Be(f.faults.size(), 1), f.faults});
+    script = Cat({script, Be(f.zeros, 2), Be(f.zeros_at, 2), steps});
+    std::reverse(script.begin(), script.end());
+    const Bytes input = Cat({file, script, Be(script.size(), 1)});
+    fs::create_directories(folder);
+    std::ofstream out(folder / name, std::ios::binary);
+    std::copy(input.begin(), input.end(), std::ostreambuf_iterator<char>(out));
+}
+
+void AddStreams(std::vector<NamedStream>* streams) {
+    StreamBuilder tagged = StreamBuilder{}.Block(kPadding, Bytes(9)).Block(kSeekTable, Bytes(36));
+    tagged.Comments({"title=A", "ARTIST=B", "ALBUM=C", "ALBUM ARTIST=D", "GENRE=E", "AUTHOR=F",
+                     "COMPOSER=G", "LYRICIST=H", "DATE=2019-05", "TRACKNUMBER=3/12"});
+    for (int i = 0; i < 17; ++i) tagged.Picture({Text("art")});
+    streams->push_back({"id3v2", Cat({Id3v2(60), tagged.Frames(0, 5, 120).Build()})});
+    streams->push_back({"large", StreamBuilder{}.Frames(0, 6, 3000).Raw({0xFF, 0xF8}).Build()});
+    StreamBuilder mixed = StreamBuilder({16, 16, 0, 8000, 8, 8, 0, 0}).Frames(0, 260, 16);
+    uint64_t random = 1;
+    for (int i = 0; i < 600; ++i) mixed.Frames(NextRandom(random) % 999, 1, 16 + random % 90);
+    streams->push_back({"mixed-up", mixed.Build()});
+}
+
+void WriteStreams(const fs::path& folder, const std::vector<NamedStream>& streams) {
+    const auto seek = [](uint64_t time) { return Cat({{0x88}, Be(time, 8), {0}}); };
+    const Bytes seeks = Cat({seek(300000), seek(UINT64_MAX), seek(INT64_MAX)});
+    // Queries, a start, a read, the seeks, a second start, all that is left, another track.
+    const Bytes queries = {0, 1, 2, 3, 0x81, 0x84, 4, 5}, restart = {6, 6}, again = {7, 4, 6, 8};
+    const Bytes play = Cat({queries, {6, 8}, seeks, restart, Bytes(6, 15), again});
+    // The stream's own duration; reads, a look, seeks, smaller buffers, all that is left.
+    const Bytes steps = {0, 5, 6, 128, 0, 0xC0, 0xF0, 7};
+    const Bytes walk = Cat({Bytes(8), steps, Be(999999, 8), Bytes(6, 4)});
+    const Faults faults[] = {{}, {1}, {3, {8 * 20 + 1, 0, 0, 2}}, {0, {0, 0, 4, 3, 0}, 5000, 60}};
+    for (const auto& [name, bytes] : streams) {
+        for (const Faults& fault : faults) {
+            const std::string numbered = name + "-" + std::to_string(&fault - faults);
+            Write(folder / "plugin", numbered, bytes, play, fault);
+            Write(folder / "demuxer", numbered, bytes, walk, fault);
+        }
+    }
+}
+
+/** Blocks with each length in turn at its extremes. */
+void WriteTags(const fs::path& folder) {
+    const Bytes rest = Bytes(100, 'r');
+    for (const uint32_t n : {0U, 4U, 20U, 99U, 200U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
+        const Bytes blocks[] = {CommentsBody({"title=x", "TITLE=y", "TRACKNUMBER=3/12x"}, "v", n),
+                                Cat({Le(n, 4), rest}),
+                                Cat({Bytes(4), Le(1, 4), Le(n, 4), Text("Album Artist="), rest}),
+                                PictureBody({rest, 3, "m", "d", n}),
+                                PictureBody({rest, 3, "m", "d", {}, n}),
+                                PictureBody({rest, 3, "m", "d", {}, {}, n})};
+        for (uint8_t i = 0; i < 12; ++i) {
+            // The kind of block, its place, and how many bytes before the file's end it ends.
+            const Bytes step = {i / 2 < 3 ? uint8_t{0} : uint8_t{1}, 0, 0, 0, 20};
+            Write(folder / "tags", std::to_string(i) + "-" + std::to_string(n),
+                  Cat({blocks[i / 2], Bytes(20)}), step, {static_cast<uint8_t>(i % 2)});
+        }
+    }
+    Write(folder / "tags", "long", CommentsBody({"TITLE=" + std::string(9000, 'x')}));
+}
+
+/** Headers in one piece and around the end of the reader's ring; every first subframe byte. */
+void WriteHeaders(const fs::path& folder) {
+    const Bytes to_ring_end = Cat({Be(4000, 2), Be(4090, 2)});
+    for (uint32_t i = 0; i < 21; ++i) {
+        FrameHeader h;
+        h.raw_number = CodedNumber(100, static_cast<int>(1 + i % 7));
+        h.block_code = 5 + i / 7, h.rate_code = 19 - h.block_code, h.assignment = i % 11;
+        const std::string name = std::to_string(i);
+        Write(folder / "frmhdr", name, FrameBytes(h, 40));
+        Write(folder / "frmhdr", name + "-wrapped", FrameBytes(h, 40), to_ring_end,
+              {0, {}, kRing - 1 - i % 15});
+    }
+    Bytes all;
+    for (uint32_t i = 0; i < 256; ++i) all = Cat({all, Hex("FF F8 C9 18 00 C2"), Be(i, 1)});
+    Write(folder / "frmhdr", "subframes", all);
+}
+
+}  // namespace
+}  // namespace kelflac_streams
+
+int main(int argc, char** argv) {
+    using namespace kelflac_streams;
+    if (argc < 2) return 2;
+    std::vector<NamedStream> streams = HostileStreams();
+    AddStreams(&streams);
+    for (int i = 2; i < argc; ++i) {
+        std::ifstream in(argv[i], std::ios::binary);
+        streams.push_back({fs::path(argv[i]).filename(), {std::istreambuf_iterator<char>(in), {}}});
+    }
+    WriteStreams(argv[1], streams);
+    WriteTags(argv[1]);
+    WriteHeaders(argv[1]);
+    return 0;
+}
