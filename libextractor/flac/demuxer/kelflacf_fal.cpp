@@ -12,6 +12,7 @@ constexpr int64_t MIN_RING_BYTES = 8192;
 constexpr int64_t MAX_RING_BYTES = int64_t{1} << 30;  // the largest power of two of an int32 index
 constexpr unsigned long OPEN_MODE = 18;               // read access; the bridge ignores it
 constexpr int32_t CHUNK_MASK = KELFLACF_FAL_CHUNK - 1;
+constexpr int32_t MAX_ROW_BYTES = 64 * 1024;  // more would leave the near caches before its copy
 
 /** The smallest ring that takes `count` bytes beside one chunk, or 0 when there is none. */
 int32_t ring_size_for(int count) {
@@ -105,6 +106,16 @@ int32_t find_last_in_run(const uint8_t* run, int32_t count) {
     while (end >= SYNC_BLOCK && !block_has_sync_code(run + end - SYNC_BLOCK)) end -= SYNC_BLOCK;
     while (end > 0 && !is_sync_code(run + end - 1)) --end;
     return end - 1;
+}
+
+/** Refill steps towards `wanted` bytes, so that a few large copies take what many small ones would:
+    these cost more than their bytes. The steps are those of a reader that takes each chunk at once,
+    since a step depends on `rd` only where the unread bytes wrap, and there this ends. */
+void fill_row(KELFLACF_FAL* fal, int32_t wanted) {
+    const int32_t row = std::min(wanted, MAX_ROW_BYTES);
+    do {
+        KELFLACF_FAL_FILL_BUF2(fal, wanted);
+    } while (fal->wr > fal->rd && fal->wr - fal->rd < row && fal->eof == 0);
 }
 
 /** The bytes in a row from `offset` to the ring's end. */
@@ -254,7 +265,7 @@ int kelflacf_fal_read(KELFLACF_FAL* fal, void* dst, int count) {
     auto* out = static_cast<uint8_t*>(dst);
     int32_t left = std::max(count, 0);
     while (left > 0) {
-        KELFLACF_FAL_FILL_BUF2(fal, left);
+        fill_row(fal, left);
         if (fal->rd == fal->wr && fal->eof != 0) break;
         // Equal indexes without `eof`: the refill has just filled the ring to the last byte.
         const int32_t run = fal->wr > fal->rd ? fal->wr - fal->rd : fal->size - fal->rd;

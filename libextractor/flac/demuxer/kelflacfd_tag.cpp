@@ -2,7 +2,9 @@
 //
 // The first value of a text field wins, the last of a number field. The lengths are little-endian,
 // unlike the rest of FLAC.
+#include <algorithm>
 #include <cstring>
+#include <string_view>
 
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
 #include "libextractor/mfal/wrap_arith.h"
@@ -29,8 +31,9 @@ int32_t append_digit(int32_t number, int byte) {
     return wrap_append_digit(number, static_cast<uint32_t>(byte - '0'));
 }
 
-int fold_case(int byte) {
-    return byte >= 'a' && byte <= 'z' ? byte - ('a' - 'A') : byte;
+char fold_case(uint8_t byte) {
+    const bool is_lower = byte >= 'a' && byte <= 'z';
+    return static_cast<char>(is_lower ? byte - ('a' - 'A') : byte);
 }
 
 /** Stores a value of `length` bytes unless the field holds one already; consumes it either way. */
@@ -71,7 +74,7 @@ void store_track_number(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag) 
 enum FIELD_KIND { FIELD_TEXT, FIELD_DATE, FIELD_NUMBER, FIELD_TRACK };
 
 struct FIELD {
-    const char* key;  // upper case, with its "="
+    std::string_view key;  // upper case, with its "="
     FIELD_KIND kind;
     KELFLACFD_TXT KELFLACFD_TAG::*text;
     int32_t KELFLACFD_TAG::*number;
@@ -94,19 +97,24 @@ constexpr FIELD FIELDS[] = {
     {"LYRICIST=", FIELD_TEXT, &KELFLACFD_TAG::lyricist, nullptr},
 };
 
-/** Whether the next `length` bytes begin with a key, in any case of a to z. Looks only at what one
-    refill step has buffered. */
-bool begins_with(KELFLACF_FAL* fal, uint32_t length, const char* key) {
-    if (strlen(key) > length) return false;
-    for (int i = 0; key[i] != '\0'; ++i) {
-        if (fold_case(kelflacf_fal_peek1(fal, i)) != key[i]) return false;
-    }
-    return true;
+constexpr size_t SHORTEST_KEY = 5;  // "DATE="
+constexpr int LONGEST_KEY = 13;     // "ALBUM ARTIST="
+
+/** Whether `bytes` begin with a key, in any case of a to z. */
+bool begins_with(const uint8_t* bytes, std::string_view key) {
+    const auto is_same = [](char expected, uint8_t byte) { return fold_case(byte) == expected; };
+    return std::equal(key.begin(), key.end(), bytes, is_same);
 }
 
+/** The field whose key begins the next `length` bytes, or null. Looks only at what one refill step
+    has buffered, and takes no step where no key has room. */
 const FIELD* find_field(KELFLACF_FAL* fal, uint32_t length) {
+    if (length < SHORTEST_KEY) return nullptr;
+    KELFLACF_FAL_FILL_BUF2(fal, 1);
+    uint8_t scratch[LONGEST_KEY];
+    const uint8_t* bytes = kelflacf_fal_view(fal, 0, LONGEST_KEY, scratch);
     for (const FIELD& field : FIELDS) {
-        if (begins_with(fal, length, field.key)) return &field;
+        if (field.key.size() <= length && begins_with(bytes, field.key)) return &field;
     }
     return nullptr;
 }
@@ -118,7 +126,7 @@ void parse_comment(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag) {
         skip_u32(fal, length);
         return;
     }
-    const size_t key_bytes = strlen(field->key);
+    const size_t key_bytes = field->key.size();
     const auto value_bytes = static_cast<uint32_t>(length - key_bytes);
     kelflacf_fal_skip(fal, static_cast<int>(key_bytes));
     switch (field->kind) {
