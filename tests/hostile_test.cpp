@@ -91,6 +91,22 @@ TEST(Hostile, SearchesGrowWithTheFileAlone) {
 
 extern "C" __attribute__((weak)) void __asan_init();  // whose quarantine comes and goes
 
+static thread_local size_t words_read;
+
+using ReadWord = uint32_t(KELFLACF_FAL* fal);
+extern "C" ReadWord __real__Z18kelflacf_fal_read4P12KELFLACF_FAL,
+    __wrap__Z18kelflacf_fal_read4P12KELFLACF_FAL;
+uint32_t __wrap__Z18kelflacf_fal_read4P12KELFLACF_FAL(KELFLACF_FAL* fal) {
+    words_read++;
+    return __real__Z18kelflacf_fal_read4P12KELFLACF_FAL(fal);
+}
+
+TEST(Hostile, PointsBehindTheEndAreNotReadOneByOne) {
+    const Bytes file = StreamBuilder{}.Block(kSeekTable, Bytes(90), 0xFFFFFF).Build();
+    EXPECT_EQ(Demuxer(file).err, -3);
+    EXPECT_LT(words_read, 100U);
+}
+
 TEST(Hostile, ASeekThatCreepsEndsAfter4GiB) {
     // The first probe meets frames whose numbers creep towards the target's and never reach it; the
     // last number is so large that each step is short, and the next probe crosses as much again.

@@ -266,7 +266,7 @@ int kelflacf_fal_read(KELFLACF_FAL* fal, void* dst, int count) {
     int32_t left = std::max(count, 0);
     while (left > 0) {
         fill_row(fal, left);
-        if (fal->rd == fal->wr && fal->eof != 0) break;
+        if (kelflacf_fal_at_end(fal)) break;
         // Equal indexes without `eof`: the refill has just filled the ring to the last byte.
         const int32_t run = fal->wr > fal->rd ? fal->wr - fal->rd : fal->size - fal->rd;
         const int32_t taken = std::min(run, left);

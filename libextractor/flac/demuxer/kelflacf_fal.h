@@ -72,6 +72,11 @@ inline int32_t kelflacf_fal_buffered(const KELFLACF_FAL* fal) {
     return fal->wr >= fal->rd ? fal->wr - fal->rd : fal->wr - fal->rd + fal->size;
 }
 
+/** Whether nothing is buffered and nothing will be until the reader is moved. */
+inline bool kelflacf_fal_at_end(const KELFLACF_FAL* fal) {
+    return fal->rd == fal->wr && fal->eof != 0;
+}
+
 /**
  * One refill step: at most one read of the source, when fewer than `wanted` bytes are buffered and
  * `eof` is clear. A read that gives nothing sets `eof`. Never touches unread bytes: a step that

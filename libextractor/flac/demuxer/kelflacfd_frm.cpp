@@ -104,7 +104,7 @@ int64_t kelflacfd_frm_time(const KELFLACFD_INFO* info, uint64_t frm_num) {
 int kelflacfd_find_frm(KELFLACFD_CTX* ctx, uint32_t* frm_len, uint64_t* frm_num) {
     KELFLACF_FAL* fal = &ctx->fal;
     KELFLACFD_FRM_HDR hdr = {*frm_num, 0, 0, 0};
-    for (; fal->rd != fal->wr || fal->eof == 0; kelflacf_fal_skip(fal, 1)) {
+    for (; !kelflacf_fal_at_end(fal); kelflacf_fal_skip(fal, 1)) {
         const bool is_header = move_to_header(fal, &hdr);
         *frm_num = hdr.frm_num;
         if (!is_header) continue;

@@ -224,7 +224,8 @@ int parse_meta_cuesheet(KELFLACFD_CTX* ctx, uint32_t length) {
 int parse_meta_seektable(KELFLACFD_CTX* ctx, uint32_t length) {
     KELFLACF_FAL* fal = &ctx->fal;
     // Seeking interpolates and has no use for the points (RFC 9639, 8.5); they are read through.
-    for (uint32_t i = 0; i < length / SEEK_POINT_BYTES; ++i) {
+    const uint32_t points = length / SEEK_POINT_BYTES;
+    for (uint32_t i = 0; i < points && !kelflacf_fal_at_end(fal); ++i) {
         for (int word = 0; word < 4; ++word) kelflacf_fal_read4(fal);  // sample number, byte offset
         kelflacf_fal_skip(fal, 2);                                     // samples in the frame
     }

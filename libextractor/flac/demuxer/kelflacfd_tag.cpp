@@ -172,6 +172,8 @@ int parse_vorbis_comment(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag)
     const uint64_t fixed_bytes = uint64_t{FIXED_BYTES} + vendor_bytes;
     uint32_t left = fixed_bytes < length ? static_cast<uint32_t>(length - fixed_bytes) : 0;
     for (uint32_t i = 0; i < count; ++i) {
+        // Behind the end of the data all that the block has room for are empty comments.
+        if (kelflacf_fal_at_end(fal)) return count - i <= left / LENGTH_BYTES ? 0 : -1;
         // A count that promises more than the block has must not read what is behind it.
         const bool has_length = left >= LENGTH_BYTES;
         const uint32_t comment_bytes = has_length ? read_le32(fal) : 0;
