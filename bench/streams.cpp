@@ -6,12 +6,12 @@
 #include <map>
 #include <random>
 
-#include "tests/support/flac_codec.h"
+#include "tools/streams/flac_codec.h"
 
 namespace kelflac_bench {
 namespace {
 
-using namespace kelflac_test;
+using namespace kelflac_streams;
 
 constexpr size_t kPictureBytes = 4 << 20;
 constexpr size_t kCommentBytes = 1024;
@@ -40,7 +40,7 @@ Bytes Encode(const Recipe& recipe) {
     const size_t samples = size_t{recipe.seconds} * recipe.rate;
     Pcm pcm = MakePcm(samples, recipe.channels, recipe.bits, recipe.rate);
     AddDynamics(&pcm);
-    return kelflac_test::Encode(pcm);
+    return kelflac_streams::Encode(pcm);
 }
 
 /** Fields that the demuxer stores, and 100 KiB of others, a KiB each. */

@@ -29,13 +29,13 @@ void Run(Source* source) {
     android::CMediaBufferGroup* const group = host::newBufferGroup();
     AMediaFormat* const format = AMediaFormat_new();
     bool started = false;
-    for (int ops = 30; ops > 0 && source->script.remaining_bytes() > 0; --ops) {
+    for (int ops = 30, opens = 3; ops > 0 && source->script.remaining_bytes() > 0; --ops) {
         const auto op = static_cast<uint32_t>(source->Take()), kind = op % 16, index = op / 128;
-        if (kind == 0 && extractor->countTracks(data) == 0) break;  // or each query opens anew
         if (kind == 1) source->Note(extractor->getTrackMetaData(data, format, index, 0));
         if (kind == 2) source->Note(extractor->getMetaData(data, format));
         if (kind == 3) source->Note(extractor->flags(data));
         if (kind == 4 && track == nullptr) track = extractor->getTrack(data, index);
+        if (kind < 5 && extractor->countTracks(data) == 0 && --opens == 0) break;
         if (kind == 5 && track != nullptr) track->getFormat(track->data, format);
         for (int i = kind < 8 ? 50 : kind < 15 ? 49 : 0; started && i < 50; ++i)
             Read(source, track, op / 16);

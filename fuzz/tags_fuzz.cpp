@@ -10,7 +10,7 @@ static uint32_t Number(const std::string& file, size_t at) {
 }
 
 /** Moves `at` behind a block of `length` bytes, or to where its comments break off; tells whether
-    they don't. The first title, with "=" in front, goes to `title`. */
+    they don't. The first title goes to `title`, "=" in front and a NUL behind it. */
 static bool PassComments(const std::string& file, size_t* at, size_t length, std::string* title) {
     const size_t end = *at + length, vendor = Number(file, *at);
     const uint32_t count = Number(file, *at + 4 + vendor);
@@ -23,7 +23,7 @@ static bool PassComments(const std::string& file, size_t* at, size_t length, std
         }
         const std::string comment = file.substr(*at + 4, size);
         if (title->empty() && strncasecmp(comment.c_str(), "title=", 6) == 0)
-            *title = comment.substr(5);
+            *title = comment.substr(5) + '\0';
         *at += 4 + size;
     }
     return true;
@@ -64,7 +64,7 @@ void Run(Source* source) {
                                        : PassComments(file, &at, length, &title);
         assert(source->answers == (passed ? "0 " : "-3 ") + std::to_string(at) + " ");
         const KELFLACFD_TXT& t = ctx->tag_rec.title;
-        assert(title == (t.data != nullptr ? "=" + std::string(t.data, t.data + t.len) : ""));
+        assert(title == (t.data != nullptr ? "=" + std::string(t.data, t.data + t.len + 1) : ""));
     }
     kelflacfd_delete(ctx);
 }

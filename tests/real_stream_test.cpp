@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "tests/support/flac_codec.h"
 #include "tests/support/plugin_host.h"
+#include "tools/streams/flac_codec.h"
 
 namespace kelflac_test {
 

@@ -86,8 +86,12 @@ Life DemuxerLife(const Bytes& file, const Hook& hook) {
     EXPECT_LE(filled, 2 * file.size() / 4096 + 4);
     EXPECT_LE(d.source.counts["read"], static_cast<int>(file.size() / 8 + 8));
     bool lost = false;
-    for (int64_t time : {int64_t{0}, d.info.duration / 2, d.info.duration, INT64_MAX}) {
+    constexpr int64_t kMostSeekBytes = int64_t{1} << 32;
+    const int64_t end = d.info.duration;
+    for (int64_t time : {int64_t{0}, end / 2, end / 5 * 4, end, INT64_MAX}) {
+        d.source.counts["setpos"] = 0;
         EXPECT_THAT(status = d.Seek(time), AnyOf(0, -3));
+        EXPECT_LE(d.source.counts["setpos"], kMostSeekBytes / d.ctx->fal.size + 3);
         lost |= status != 0 && source_size(&d.ctx->fal) > 0;
         Read(d, file, &life);
     }

@@ -150,11 +150,11 @@ Streams Crowds() {
     };
 }
 
-/** A file of frames with given numbers, the last 0, so that steps back diverge. */
+/** Frames with given numbers in a stream that states as many as there are. */
 Bytes WithNumbers(uint64_t (*number)(uint64_t index)) {
-    StreamBuilder frames;
-    for (uint64_t i = 0; i < 1500; i++) frames.Frames(number(i), 1, 90);
-    return frames.Frames(0, 1, 90).Build();
+    StreamBuilder frames({4096, 4096, 0, 44100, 2, 16, 30000, uint64_t{1501} * 4096});
+    for (uint64_t i = 0; i <= 1500; i++) frames.Frames(number(i), 1, 40);
+    return frames.Build();
 }
 
 /** Frames too large, changed, with something behind them, or with numbers that lead astray. */
@@ -180,11 +180,11 @@ Streams Frames() {
         {"change-of-rate", three({}, 200, Cat({other_rate, other_rate}))},
         {"32-bit-frames", StreamBuilder{}.Frames(0, 3, 200, deep).Build()},
         {"past-the-countdown", StreamBuilder{}.Frames(1, 260, 60).Build()},
-        {"numbers-zero", WithNumbers([](uint64_t) { return uint64_t{0}; })},
-        {"numbers-scattered", WithNumbers([](uint64_t i) { return i * 0x9E3779B97F4A7C15 >> 28; })},
-        {"numbers-behind-the-duration", WithNumbers([](uint64_t i) { return 3000 + i; })},
+        {"numbers-diverging", WithNumbers([](uint64_t i) { return i % 1500; })},
+        {"numbers-creeping", WithNumbers([](uint64_t i) { return i * i; })},
         {"numbers-circling", WithNumbers([](uint64_t i) { return i % 12 * 100; })},
         {"numbers-falling", WithNumbers([](uint64_t i) { return 1500 - i; })},
+        {"numbers-scattered", WithNumbers([](uint64_t i) { return i * 0x9E3779B97F4A7C15 >> 28; })},
     };
 }
 

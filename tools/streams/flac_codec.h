@@ -3,9 +3,7 @@
 
 #include "tools/streams/stream_builder.h"
 
-namespace kelflac_test {
-
-using namespace kelflac_streams;
+namespace kelflac_streams {
 
 struct Pcm {
     std::vector<int32_t> samples;  ///< Interleaved, right-justified.
@@ -36,4 +34,4 @@ struct Decoded {
 
 Decoded Decode(Bytes stream);
 
-}  // namespace kelflac_test
+}  // namespace kelflac_streams

@@ -1,4 +1,4 @@
-#include "tests/support/flac_codec.h"
+#include "tools/streams/flac_codec.h"
 
 #include <FLAC/stream_decoder.h>
 #include <FLAC/stream_encoder.h>
@@ -7,7 +7,7 @@
 #include <cmath>
 #include <cstdio>
 
-namespace kelflac_test {
+namespace kelflac_streams {
 
 Pcm MakePcm(size_t length, uint32_t channels, uint32_t bits, uint32_t rate) {
     Pcm pcm{{}, channels, bits, rate};
@@ -81,4 +81,4 @@ Decoded Decode(Bytes stream) {
     return out;
 }
 
-}  // namespace kelflac_test
+}  // namespace kelflac_streams
