@@ -20,7 +20,8 @@ class KelFLACExtractor : public MediaExtractorPluginHelper {
     /** Takes the source and two empty formats, none null, and owns all three. Reads nothing. */
     KelFLACExtractor(DataSourceHelper* source, AMediaFormat* fileMeta, AMediaFormat* trackFormat);
 
-    /** The data source goes with the extractor; a track still alive must not read any more. */
+    /** The data source and the format go with the extractor: a track still alive may only be stopped
+        and freed. */
     ~KelFLACExtractor() override;
 
     KelFLACExtractor(const KelFLACExtractor&) = delete;
@@ -38,8 +39,7 @@ class KelFLACExtractor : public MediaExtractorPluginHelper {
     media_status_t getTrackMetaData(AMediaFormat* meta, size_t index, uint32_t flags) override;
 
     /** Copies the file's tags and art into `meta`. AMEDIA_OK whatever the copy gave;
-        AMEDIA_ERROR_UNKNOWN when the stream can't be
-        opened. */
+        AMEDIA_ERROR_UNKNOWN when the stream can't be opened. */
     media_status_t getMetaData(AMediaFormat* meta) override;
 
     /** MediaExtractorPluginHelper flags: all of seeking and pausing for a seekable stream, else

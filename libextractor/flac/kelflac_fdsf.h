@@ -15,7 +15,8 @@ constexpr int64_t TICKS_PER_MICROSECOND = 10;  ///< The demuxer counts time in 1
 /**
  * Carries an open demuxer until the last reference goes. Always held through sp<KelFLACFDSF>.
  *
- * The extractor fills it while opening; from then on only tracks touch `ctx`, each under its lock.
+ * The extractor fills it while opening; from then on only tracks touch `ctx`, each under a lock of
+ * its own: two tracks of one extractor are not to be used at the same time.
  * The data source named in the parameter block is neither owned nor touched.
  */
 class KelFLACFDSF : public RefBase {
