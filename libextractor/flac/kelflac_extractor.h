@@ -20,8 +20,8 @@ class KelFLACExtractor : public MediaExtractorPluginHelper {
     /** Takes the source and two empty formats, none null, and owns all three. Reads nothing. */
     KelFLACExtractor(DataSourceHelper* source, AMediaFormat* fileMeta, AMediaFormat* trackFormat);
 
-    /** The data source and the format go with the extractor: a track still alive may only be stopped
-        and freed. */
+    /** The data source and the format go with the extractor: a track still alive may only be
+       stopped and freed. */
     ~KelFLACExtractor() override;
 
     KelFLACExtractor(const KelFLACExtractor&) = delete;
