@@ -13,7 +13,8 @@ Pcm MakePcm(size_t length, uint32_t channels, uint32_t bits, uint32_t rate) {
     Pcm pcm{{}, channels, bits, rate};
     uint64_t state = 1;
     for (size_t i = 0; i < length * channels; i++) {
-        const double phase = 0.03 * static_cast<double>(i / channels * (1 + i % channels));
+        const size_t at = i / channels * (1 + i % channels);
+        const double phase = 0.03 * static_cast<double>(at);
         const double noise = static_cast<double>(NextRandom(state) % 1000) / 1e5;
         const double value = 0.4 * std::sin(phase) + 0.2 * std::sin(5.1 * phase) + noise;
         pcm.samples.push_back(static_cast<int32_t>(std::ldexp(value, static_cast<int>(bits) - 1)));
@@ -56,7 +57,7 @@ static auto TakeFrame(const FLAC__StreamDecoder* decoder, const FLAC__Frame* fra
                       const FLAC__int32* const planes[], void* client) {
     auto& out = *static_cast<Decoded*>(client);
     const FLAC__FrameHeader& h = frame->header;
-    for (size_t i = 0; i < h.blocksize * h.channels; i++)
+    for (size_t i = 0; i < size_t{h.blocksize} * h.channels; i++)
         out.samples.push_back(planes[i % h.channels][i / h.channels]);
     const size_t start = out.frames.back().offset, end = Position(decoder);
     out.frames.back() = {start, end - start, h.number.sample_number, h.blocksize};
