@@ -1,6 +1,6 @@
 // Each allocation and each call of the source fails in turn, once and from then on: what comes is
 // documented and the file's own, nothing leaks, and the next open is as good as the first.
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "tests/support/heap.h"
 #include "tests/support/life.h"
@@ -48,7 +48,14 @@ TEST(Faults, EachAllocation) {
     EXPECT_EQ(told, "-2 -2 -2 -2 -2 -2 -2 -2 12 12 2020" + end + pic + "20000" + end + "20000" +
                         pic + all + end + all + pic + all + pic + all + pic + all + end + all +
                         end);
-    EXPECT_EQ(StrikeEach(PluginLife, arm, true).size(), 72U);
+    const Texts lives = StrikeEach(PluginLife, arm, true);
+    EXPECT_EQ(lives.size(), 78U);
+    for (const std::string& life : lives) {
+        const size_t list = life.find("types='");  // NULs stand before
+        if (list == life.npos) continue;
+        EXPECT_THAT(life.substr(list, 99), testing::ContainsRegex("^types='([a-z]+=3:)+', "));
+        EXPECT_EQ(life.find("=''"), life.npos) << "a text without its value";
+    }
 }
 
 TEST(Faults, EachCallOfTheSource) {

@@ -46,16 +46,20 @@ void publishText(const Entry& entry, const KELFLACFD_TAG& tag, AMediaFormat* met
     String8 value;
     if (text.enc == KELFLACFD_ENC_UTF8) {
         value = String8(reinterpret_cast<const char*>(text.data), text.len);
+        if (value.length() == 0) return;  // no memory
     }
     AMediaFormat_setString(meta, entry.key, value.string());
 
     if (text.enc < KELFLACFD_ENC_FIRST || text.enc > KELFLACFD_ENC_UTF8) return;
     char encoding[12];
     snprintf(encoding, sizeof(encoding), "%d", static_cast<int>(text.enc - KELFLACFD_ENC_FIRST));
-    encodings->append(entry.key);
-    encodings->append("=");
-    encodings->append(encoding);
-    encodings->append(":");
+    // Whole or not at all: without memory an entry is left out.
+    String8 listed(entry.key);
+    if (listed.length() == 0 || listed.append("=") != OK || listed.append(encoding) != OK ||
+        listed.append(":") != OK) {
+        return;
+    }
+    encodings->append(listed);
 }
 
 void publishAlbumArt(const KELFLACFD_TAG& tag, AMediaFormat* meta) {

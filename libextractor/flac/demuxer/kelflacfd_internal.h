@@ -127,6 +127,7 @@ inline int64_t logical_pos(KELFLACF_FAL* fal) {
 void skip_u32(KELFLACF_FAL* fal, uint32_t count);
 
 /** Reads `count` bytes to the heap, with `spare` zeros behind them; one of the two is not 0. Bytes
-    that the source fails to deliver are zeros, and cost no memory until they are looked at. Returns
-    what the caller frees, or null when there is no memory, with nothing read. */
+    that the source fails to deliver are zeros; where more than a block can hold is asked for, they
+    cost no memory until they are looked at. Returns what the caller frees, or null when there is no
+    memory, with nothing read. */
 uint8_t* read_to_heap(KELFLACF_FAL* fal, uint32_t count, uint32_t spare);
