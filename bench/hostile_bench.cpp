@@ -16,10 +16,10 @@ void ReadHostile(benchmark::State& state, int kind, const HostileRing& ring, siz
 }
 
 const bool added = [] {
-    for (int kind = 0; kind < kHostileKindCount; ++kind) {
+    for (int kind = 0; kind < kelflac_streams::kCostlyKindCount; ++kind) {
         for (const HostileRing& ring : {kSmallRing, kLargeRing}) {
             const std::string name =
-                std::string("hostile/") + kHostileKinds[kind] + "/" + ring.name;
+                std::string("hostile/") + kelflac_streams::kCostlyKinds[kind] + "/" + ring.name;
             for (const size_t mib : kHostileSizes) {
                 Add(name + "/" + std::to_string(mib), ReadHostile, kind, ring, mib)
                     ->Unit(benchmark::kMillisecond);

@@ -136,9 +136,10 @@ const bool added = [] {
         Add("open/" + name + "/peer", Open, name, false);
     }
     Add("open/tagged-fresh/peer", Open, std::string("tagged"), true);
-    for (int kind = 0; kind < kHostileKindCount; ++kind) {
+    for (int kind = 0; kind < kelflac_streams::kCostlyKindCount; ++kind) {
         for (const size_t mib : {size_t{16}, size_t{2}}) {
-            const std::string name = std::string("hostile/") + kHostileKinds[kind] + "/peer/";
+            const std::string name =
+                std::string("hostile/") + kelflac_streams::kCostlyKinds[kind] + "/peer/";
             Add(name + std::to_string(mib), ReadHostile, kind, mib)
                 ->Unit(benchmark::kMillisecond)
                 ->Iterations(1);

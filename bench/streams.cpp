@@ -4,9 +4,9 @@
 #include <fstream>
 #include <iterator>
 #include <map>
-#include <random>
 
 #include "tools/streams/flac_codec.h"
+#include "tools/streams/hostile_streams.h"
 
 namespace kelflac_bench {
 namespace {
@@ -70,37 +70,6 @@ Bytes FromFile(const std::string& path) {
     return bytes;
 }
 
-void Append(Bytes* out, const Bytes& bytes) {
-    out->insert(out->end(), bytes.begin(), bytes.end());
-}
-
-/** A header of 7 or 8 bytes with its first subframe byte. */
-Bytes FalseHeader(int kind, uint64_t index, std::mt19937_64& random) {
-    constexpr uint32_t kBits[] = {0, 1, 2, 4, 5, 6};
-    FrameHeader header;
-    if (kind != 2) {
-        header.rate_code = static_cast<uint32_t>(random() % 12);
-        header.assignment = static_cast<uint32_t>(random() % 11);
-        header.bits_code = kBits[random() % 6];
-    }
-    header.number = kind == 1 ? index % 0x80 : index % 0x800;
-    header.crc_error = kind == 4 ? 1 : 0;
-    return Cat({HeaderBytes(header), {header.subframe}});
-}
-
-/** Two headers of each kind in turn, then nothing until they come again a ring later. */
-Bytes PairsOfAKind(uint64_t index, uint32_t max_frame) {
-    constexpr uint32_t kBits[] = {0, 1, 2, 4, 5, 6};
-    constexpr uint64_t kKinds = 12 * 8 * 6;
-    const auto kind = static_cast<uint32_t>(index / 2 % kKinds);
-    FrameHeader header;
-    header.rate_code = kind % 12;
-    header.assignment = kind / 12 % 8;
-    header.bits_code = kBits[kind / 96];
-    const bool last = kind == kKinds - 1 && index % 2 != 0;
-    return FrameBytes(header, last ? size_t{max_frame} * 2 : 20);
-}
-
 }  // namespace
 
 const Bytes& Encoded(const std::string& name) {
@@ -133,20 +102,6 @@ const Bytes& ForOpening(const std::string& name) {
     return stream = builder.Frames(0, 20, 3000).Build();
 }
 
-Bytes Hostile(int kind, size_t size, uint32_t max_frame) {
-    std::mt19937_64 random(7);
-    Bytes junk;
-    for (uint64_t index = 0; junk.size() < size; ++index) {
-        if (kind == 0) junk.resize(size, 0xFF);
-        if (kind >= 1 && kind <= 4) Append(&junk, FalseHeader(kind, index, random));
-        if (kind == 5) junk.push_back(static_cast<uint8_t>(random()));
-        if (kind == 6) Append(&junk, PairsOfAKind(index, max_frame));
-    }
-    StreamInfo info;
-    info.max_frame = max_frame;
-    return StreamBuilder(info).Frames(0, 108, 4000).Raw(junk).Build();
-}
-
 MemorySource HostileSource(int kind, const HostileRing& ring, size_t mib) {
     constexpr size_t kMib = 1 << 20;
     static int kept_kind = -1;
@@ -154,7 +109,7 @@ MemorySource HostileSource(int kind, const HostileRing& ring, size_t mib) {
     static size_t kept_mib = 0;
     static Bytes kept;
     if (kind != kept_kind || ring.max_frame != kept_max_frame || mib > kept_mib) {
-        kept = Hostile(kind, mib * kMib, ring.max_frame);
+        kept = CostlyStream(kind, mib * kMib, ring.max_frame);
         kept_kind = kind;
         kept_max_frame = ring.max_frame;
         kept_mib = mib;
