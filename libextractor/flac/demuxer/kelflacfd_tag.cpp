@@ -13,7 +13,7 @@ namespace {
 
 constexpr uint32_t LENGTH_BYTES = 4;
 constexpr uint32_t TERMINATOR_BYTES = 1;
-constexpr uint32_t FIXED_BYTES = 8;  // vendor length and comment count
+constexpr uint32_t LIST_HEAD_BYTES = 8;  // vendor length and comment count
 
 uint32_t read_le32(KELFLACF_FAL* fal) {
     uint32_t value = 0;
@@ -97,8 +97,18 @@ constexpr FIELD FIELDS[] = {
     {"LYRICIST=", FIELD_TEXT, &KELFLACFD_TAG::lyricist, nullptr},
 };
 
-constexpr size_t SHORTEST_KEY = 5;  // "DATE="
-constexpr int LONGEST_KEY = 13;     // "ALBUM ARTIST="
+constexpr size_t shortest_key() {
+    size_t bytes = FIELDS[0].key.size();
+    for (const FIELD& field : FIELDS) bytes = std::min(bytes, field.key.size());
+    return bytes;
+}
+constexpr size_t longest_key() {
+    size_t bytes = 0;
+    for (const FIELD& field : FIELDS) bytes = std::max(bytes, field.key.size());
+    return bytes;
+}
+constexpr size_t SHORTEST_KEY = shortest_key();
+constexpr int LONGEST_KEY = longest_key();
 
 /** Whether `bytes` begin with a key, in any case of a to z. */
 bool begins_with(const uint8_t* bytes, std::string_view key) {
@@ -169,8 +179,8 @@ int parse_vorbis_comment(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag)
     reset_tag_numbers(tag);
     if (count == 0) return 0;
 
-    const uint64_t fixed_bytes = uint64_t{FIXED_BYTES} + vendor_bytes;
-    uint32_t left = fixed_bytes < length ? static_cast<uint32_t>(length - fixed_bytes) : 0;
+    const uint64_t before_comments = uint64_t{LIST_HEAD_BYTES} + vendor_bytes;
+    uint32_t left = before_comments < length ? static_cast<uint32_t>(length - before_comments) : 0;
     for (uint32_t i = 0; i < count; ++i) {
         // Behind the end of the data all that the block has room for are empty comments.
         if (kelflacf_fal_at_end(fal)) return count - i <= left / LENGTH_BYTES ? 0 : -1;
