@@ -71,7 +71,7 @@ int load_chunk(KELFLACF_FAL* fal, int32_t behind) {
     return count == 0 || count < behind ? KELFLACF_FAL_END : KELFLACF_FAL_OK;
 }
 
-// A block is judged as a whole, without branches, so that compilers judge many bytes at a time.
+// A block is tested as a whole, without branches, so that compilers make vector code of the loop.
 constexpr int32_t SYNC_BLOCK = 64;
 constexpr int32_t NEAR_BYTES = 8;
 
@@ -102,15 +102,19 @@ int32_t find_in_run(const uint8_t* run, int32_t count) {
 
 /** The last of `count` positions in a row, or -1. */
 int32_t find_last_in_run(const uint8_t* run, int32_t count) {
+    const int32_t far = std::max(count - NEAR_BYTES, 0);
     int32_t end = count;
+    while (end > far && !is_sync_code(run + end - 1)) --end;
+    if (end > far) return end - 1;
     while (end >= SYNC_BLOCK && !block_has_sync_code(run + end - SYNC_BLOCK)) end -= SYNC_BLOCK;
     while (end > 0 && !is_sync_code(run + end - 1)) --end;
     return end - 1;
 }
 
-/** Refill steps towards `wanted` bytes, so that a few large copies take what many small ones would:
-    these cost more than their bytes. The steps are those of a reader that takes each chunk at once,
-    since a step depends on `rd` only where the unread bytes wrap, and there this ends. */
+/** Refill steps until up to `wanted` bytes lie in a row, so that a read makes a few large copies:
+    many small ones cost more by their number than by their bytes. To the source it looks like a
+    reader that takes each chunk at once: a step depends on `rd` only where the unread bytes wrap,
+    and there this ends. */
 void fill_row(KELFLACF_FAL* fal, int32_t wanted) {
     const int32_t row = std::min(wanted, MAX_ROW_BYTES);
     do {
@@ -121,6 +125,12 @@ void fill_row(KELFLACF_FAL* fal, int32_t wanted) {
 /** The bytes in a row from `offset` to the ring's end. */
 int32_t run_from(const KELFLACF_FAL* fal, int32_t offset) {
     return fal->size - ring_index(fal, offset);
+}
+
+/** Whether the ring's last byte and its first make a sync code. */
+bool has_sync_code_across_end(const KELFLACF_FAL* fal) {
+    const uint8_t pair[] = {fal->buf[fal->size - 1], fal->buf[0]};
+    return is_sync_code(pair);
 }
 
 uint32_t word_at(const KELFLACF_FAL* fal, int32_t offset) {
@@ -243,20 +253,19 @@ int kelflacf_fal_find_sync_code(const KELFLACF_FAL* fal, int from, int limit) {
         const int32_t found = find_in_run(fal->buf + ring_index(fal, at), in_a_row);
         at += found;
         if (found < in_a_row) return at;
-        if (at < limit && fal->buf[fal->size - 1] == 0xFF && (fal->buf[0] & 0xFE) == 0xF8)
-            return at;
+        if (at < limit && has_sync_code_across_end(fal)) return at;
         ++at;
     }
     return limit;
 }
 
 int kelflacf_fal_find_last_sync_code(const KELFLACF_FAL* fal, int limit) {
-    int32_t to_ring_end = std::min(run_from(fal, 0) - 1, limit);
+    const int32_t to_ring_end = std::min(run_from(fal, 0) - 1, limit);
     if (limit > to_ring_end) {
         const int32_t wrapped = to_ring_end + 1;  // the offset of the ring's first byte
         const int32_t found = find_last_in_run(fal->buf, limit - wrapped);
         if (found >= 0) return wrapped + found;
-        if (fal->buf[fal->size - 1] == 0xFF && (fal->buf[0] & 0xFE) == 0xF8) return to_ring_end;
+        if (has_sync_code_across_end(fal)) return to_ring_end;
     }
     return find_last_in_run(fal->buf + fal->rd, to_ring_end);
 }
