@@ -6,6 +6,7 @@
 #include <cstring>
 #include <new>
 
+#include "libextractor/flac/demuxer/big_endian.h"
 #include "libextractor/flac/demuxer/id3v2.h"
 #include "libextractor/flac/kelflac_extractor.h"
 
@@ -45,10 +46,6 @@ CMediaExtractor* CreateExtractor(CDataSource* source, void* /*meta*/) {
     return table;
 }
 
-uint32_t bigEndian32(const uint8_t* bytes) {
-    return uint32_t{bytes[0]} << 24 | uint32_t{bytes[1]} << 16 | uint32_t{bytes[2]} << 8 | bytes[3];
-}
-
 /** Claims a source with the "fLaC" marker at its start or behind ID3v2 tags. A tag's footer is not
     counted. */
 CreatorFunc Sniff(CDataSource* source, float* confidence, void** /*meta*/, FreeMetaFunc* /*free*/) {
@@ -58,7 +55,7 @@ CreatorFunc Sniff(CDataSource* source, float* confidence, void** /*meta*/, FreeM
         const ssize_t count = source->readAt(source->handle, offset, header, sizeof(header));
         if (count != ssize_t{sizeof(header)}) return nullptr;
         if (memcmp(header, "ID3", 3) != 0) break;
-        offset += id3v2_tag_bytes(bigEndian32(header + ID3V2_SIZE_OFFSET));
+        offset += id3v2_tag_bytes(be32(header + ID3V2_SIZE_OFFSET));
     }
     if (memcmp(header, "fLaC", 4) != 0) return nullptr;
     *confidence = CONFIDENCE;

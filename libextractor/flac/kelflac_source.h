@@ -26,8 +26,9 @@ class KelFLACSource : public MediaTrackHelper {
     KelFLACSource(const KelFLACSource&) = delete;
     KelFLACSource& operator=(const KelFLACSource&) = delete;
 
-    /** Adds the track's one buffer to its group. AMEDIA_ERROR_UNSUPPORTED for a refused stream.
-        Ends the process when the track is started already. */
+    /** Adds a buffer of the format's largest input size to the group, each time.
+        AMEDIA_ERROR_UNSUPPORTED for a refused stream. Ends the process when the track is started
+        already. */
     media_status_t start() override;
 
     /** Leaves the buffers and the position as they are. Ends the process when not started. */

@@ -1,8 +1,8 @@
-// 64-bit arithmetic that wraps on purpose, in one place and without undefined behaviour.
+// Arithmetic that wraps on purpose, in one place and without undefined behaviour.
 //
 // Times and seek steps multiply numbers from the file (36-bit frame numbers, 16-bit block sizes,
-// 64-bit times); the low 64 bits of a product are the result. Positions are
-// added to without a look at the source's size. Everything else is expected not to wrap.
+// 64-bit times): the low 64 bits are the result. Positions are added to without a look at the
+// source's size, and digits are appended modulo 2^32. Nothing else is expected to wrap.
 #pragma once
 
 #include <cstdint>

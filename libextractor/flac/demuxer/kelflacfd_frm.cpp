@@ -9,7 +9,6 @@
 
 namespace {
 
-constexpr int SYNC_BYTES = 4;
 // A header this near to the last buffered byte is judged with zeros behind it, and anew once more
 // bytes are in.
 constexpr int UNSETTLED_BYTES = KELFLACFD_HDR_LOOK_BYTES - 1;
@@ -26,7 +25,8 @@ bool move_to_header(KELFLACF_FAL* fal, KELFLACFD_FRM_HDR* hdr) {
         kelflacf_fal_skip(fal, offset);
         return true;
     }
-    if (in_sight >= SYNC_BYTES) kelflacf_fal_skip(fal, in_sight - (SYNC_BYTES - 1));
+    if (in_sight >= KELFLACFD_SYNC_BYTES)
+        kelflacf_fal_skip(fal, in_sight - (KELFLACFD_SYNC_BYTES - 1));
     return check_frm_sync(kelflacf_fal_peek4(fal, 0)) &&
            check_frm_hdr(fal, 0, &hdr->frm_num, &hdr->hz_code, &hdr->ch, &hdr->bits_code) == 0;
 }
@@ -44,7 +44,7 @@ void note_headers(KELFLACFD_CTX* ctx, int buffered) {
     KELFLACFD_SEEN& seen = ctx->seen;
     const int64_t here = ctx->fal.reach - buffered;
     const int settled = buffered - UNSETTLED_BYTES;
-    seen.noted = std::max(seen.noted, here + SYNC_BYTES);
+    seen.noted = std::max(seen.noted, here + KELFLACFD_SYNC_BYTES);
     KELFLACFD_FRM_HDR hdr;
     for (auto at = static_cast<int>(seen.noted - here); at < settled; ++at) {
         at = find_frm_hdr(&ctx->fal, at, buffered, &hdr);
@@ -60,8 +60,8 @@ void note_headers(KELFLACFD_CTX* ctx, int buffered) {
  */
 int find_successor(KELFLACFD_CTX* ctx, int buffered, const KELFLACFD_FRM_HDR& hdr) {
     KELFLACFD_SEEN& seen = ctx->seen;
-    const int64_t first = ctx->fal.reach - buffered + SYNC_BYTES;
-    int from = SYNC_BYTES;
+    const int64_t first = ctx->fal.reach - buffered + KELFLACFD_SYNC_BYTES;
+    int from = KELFLACFD_SYNC_BYTES;
     if (last_of_kind(&seen, hdr) < first && seen.noted > first) {
         from += static_cast<int>(seen.noted - first);  // there is none in what is noted
     }
@@ -111,7 +111,8 @@ int kelflacfd_find_frm(KELFLACFD_CTX* ctx, uint32_t* frm_len, uint64_t* frm_num)
 
         const int buffered = kelflacf_fal_bytes_peek(fal);
         const int length = find_successor(ctx, buffered, hdr);
-        *frm_len = static_cast<uint32_t>(length > 0 ? length : std::max(buffered, SYNC_BYTES));
+        *frm_len =
+            static_cast<uint32_t>(length > 0 ? length : std::max(buffered, KELFLACFD_SYNC_BYTES));
         if (length > 0 || buffered_to_end(fal, buffered)) return KELFLACFD_OK;
     }
     return KELFLACFD_END;

@@ -3,6 +3,7 @@
 // Neither test compares a header with the stream information.
 #include <array>
 
+#include "libextractor/flac/demuxer/big_endian.h"
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
 
 namespace {
@@ -19,14 +20,13 @@ constexpr uint32_t CHANNELS_RESERVED = 0x000000B0;  // from here up
 // 32-bit samples don't open.
 constexpr uint32_t BITS_REFUSED = 0x00000006;
 
-constexpr int FIXED_BYTES = 4;  // in front of the coded number
-
 // Block-size codes with a tail behind the coded number: the block size minus 1.
 constexpr uint8_t BLOCK_SIZE_8BIT_TAIL = 6;
 constexpr uint8_t BLOCK_SIZE_16BIT_TAIL = 7;
 
 // Sample-rate codes with a tail behind that.
-constexpr uint8_t HZ_8BIT_TAIL = 12;        // in kHz
+constexpr uint8_t HZ_8BIT_TAIL = 12;  // in kHz
+static_assert(HZ_8BIT_TAIL == KELFLACFD_HZ_CODES);
 constexpr uint8_t HZ_16BIT_TAIL = 13;       // in Hz
 constexpr uint8_t HZ_16BIT_TENS_TAIL = 14;  // in units of 10 Hz
 
@@ -104,10 +104,6 @@ int32_t channel_count(uint8_t byte3) {
     return byte3 < STEREO_LIMIT ? 2 : 0;
 }
 
-uint32_t big_endian_word(const uint8_t* b) {
-    return uint32_t{b[0]} << 24 | uint32_t{b[1]} << 16 | uint32_t{b[2]} << 8 | b[3];
-}
-
 bool is_subframe_header(uint8_t byte) {
     if ((byte & SUBFRAME_ZERO_BIT) != 0) return false;
     const int type = byte >> 1;
@@ -118,7 +114,7 @@ bool is_subframe_header(uint8_t byte) {
 /** check_frm_hdr on bytes in hand, KELFLACFD_HDR_LOOK_BYTES of them. */
 int judge_frm_hdr(const uint8_t* hdr, uint64_t* frm_num, int32_t* hz_code, int32_t* ch,
                   int32_t* bits_code) {
-    const int number_bytes = decode_coded_number(hdr + FIXED_BYTES, frm_num);
+    const int number_bytes = decode_coded_number(hdr + KELFLACFD_SYNC_BYTES, frm_num);
     if (number_bytes == 0) return KELFLACFD_E_MALFORMED;
 
     const uint8_t rate = hdr[2] & 0x0F;
@@ -127,8 +123,8 @@ int judge_frm_hdr(const uint8_t* hdr, uint64_t* frm_num, int32_t* hz_code, int32
     *ch = channel_count(hdr[3]);
     *bits_code = (hdr[3] >> 1) & 7;
 
-    const int crc_at =
-        FIXED_BYTES + number_bytes + block_size_tail_bytes(block_size) + hz_tail_bytes(rate);
+    const int crc_at = KELFLACFD_SYNC_BYTES + number_bytes + block_size_tail_bytes(block_size) +
+                       hz_tail_bytes(rate);
     if (crc8(hdr, crc_at) != hdr[crc_at]) return KELFLACFD_E_MALFORMED;
     return is_subframe_header(hdr[crc_at + 1]) ? KELFLACFD_OK : KELFLACFD_E_MALFORMED;
 }
@@ -137,7 +133,7 @@ int judge_frm_hdr(const uint8_t* hdr, uint64_t* frm_num, int32_t* hz_code, int32
 bool is_header_at(const KELFLACF_FAL* fal, int at, KELFLACFD_FRM_HDR* hdr) {
     uint8_t scratch[KELFLACFD_HDR_LOOK_BYTES];
     const uint8_t* b = kelflacf_fal_view(fal, at, KELFLACFD_HDR_LOOK_BYTES, scratch);
-    return check_frm_sync(big_endian_word(b)) &&
+    return check_frm_sync(be32(b)) &&
            judge_frm_hdr(b, &hdr->frm_num, &hdr->hz_code, &hdr->ch, &hdr->bits_code) == 0;
 }
 
@@ -158,7 +154,7 @@ int check_frm_hdr(KELFLACF_FAL* fal, int offset, uint64_t* frm_num, int32_t* hz_
 }
 
 int find_frm_hdr(const KELFLACF_FAL* fal, int from, int buffered, KELFLACFD_FRM_HDR* hdr) {
-    const int limit = buffered - (FIXED_BYTES - 1);
+    const int limit = buffered - (KELFLACFD_SYNC_BYTES - 1);
     for (int at = from; at < limit; ++at) {
         at = kelflacf_fal_find_sync_code(fal, at, limit);
         if (at < limit && is_header_at(fal, at, hdr)) return at;

@@ -5,7 +5,13 @@
 
 #include "libextractor/flac/demuxer/kelflacfd.h"
 
+/** Whether the handle is a live context; the first check of every public operation. */
+bool kelflacfd_is_open(const KELFLACFD_CTX* ctx);
+
 // Frame headers (RFC 9639, 9.1).
+
+/** A header's bytes in front of the coded number, which check_frm_sync looks at. */
+constexpr int KELFLACFD_SYNC_BYTES = 4;
 
 /** The most bytes that a test of a header looks at: 16 of the header and the first of the first
     subframe. */
@@ -36,9 +42,9 @@ int check_frm_hdr(KELFLACF_FAL* fal, int offset, uint64_t* frm_num, int32_t* hz_
                   int32_t* bits_code);
 
 /**
- * The lowest offset from `from` at which a header stands, among the positions with four of the
- * first `buffered` bytes behind them; `buffered` when there is none. Both tests, in their order, on
- * the bytes that the reader holds. Reads and consumes nothing.
+ * The lowest offset from `from` at which a header stands, among the positions from which on
+ * four of the first `buffered` bytes stand; `buffered` when there is none. Both tests, in their
+ * order, on the bytes that the reader holds. Reads and consumes nothing.
  *
  * @param hdr receives the header; on rejections the number alone as check_frm_hdr leaves it.
  */
@@ -48,10 +54,10 @@ int find_frm_hdr(const KELFLACF_FAL* fal, int from, int buffered, KELFLACFD_FRM_
     from the first test on; -1 when there is none. Otherwise as find_frm_hdr. */
 int find_last_frm_hdr(const KELFLACF_FAL* fal, int buffered, KELFLACFD_FRM_HDR* hdr);
 
+// Frame searches. `frm_len` in bytes, `frm_num` the coded number.
+
 /** Frames with a number above 0 that are located by search after an open and after each seek. */
 constexpr uint8_t KELFLACFD_FULL_CHECK_COUNT = 244;
-
-// Frame searches. `frm_len` in bytes, `frm_num` the coded number.
 
 /** Moves forward to the next frame header that has a successor with the same rate, channels and
     sample size in the buffered bytes, or that runs to the end of the file.
@@ -68,9 +74,6 @@ int kelflacfd_find_prev_frm(KELFLACFD_CTX* ctx, uint64_t* frm_num);
 /** The time at which frame `frm_num` starts in a stream of fixed block size, in 100 ns.
     `info->hz` is at least 1. */
 int64_t kelflacfd_frm_time(const KELFLACFD_INFO* info, uint64_t frm_num);
-
-/** Whether the handle is a live context; the first check of every public operation. */
-bool kelflacfd_is_open(const KELFLACFD_CTX* ctx);
 
 // Opening.
 
@@ -107,6 +110,8 @@ int parse_num(KELFLACF_FAL* fal, int32_t count, int32_t* result);
 /** Sets the five numbers of a tag record to -1, absent. */
 void reset_tag_numbers(KELFLACFD_TAG* tag);
 
+// The reader, asked for values. Byte counts of 32 bits come from the file, wider than its `int`.
+
 /** The source's size, 0 when unknown. */
 inline int64_t source_size(KELFLACF_FAL* fal) {
     long long size = 0;
@@ -120,8 +125,6 @@ inline int64_t logical_pos(KELFLACF_FAL* fal) {
     kelflacf_fal_getpos(fal, &pos);
     return pos;
 }
-
-// Byte counts that come from the file as 32 bits, wider than the reader's `int`.
 
 /** Skips `count` bytes, stopping where the data ends. */
 void skip_u32(KELFLACF_FAL* fal, uint32_t count);

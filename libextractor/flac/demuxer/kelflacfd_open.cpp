@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 
+#include "libextractor/flac/demuxer/big_endian.h"
 #include "libextractor/flac/demuxer/id3v2.h"
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
 #include "libextractor/mfal/wrap_arith.h"
@@ -33,16 +34,6 @@ static_assert(sizeof(FMT_HEADER) + STREAMINFO_BYTES == KELFLACFD_FMT_BYTES);
 constexpr int32_t MIN_BLOCK_SAMPLES = 16;
 
 constexpr uint32_t SEEK_POINT_BYTES = 18;
-
-int32_t be16(const uint8_t* b) {
-    return b[0] << 8 | b[1];
-}
-int32_t be24(const uint8_t* b) {
-    return b[0] << 16 | b[1] << 8 | b[2];
-}
-int64_t be32(const uint8_t* b) {
-    return int64_t{be16(b)} << 16 | be16(b + 2);
-}
 
 /** Fills `info` from the 34 bytes of a STREAMINFO block (RFC 9639, 8.2). Returns 0, -3 or -6. */
 int parse_streaminfo(const uint8_t* block, KELFLACFD_INFO* info) {

@@ -14,7 +14,7 @@ namespace {
 constexpr uint64_t CLOSE_ENOUGH = 2;  // T itself and its neighbours are nearer than this
 constexpr int HISTORY_SLOTS = 10;
 constexpr int HISTORY_RECORDED = 9;  // the last slot is never written and stays 0
-constexpr int MAX_REPEATS = 8;
+constexpr int ENDING_REPEAT = 10;
 // Probes that always meet new numbers may creep for long, and with crafted numbers for ever. Each
 // crosses any distance of other bytes to its frame and fills the ring anew, so it is the bytes that
 // are bounded, counting a ring at least for each probe: 262,144 probes of the 16 KiB ring that most
@@ -65,9 +65,8 @@ void record(HISTORY* history, uint64_t num, uint64_t off_target) {
 bool note_probe(HISTORY* history, uint64_t* num, uint64_t off_target) {
     const uint64_t best_num = history->slots[history->best_idx];
     if (was_met(*history, *num)) {
-        const bool circling = history->repeats > MAX_REPEATS;
+        const bool circling = ++history->repeats == ENDING_REPEAT;
         if (circling || history->used == HISTORY_SLOTS) *num = best_num;
-        ++history->repeats;
         return circling;
     }
     if (history->used < HISTORY_RECORDED) {
@@ -150,7 +149,7 @@ int kelflacfd_seek(KELFLACFD_CTX* ctx, const int64_t* seek_time, int64_t* out_ti
     const int64_t target = wrap_div(wrap_div(wrap_mul(*seek_time, info.hz), info.max_block),
                                     KELFLACFD_TICKS_PER_SECOND);
     const int64_t probe = wrap_add(wrap_mul(target, frame_bytes), ctx->first_frm_pos);
-    move_reader(ctx, probe);
+    move_reader(ctx, probe);  // where the reader stays when the end can't be examined
 
     BRACKETS brackets = {0, ctx->first_frm_pos, 0, 0};
     const int result = examine_end(ctx, &brackets.hi_num, &brackets.hi_pos);

@@ -1,0 +1,14 @@
+// Big-endian numbers at bytes in hand.
+#pragma once
+
+#include <cstdint>
+
+constexpr int32_t be16(const uint8_t* b) {
+    return b[0] << 8 | b[1];
+}
+constexpr int32_t be24(const uint8_t* b) {
+    return b[0] << 16 | b[1] << 8 | b[2];
+}
+constexpr uint32_t be32(const uint8_t* b) {
+    return uint32_t{b[0]} << 24 | uint32_t{b[1]} << 16 | uint32_t{b[2]} << 8 | b[3];
+}
