@@ -117,4 +117,14 @@ MemorySource HostileSource(int kind, const HostileRing& ring, size_t mib) {
     return {kept, kept.size() - (kept_mib - mib) * kMib};
 }
 
+Bytes HonestStream(int kind, const HostileRing& ring) {
+    constexpr size_t kFrameBytes = 4000, kSilentBytes = 14, kFrames = (16 << 20) / kFrameBytes;
+    StreamInfo info;
+    info.max_frame = ring.max_frame;
+    StreamBuilder builder(info);
+    builder.Frames(0, kFrames, kFrameBytes);
+    if (kind == 1) builder.Frames(kFrames, kFrames, kSilentBytes);
+    return builder.Build();
+}
+
 }  // namespace kelflac_bench

@@ -30,4 +30,10 @@ constexpr int kRandomBytes = 5;  ///< Of the kinds of CostlyStream.
 MemorySource HostileSource(int kind, const HostileRing& ring, size_t mib);
 constexpr size_t kHostileSizes[] = {64, 32, 16, 8, 4, 2};
 
+/** What honest streams to set beside the hostile ones are of: 16 MiB of frames of 4,000 bytes;
+    behind them, in the second, as many of digital silence, 14 bytes each. */
+constexpr const char* kHonestKinds[] = {"music", "half silence"};
+constexpr int kHonestKindCount = 2;
+Bytes HonestStream(int kind, const HostileRing& ring);
+
 }  // namespace kelflac_bench
