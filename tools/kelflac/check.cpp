@@ -96,7 +96,7 @@ void printForPeople(const Json& record) {
     std::string text;
     if (record["ok"]) {
         text = record["bytes"].dump() + " bytes, " + record["buffers"].dump() + " buffers";
-        if (record["pieces"] > 0) text += " (" + record["pieces"].dump() + " no single frames)";
+        if (record["pieces"] > 0) text += " (" + record["pieces"].dump() + " of them pieces)";
         text += ", " + record["seeks"].dump() + " seeks at most " +
                 durationText(record["seeks_off_us"]) + " off";
     }

@@ -189,6 +189,7 @@ void showInfo(const Plugin& plugin, const Options& options, const std::string& f
         if (!options.art.empty()) saveArt(session, options.art, file);
         session.startTrack();
         missing_us = missingAudio(session, std::nullopt);
+        error = session.input().failure();
     } catch (const FileError& e) {
         error = e.what();
     }

@@ -18,6 +18,7 @@ struct Held {
 Held holdStandardInput() {
     constexpr size_t kMaxBytes = size_t{64} << 20;
     const int memory = memfd_create("standard input", MFD_CLOEXEC);  // open until the program ends
+    if (memory < 0) return {"", strerror(errno)};
     std::vector<char> chunk(size_t{64} << 10);
     for (size_t total = 0; total <= kMaxBytes;) {
         const ssize_t count = read(STDIN_FILENO, chunk.data(), chunk.size());

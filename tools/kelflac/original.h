@@ -21,9 +21,11 @@ class Original {
     off64_t audioStart() {
         uint8_t head[10];
         off64_t pos = 0;
-        // The size of an ID3v2 tag has four groups of 7 bits.
-        while (read(pos, head, 10) && memcmp(head, "ID3", 3) == 0)
-            pos += 10 + (head[6] << 21 | head[7] << 14 | head[8] << 7 | head[9]);
+        while (read(pos, head, 10) && memcmp(head, "ID3", 3) == 0) {
+            // An ID3v2 tag's size has four groups of 7 bits; the top bits don't count.
+            pos += 10 + ((head[6] & 0x7F) << 21 | (head[7] & 0x7F) << 14 | (head[8] & 0x7F) << 7 |
+                         (head[9] & 0x7F));
+        }
         pos += 4;  // "fLaC"
         for (bool last = false; !last && read(pos, head, 4);) {
             last = (head[0] & 0x80) != 0;

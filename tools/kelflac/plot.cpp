@@ -3,6 +3,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
 
 #include "commands.h"
 #include "errors.h"
@@ -27,6 +31,9 @@ File temporaryFile() {
 
 /** Runs gnuplot from one file into another, so that neither program waits for the other. */
 void runGnuplot(FILE* script, FILE* picture) {
+    if (fflush(script) != 0 || ferror(script) != 0) {
+        throw FileError(std::string("can't write a temporary file: ") + strerror(errno));
+    }
     rewind(script);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
@@ -126,12 +133,16 @@ void plot(const Plugin& plugin, const Options& options, const std::string& file)
     char chunk[4096];
     while (const size_t count = fread(chunk, 1, sizeof(chunk), picture.get()))
         output.write(chunk, count);
+    if (ferror(picture.get()) != 0) {
+        throw FileError(std::string("can't read a temporary file: ") + strerror(errno));
+    }
     output.close();
     if (uncovered_us > 0) {
         reportWarning(file, "no frames were found for " + durationText(uncovered_us) +
                                 " of the stated duration");
     }
-    if (!run.failure.empty()) throw FileError(run.failure);
+    const std::string& failure = run.failure.empty() ? session.input().failure() : run.failure;
+    if (!failure.empty()) throw FileError(failure);
 }
 
 }  // namespace kelflac
