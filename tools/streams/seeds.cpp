@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 
 #include "tools/streams/hostile_streams.h"
 
@@ -32,6 +33,7 @@ void Write(const fs::path& folder, const std::string& name, const Bytes& file,
     fs::create_directories(folder);
     std::ofstream out(folder / name, std::ios::binary);
     std::copy(input.begin(), input.end(), std::ostreambuf_iterator<char>(out));
+    if (!out.flush()) throw std::runtime_error("can't write " + (folder / name).string());
 }
 
 void AddStreams(std::vector<NamedStream>* streams) {
@@ -113,6 +115,7 @@ int main(int argc, char** argv) {
     AddStreams(&streams);
     for (int i = 2; i < argc; ++i) {
         std::ifstream in(argv[i], std::ios::binary);
+        if (!in) throw std::runtime_error(std::string("can't read ") + argv[i]);
         streams.push_back({fs::path(argv[i]).filename(), {std::istreambuf_iterator<char>(in), {}}});
     }
     WriteStreams(argv[1], streams);
