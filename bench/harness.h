@@ -11,7 +11,7 @@
 #include <string>
 
 #include "bench/memory_source.h"
-#include "libextractor/flac/demuxer/kelflacfd.h"
+#include "libextractor/flac/demuxer/kelflacfd_internal.h"
 
 namespace kelflac_bench {
 
@@ -38,7 +38,7 @@ inline KELFLACFD_CTX* Open(MemorySource* source, benchmark::State& state) {
 }
 
 // Values of KELFLACFD_CTX::full_check_count before each read: its largest, and none left.
-constexpr uint8_t kSearched = 244, kFixedSize = 0;
+constexpr uint8_t kSearched = KELFLACFD_FULL_CHECK_COUNT, kFixedSize = 0;
 
 /** Reads to the end, each frame located as `full_check_count` says. Returns the bytes delivered. */
 inline int64_t ReadAll(KELFLACFD_CTX* ctx, uint8_t full_check_count) {

@@ -114,7 +114,7 @@ void ReadFrames(benchmark::State& state, const std::string& name, Look look) {
 }
 
 void ReadHostile(benchmark::State& state, size_t mib) {
-    MemorySource source = HostileSource(kRandomBytes, kSmallRing, mib);
+    MemorySource source = HostileSource(kelflac_streams::kRandom, kSmallRing, mib);
     const Setup setup = SetupFor(&source, state);
     Read(state, &source, setup, setup.largest_frame, LookForPairs);
 }

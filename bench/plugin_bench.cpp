@@ -12,8 +12,6 @@ extern "C" android::ExtractorDef GETEXTRACTORDEF();
 namespace kelflac_bench {
 namespace {
 
-constexpr int kReadsBySearch = 244;  // after an open and after a seek; then reads are fixed-size
-
 /** One started track. */
 struct Playback {
     host::MemorySource source;
@@ -54,7 +52,7 @@ int64_t EndTime(const android::CMediaBuffer& buffer) {
 int64_t PlayAll(android::CMediaTrack* track) {
     int64_t total = 0, end_us = 0;
     for (int reads = 1;; ++reads) {
-        const bool seeks = reads % kReadsBySearch == 0;
+        const bool seeks = reads % kSearched == 0;
         const uint32_t options = seeks ? uint32_t{android::CMediaTrackReadOptions::SEEK} : 0;
         android::CMediaBuffer* buffer = nullptr;
         if (track->read(track->data, &buffer, options, end_us) != AMEDIA_OK) return total;

@@ -23,8 +23,6 @@ struct HostileRing {
 };
 constexpr HostileRing kSmallRing = {"small ring", 9000}, kLargeRing = {"large ring", 0xFFFFFF};
 
-constexpr int kRandomBytes = 5;  ///< Of the kinds of CostlyStream.
-
 /** A source of `mib` MiB of hostile bytes, as of CostlyStream. The bytes are kept until others are
    asked for, so that the sizes of a kind, the largest first, are made at once. */
 MemorySource HostileSource(int kind, const HostileRing& ring, size_t mib);

@@ -40,7 +40,7 @@ TEST(Track, LogsWhatItRefuses) {
     const std::tuple<StreamBuilder, bool, int64_t, uint32_t, int, const char*, Bytes> rows[] = {
         {three, false, 0, 4, -10002, "seek unavailable", FrameBytes({1}, 200)},
         {three, true, 278640, 15, -10006, "seek ERROR_END_OF_STREAM", FrameBytes({1}, 200)},
-        {StreamBuilder(three).Block(3, Bytes(18)), false, 0, 15, -10006,
+        {StreamBuilder(three).Block(kSeekTable, Bytes(18)), false, 0, 15, -10006,
          "kelflacfds_seek() failed!", FrameBytes({0}, 200)},
         {StreamBuilder{}.Frames(0, 1, 102400).Frames(1, 1, 102401).Frames(2, 1, 200), true, -1, 15,
          -10000, "ERROR_BUFFER_TOO_SMALL", FrameBytes({2}, 200)},

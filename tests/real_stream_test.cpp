@@ -14,7 +14,8 @@ TEST(RealStream, ReadsAndSeeksWholeFrames) {
     constexpr uint32_t kBits[] = {16, 16, 24, 24, 8, 20, 12, 24},
                        kBlocks[] = {192, 4096, 1152, 4608, 1000, 2048, 200, 576},
                        kRates[] = {8000, 44100, 48000, 96000, 12345, 192000, 22050, 655350};
-    const StreamBuilder rich = StreamBuilder{}.Block(3, Bytes(36)).Picture({Bytes(20000, 0xFF)});
+    const StreamBuilder rich =
+        StreamBuilder{}.Block(kSeekTable, Bytes(36)).Picture({Bytes(20000, 0xFF)});
     std::vector<int64_t> missed;
     for (uint32_t ch = 1; ch <= 8; ch++) {
         SCOPED_TRACE(ch);

@@ -98,10 +98,8 @@ Streams Metadata() {
                 info = InfoBlock({}), small = InfoBlock({8, 8}),
                 variable_8 = InfoBlock({4096, 1152}, 8),
                 large_8 = InfoBlock({4096, 4096, 0, 1, 1, 8, 0xFFFFFF}, 8),
-                others = Cat({MetaBlock(2, Bytes(9)), MetaBlock(9, Bytes(9))}),
-                no_table = MetaBlock(3, {}),
-
-                type_127 = MetaBlock(127, Bytes(20)),
+                others = Cat({MetaBlock(kApplication, Bytes(9)), MetaBlock(9, Bytes(9))}),
+                no_table = MetaBlock(kSeekTable, {}), type_127 = MetaBlock(127, Bytes(20)),
                 bad = MetaBlock(kVorbisComment, Cat({Le(0, 4), Le(1, 4), Bytes(3)})),
                 date = MetaBlock(kVorbisComment, CommentsBody({"DATE=9"})),
                 title = MetaBlock(kVorbisComment | kLastBlockFlag, CommentsBody({"TITLE=t"}));
@@ -209,11 +207,11 @@ Streams CutHeaders() {
 /** A header of 7 or 8 bytes with its first subframe byte. */
 Bytes FalseHeader(int kind, uint32_t index, uint64_t& random) {
     constexpr uint32_t kBits[] = {0, 1, 2, 4, 5, 6};
-    const uint32_t r = kind == 6 ? index / 2 : NextRandom(random) & 0xFFFFFF;
+    const uint32_t r = kind == kPairs ? index / 2 : NextRandom(random) & 0xFFFFFF;
     FrameHeader header;
-    if (kind != 2) header = {0, {}, 0xFFF8, 12, 0, r % 12, 0, r / 12 % 8, kBits[r / 96 % 6]};
-    if (kind != 6) header.number = index % (kind == 1 ? 0x80 : 0x800);
-    header.crc_error = kind == 4 ? 1 : 0;
+    if (kind != kNumbers) header = {0, {}, 0xFFF8, 12, 0, r % 12, 0, r / 12 % 8, kBits[r / 96 % 6]};
+    if (kind != kPairs) header.number = index % (kind == kCodes ? 0x80 : 0x800);
+    header.crc_error = kind == kBrokenCrc ? 1 : 0;
     return Cat({HeaderBytes(header), {header.subframe}});
 }
 
@@ -237,12 +235,13 @@ Streams HostileStreams() {
 Bytes CostlyStream(int kind, size_t size, uint32_t max_frame) {
     constexpr uint32_t kHeaderKinds = 12 * 8 * 6;
     uint64_t random = 7;
-    Bytes junk(kind == 0 ? size : 0, 0xFF);
+    Bytes junk(kind == kOnes ? size : 0, 0xFF);
     for (uint32_t index = 0; junk.size() < size; index++) {
-        const Bytes more = kind == 5 ? Be(NextRandom(random), 8) : FalseHeader(kind, index, random);
+        const Bytes more =
+            kind == kRandom ? Be(NextRandom(random), 8) : FalseHeader(kind, index, random);
         junk.insert(junk.end(), more.begin(), more.end());
         // A pair of each kind, then nothing until they come again a ring later.
-        if (kind == 6 && (index + 1) % (2 * kHeaderKinds) == 0)
+        if (kind == kPairs && (index + 1) % (2 * kHeaderKinds) == 0)
             junk.resize(junk.size() + size_t{2} * max_frame);
     }
     StreamInfo info;
