@@ -1,7 +1,7 @@
 // What the demuxer asks of its source, call for call, and what it answers: opening, reading to the
 // end and seeking in a dozen streams. The sums were taken from a demuxer that looks at one byte
-// after another; a faster search must not be told from it, except that a top-up may stop at the
-// first read that gives nothing.
+// after another; a faster search must look the same to its source, except that a top-up may stop at
+// the first read that gives nothing.
 #include <gtest/gtest.h>
 
 #include <random>

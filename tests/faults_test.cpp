@@ -71,7 +71,10 @@ TEST(Faults, EachCallOfTheSource) {
                 if (call.op == row.first && strikes()) call.result = row.second(call.result);
             };
         };
-        for (Play play : {DemuxerLife, PluginLife}) EXPECT_GE(StrikeEach(play, arm).size(), 2U);
+        for (Play play : {DemuxerLife, PluginLife}) {
+            const bool is_made = play == DemuxerLife || row.first != std::string("setpos");
+            EXPECT_EQ(StrikeEach(play, arm).size() > 2, is_made) << row.first;
+        }
     }
     EXPECT_EQ(Demuxer({}, [](Call& call) { call.result = -1; }).err, -4) << "a refused open";
 }
