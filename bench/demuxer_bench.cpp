@@ -83,3 +83,5 @@ const bool added = [] {
 
 }  // namespace
 }  // namespace kelflac_bench
+
+BENCHMARK_MAIN();

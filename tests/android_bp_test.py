@@ -1,4 +1,5 @@
-"""Holds the source lists of Android.bp equal to those that CMake compiles.
+"""Holds the source lists of Android.bp equal to those that CMake compiles, and its list of watched
+calls to CMake's.
 
 Usage: android_bp_test.py SOURCE_FOLDER COMPILE_COMMANDS
 """
@@ -17,7 +18,9 @@ FRONT_END = {"kelflac_frontend", "kelflac_plugin"}
 MODULES = {
     "libkelflacfd": {"kelflac_demuxer"},
     "libkelflacextractor": FRONT_END,
-    "libkelflac_host": {"platform_log", "extmediaformatdef", "platform_media", "kelflac_streams"},
+    "libkelflacextractor_host": FRONT_END,
+    "libkelflac_platform_host": {"platform_log", "extmediaformatdef", "platform_media"},
+    "libkelflac_streams_host": {"kelflac_streams"},
     "kelflac_tests": {"kelflac_tests", "test_support", "kelflac_codec"} | FRONT_END,
     "kelflac_bench": {"kelflac_bench", "kelflac_codec"} | FRONT_END,
     "kelflac_plugin_fuzz": {"plugin_fuzz"} | FRONT_END,
@@ -67,6 +70,13 @@ class AndroidBp(unittest.TestCase):
         for name in compared:
             wanted = set().union(*(targets[target] for target in MODULES[name])) - OPTIONAL
             self.assertEqual(sources_of(modules, name), wanted, name)
+
+    def test_the_same_calls_are_watched(self):
+        cmake = (ROOT / "tests/CMakeLists.txt").read_text()
+        watched = set(re.search(r"set\(watched (.*?)\)", cmake, re.S)[1].split())
+        flags = read_modules()["kelflac_tests"]["ldflags"]
+        wrapped = {flag.removeprefix("-Wl,--wrap=") for flag in flags}
+        self.assertEqual(wrapped, watched - {"${nothrow_new}"} | {"_ZnwmRKSt9nothrow_t"})
 
 
 if __name__ == "__main__":
