@@ -40,6 +40,8 @@ constexpr int64_t wrap_sub(int64_t a, int64_t b) {
 constexpr int64_t wrap_mul(int64_t a, int64_t b) {
     return as_signed(wrap_mul_u(as_unsigned(a), as_unsigned(b)));
 }
+static_assert(wrap_add(INT64_MAX, 1) == INT64_MIN && wrap_sub(INT64_MIN, 1) == INT64_MAX);
+static_assert(wrap_mul(INT64_MAX, 2) == -2);
 
 /** Quotient truncated toward zero; 0 for a zero divisor; the most negative value divided by -1
     wraps to itself. */
@@ -48,6 +50,7 @@ constexpr int64_t wrap_div(int64_t a, int64_t b) {
     if (b == -1) return wrap_sub(0, a);
     return a / b;
 }
+static_assert(wrap_div(INT64_MIN, -1) == INT64_MIN && wrap_div(7, 0) == 0 && wrap_div(-7, 2) == -3);
 
 /** `number` * 10 + `digit` modulo 2^32, on the bits of a signed number. */
 KELFLAC_WRAPS constexpr int32_t wrap_append_digit(int32_t number, uint32_t digit) {

@@ -3,7 +3,7 @@
 // The first value of a text field wins, the last of a number field. The lengths are little-endian,
 // unlike the rest of FLAC.
 #include <algorithm>
-#include <cstring>
+#include <iterator>
 #include <string_view>
 
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
@@ -97,18 +97,13 @@ constexpr FIELD FIELDS[] = {
     {"LYRICIST=", FIELD_TEXT, &KELFLACFD_TAG::lyricist, nullptr},
 };
 
-constexpr size_t shortest_key() {
-    size_t bytes = FIELDS[0].key.size();
-    for (const FIELD& field : FIELDS) bytes = std::min(bytes, field.key.size());
-    return bytes;
+constexpr bool has_shorter_key(const FIELD& a, const FIELD& b) {
+    return a.key.size() < b.key.size();
 }
-constexpr size_t longest_key() {
-    size_t bytes = 0;
-    for (const FIELD& field : FIELDS) bytes = std::max(bytes, field.key.size());
-    return bytes;
-}
-constexpr size_t SHORTEST_KEY = shortest_key();
-constexpr int LONGEST_KEY = longest_key();
+constexpr size_t SHORTEST_KEY =
+    std::min_element(std::begin(FIELDS), std::end(FIELDS), has_shorter_key)->key.size();
+constexpr int LONGEST_KEY =
+    std::max_element(std::begin(FIELDS), std::end(FIELDS), has_shorter_key)->key.size();
 
 /** Whether `bytes` begin with a key, in any case of a to z. */
 bool begins_with(const uint8_t* bytes, std::string_view key) {
