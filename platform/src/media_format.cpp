@@ -154,13 +154,6 @@ bool AMediaFormat_getInt64(AMediaFormat* format, const char* key, int64_t* out) 
     return true;
 }
 
-bool AMediaFormat_getString(AMediaFormat* format, const char* key, const char** out) {
-    const Slot* slot = find(format, key, FormatType::kString);
-    if (slot == nullptr) return false;
-    *out = static_cast<const char*>(slot->data);
-    return true;
-}
-
 bool AMediaFormat_getBuffer(AMediaFormat* format, const char* key, void** data, size_t* size) {
     const Slot* slot = find(format, key, FormatType::kBuffer);
     if (slot == nullptr) return false;

@@ -46,7 +46,6 @@ void AMediaFormat_setBuffer(AMediaFormat* format, const char* key, const void* d
 // Gets return false, with the output untouched, when the key is absent or of another type.
 bool AMediaFormat_getInt32(AMediaFormat* format, const char* key, int32_t* out);
 bool AMediaFormat_getInt64(AMediaFormat* format, const char* key, int64_t* out);
-bool AMediaFormat_getString(AMediaFormat* format, const char* key, const char** out);
 bool AMediaFormat_getBuffer(AMediaFormat* format, const char* key, void** data, size_t* size);
 
 extern const char* AMEDIAFORMAT_KEY_ALBUM;

@@ -40,8 +40,6 @@ class String8 {
     }
 
     const char* string() const { return mText != nullptr ? mText : ""; }
-    const char* c_str() const { return string(); }
-    size_t size() const { return mSize; }
     size_t length() const { return mSize; }
 
   private:

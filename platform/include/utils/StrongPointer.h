@@ -29,12 +29,7 @@ class sp {
     }
     void clear() { *this = nullptr; }
 
-    T* get() const { return mObject; }
     T* operator->() const { return mObject; }
-    T& operator*() const { return *mObject; }
-    explicit operator bool() const { return mObject != nullptr; }
-    friend bool operator==(const sp& a, const sp& b) { return a.mObject == b.mObject; }
-    friend bool operator!=(const sp& a, const sp& b) { return a.mObject != b.mObject; }
     friend bool operator==(const sp& a, const T* b) { return a.mObject == b; }
     friend bool operator!=(const sp& a, const T* b) { return a.mObject != b; }
 
