@@ -8,7 +8,7 @@ import subprocess
 import sys
 from dataclasses import dataclass
 
-from rounds import HOSTILE_KINDS, OPENINGS, Plan, measure, median, quartiles
+from rounds import HONEST_KINDS, HOSTILE_KINDS, OPENINGS, Plan, measure, median, quartiles
 
 STREAM_NAMES = {"16-44": "16/44.1 stereo", "24-96": "24/96 stereo", "24-192x6": "24/192, 6 channels"}
 READ_NAMES = {
@@ -173,6 +173,24 @@ def hostile_rows(results, plan):
         last = results.values(f"hostile/{name}/{plan.sizes[-1]}", milliseconds)
         yield Row(f"hostile, ms at {', '.join(map(str, plan.sizes))} MiB", kind, ring,
                   ", ".join(times), spread(last), f"exponent {exponent}", peer)
+
+
+def hostile_seek_lines(results, plan):
+    """Kind, and for each ring the time and its ratio to each honest stream's."""
+    def time(kind, ring):
+        return median(results.values(f"hostile-seek/{kind}/{ring}", milliseconds))
+
+    for kind in [*HONEST_KINDS, *HOSTILE_KINDS]:
+        cells = []
+        for ring in plan.rings:
+            cells.append(figure(time(kind, ring)))
+            cells += [figure(time(kind, ring) / time(honest, ring)) for honest in HONEST_KINDS]
+        yield [kind, *cells]
+
+
+def hostile_seek_titles(plan):
+    return ["bytes", *(title for ring in plan.rings
+                       for title in (f"{ring}, ms", *(f"times {kind}" for kind in HONEST_KINDS)))]
 
 
 def named_streams(plan):
@@ -364,6 +382,8 @@ def write_document(results, plan, rows, targets, folder):
         "opening": section("opening"),
         "seeking": section("seek"),
         "probes": probes_table(results, plan),
+        "hostile-seek": markdown_table(hostile_seek_titles(plan),
+                                       list(hostile_seek_lines(results, plan))),
         "hostile": markdown_table(hostile_titles(plan), list(hostile_lines(results, plan))),
     }
     for name, text in parts.items():
@@ -396,6 +416,8 @@ def main():
     results = measure(options.program, plan)
     rows, targets = all_rows(results, plan), all_targets(results, plan)
     print_table([["", *ROW_TITLES], *([row.section, *row_cells(row)] for row in rows)])
+    print("\n100 seeks")
+    print_table([hostile_seek_titles(plan), *hostile_seek_lines(results, plan)])
     print()
     print_table([TARGET_TITLES, *map(target_cells, targets)])
     if "peer" not in results.context:

@@ -13,12 +13,14 @@ from collections import defaultdict
 
 STREAMS = ["16-44", "24-96", "24-192x6"]
 OPENINGS = ["bare", "untimed", "tagged", "tagged-fresh"]
+HONEST_KINDS = ["music", "half silence"]
 HOSTILE_KINDS = ["0xFF", "codes", "numbers", "codes+numbers", "broken CRC-8", "random bytes",
                  "pairs of a kind"]
 RINGS = ["small ring", "large ring"]
 
 MIN_TIME = 0.05  # seconds
 MAX_PEER_REPETITIONS = 5  # it takes seconds on some hostile streams
+MAX_SEEK_REPETITIONS = 3  # likewise
 
 
 def _literal(text):
@@ -45,6 +47,8 @@ class Plan:
 
     def hostile_groups(self, has_peer):
         """Filters and repetitions, one process each: the streams take long to make."""
+        for ring in self.rings:
+            yield f"^hostile-seek/.*/{ring}", min(self.rounds, MAX_SEEK_REPETITIONS)
         sizes = "|".join(map(str, self.sizes))
         yield f"^hostile/limit/({sizes})$", self.rounds
         for kind in HOSTILE_KINDS:
