@@ -1,8 +1,6 @@
 // Opening a stream: marker, metadata walk (RFC 9639, 8), duration, first frame.
 #include <android/log.h>
 
-#include <algorithm>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -25,7 +23,6 @@ constexpr uint32_t ID3_MARKER = 0x494433;  // "ID3"
 // Metadata block header (RFC 9639, 8.1).
 constexpr int LAST_BLOCK_FLAG = 0x80;
 constexpr int BLOCK_HEADER_BYTES = 4;
-constexpr uint32_t MAX_BLOCK_BYTES = 0xFFFFFF;
 constexpr int HANDLER_MASK = 7;  // types beyond 7 share the handlers of those below
 
 constexpr uint8_t FMT_HEADER[] = {'f', 'L', 'a', 'C', 0x80, 0x00, 0x00, 0x22};
@@ -180,27 +177,6 @@ void store_err(int* err, int code) {
 }
 
 }  // namespace
-
-void skip_u32(KELFLACF_FAL* fal, uint32_t count) {
-    uint32_t step = 0;
-    do {
-        step = std::min(count, static_cast<uint32_t>(INT_MAX));
-        count -= step;
-    } while (kelflacf_fal_skip(fal, static_cast<int>(step)) == 0 && count > 0);
-}
-
-uint8_t* read_to_heap(KELFLACF_FAL* fal, uint32_t count, uint32_t spare) {
-    // To zero what is then read over would cost as much again. But beyond what a block can hold a
-    // count is a lie mostly, and zeros that nobody reads had better stay the system's.
-    const bool is_plausible = count <= MAX_BLOCK_BYTES;
-    const size_t size = size_t{count} + spare;
-    auto* bytes = static_cast<uint8_t*>(is_plausible ? malloc(size) : calloc(1, size));
-    if (bytes == nullptr) return nullptr;
-    const auto wanted = static_cast<int>(std::min(count, static_cast<uint32_t>(INT_MAX)));
-    const auto got = static_cast<size_t>(kelflacf_fal_read(fal, bytes, wanted));
-    if (is_plausible) memset(bytes + got, 0, size - got);
-    return bytes;
-}
 
 int parse_meta_streaminfo(KELFLACFD_CTX* ctx, uint32_t /*length*/) {
     drop_streaminfo(ctx);

@@ -1,0 +1,29 @@
+// The byte counts of metadata: 32 bits from the file, where the reader takes an `int`.
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+#include "libextractor/flac/demuxer/kelflacfd_internal.h"
+
+void skip_u32(KELFLACF_FAL* fal, uint32_t count) {
+    uint32_t step = 0;
+    do {
+        step = std::min(count, static_cast<uint32_t>(INT_MAX));
+        count -= step;
+    } while (kelflacf_fal_skip(fal, static_cast<int>(step)) == 0 && count > 0);
+}
+
+uint8_t* read_to_heap(KELFLACF_FAL* fal, uint32_t count, uint32_t spare) {
+    constexpr uint32_t MAX_BLOCK_BYTES = 0xFFFFFF;  // RFC 9639, 8.1: lengths have 24 bits
+    // To zero what is then read over would cost as much again. But beyond what a block can hold a
+    // count is a lie mostly, and zeros that nobody reads had better stay the system's.
+    const bool is_plausible = count <= MAX_BLOCK_BYTES;
+    const size_t size = size_t{count} + spare;
+    auto* bytes = static_cast<uint8_t*>(is_plausible ? malloc(size) : calloc(1, size));
+    if (bytes == nullptr) return nullptr;
+    const auto wanted = static_cast<int>(std::min(count, static_cast<uint32_t>(INT_MAX)));
+    const auto got = static_cast<size_t>(kelflacf_fal_read(fal, bytes, wanted));
+    if (is_plausible) memset(bytes + got, 0, size - got);
+    return bytes;
+}
