@@ -141,6 +141,7 @@ Streams Crowds() {
     };
     return {
         {"17-pictures", Amid(pictures)},
+        {"picture-data-behind-its-block", Picture({}, {}, 100)},
         {"picture-of-16-mib", Amid(StreamBuilder{}.Block(kPicture, picture, 0xFFFFFF))},
         {"200001-blocks", Amid(StreamBuilder{}.Block(kApplication, blocks, 1))},
         {"100000-empty-comments", comments(100001, very_many)},
