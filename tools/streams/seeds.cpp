@@ -1,6 +1,7 @@
 // Writes small inputs for the fuzz targets, a folder in DIR for each, as fuzz/fuzzing.h reads them;
 // among them the FILEs.  Usage: kelflac_seeds DIR [FILE...]
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -105,21 +106,30 @@ void WriteHeaders(const fs::path& folder) {
     Write(folder / "frmhdr", "subframes", all);
 }
 
+/** The seeds of each target, with those of some real files. */
+void WriteSeeds(const fs::path& folder, const std::vector<fs::path>& files) {
+    std::vector<NamedStream> streams = HostileStreams();
+    AddStreams(&streams);
+    for (const fs::path& file : files) {
+        std::ifstream in(file, std::ios::binary);
+        if (!in) throw std::runtime_error("can't read " + file.string());
+        streams.push_back({file.filename(), {std::istreambuf_iterator<char>(in), {}}});
+    }
+    WriteStreams(folder, streams);
+    WriteTags(folder);
+    WriteHeaders(folder);
+}
+
 }  // namespace
 }  // namespace kelflac_streams
 
 int main(int argc, char** argv) {
-    using namespace kelflac_streams;
     if (argc < 2) return 2;
-    std::vector<NamedStream> streams = HostileStreams();
-    AddStreams(&streams);
-    for (int i = 2; i < argc; ++i) {
-        std::ifstream in(argv[i], std::ios::binary);
-        if (!in) throw std::runtime_error(std::string("can't read ") + argv[i]);
-        streams.push_back({fs::path(argv[i]).filename(), {std::istreambuf_iterator<char>(in), {}}});
+    try {
+        kelflac_streams::WriteSeeds(argv[1], {argv + 2, argv + argc});
+    } catch (const std::exception& e) {
+        fprintf(stderr, "kelflac_seeds: %s\n", e.what());
+        return 1;
     }
-    WriteStreams(argv[1], streams);
-    WriteTags(argv[1]);
-    WriteHeaders(argv[1]);
     return 0;
 }
