@@ -46,7 +46,8 @@ void AddStreams(std::vector<NamedStream>* streams) {
     streams->push_back({"large", StreamBuilder{}.Frames(0, 6, 3000).Raw({0xFF, 0xF8}).Build()});
     StreamBuilder mixed = StreamBuilder({16, 16, 0, 8000, 8, 8, 0, 0}).Frames(0, 260, 16);
     uint64_t random = 1;
-    for (int i = 0; i < 600; ++i) mixed.Frames(NextRandom(random) % 999, 1, 16 + random % 90);
+    for (int i = 0; i < 600; ++i)
+        mixed.Frames(NextRandom(random) % 999, 1, 16 + static_cast<size_t>(random % 90));
     streams->push_back({"mixed-up", mixed.Build()});
 }
 
