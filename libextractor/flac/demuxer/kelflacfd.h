@@ -93,12 +93,12 @@ struct KELFLACFD_INFO {
 };
 
 /**
- * What searches for a successor have learned of the reader's ring: of each kind of header that
- * stands there, the last. A header whose kind comes no more is false without another search, so
- * that a ring full of false headers costs one pass and not one for each of them.
+ * What a failed search for a successor has learned of the reader's ring: of each kind of header
+ * that stands there, the last. A header whose kind comes no more is false without another search,
+ * so that a ring full of false headers costs one pass and not one for each of them.
  */
 struct KELFLACFD_SEEN {
-    int64_t noted;  ///< Headers that may be successors and stand before this place are noted.
+    int64_t noted;  ///< Headers from the failed search up to this place are noted.
     /** By sample-rate code, channels - 1 and sample-size code: a place, 0 = none. */
     int64_t last[KELFLACFD_HZ_CODES][KELFLACFD_MAX_CHANNELS][KELFLACFD_BITS_CODES];
 };

@@ -39,27 +39,39 @@ int64_t& last_of_kind(KELFLACFD_SEEN* seen, const KELFLACFD_FRM_HDR& hdr) {
     return seen->last[hdr.hz_code][hdr.ch - 1][hdr.bits_code];
 }
 
-/**
- * The distance from the header at the read point to its successor among the first `buffered` bytes,
- * or 0: the next header of the same rate, channels and sample size. Block size and number may
- * differ. Notes the headers that it meets, but for those whose judgement may yet change.
- */
-int find_successor(KELFLACFD_CTX* ctx, int buffered, const KELFLACFD_FRM_HDR& hdr) {
+/** Notes the headers in sight that have not been and whose judgement can't change any more. */
+void note_headers(KELFLACFD_CTX* ctx, int buffered) {
     KELFLACFD_SEEN& seen = ctx->seen;
     const int64_t here = ctx->fal.reach - buffered;
     const int settled = buffered - UNSETTLED_BYTES;
-    int64_t from = KELFLACFD_SYNC_BYTES;
-    if (last_of_kind(&seen, hdr) < here + from) from = std::max(from, seen.noted - here);
-
-    KELFLACFD_FRM_HDR next;
-    for (auto at = static_cast<int>(from);; ++at) {
-        at = find_frm_hdr(&ctx->fal, at, buffered, &next);
-        seen.noted = std::max(seen.noted, here + std::min(at, settled));
-        if (at >= buffered) return 0;
-        int64_t& last = last_of_kind(&seen, next);
-        if (at < settled) last = std::max(last, here + at);
-        if (is_same_kind(next, hdr)) return at;
+    seen.noted = std::max(seen.noted, here + KELFLACFD_SYNC_BYTES);
+    KELFLACFD_FRM_HDR hdr;
+    for (auto at = static_cast<int>(seen.noted - here); at < settled; ++at) {
+        at = find_frm_hdr(&ctx->fal, at, buffered, &hdr);
+        if (at < settled) last_of_kind(&seen, hdr) = here + at;
     }
+    seen.noted = std::max(seen.noted, here + settled);
+}
+
+/**
+ * The distance from the header at the read point to its successor among the first `buffered` bytes,
+ * or 0: the next header of the same rate, channels and sample size. Block size and number may
+ * differ.
+ */
+int find_successor(KELFLACFD_CTX* ctx, int buffered, const KELFLACFD_FRM_HDR& hdr) {
+    KELFLACFD_SEEN& seen = ctx->seen;
+    const int64_t first = ctx->fal.reach - buffered + KELFLACFD_SYNC_BYTES;
+    int from = KELFLACFD_SYNC_BYTES;
+    if (last_of_kind(&seen, hdr) < first && seen.noted > first) {
+        from += static_cast<int>(seen.noted - first);  // there is none in what is noted
+    }
+    KELFLACFD_FRM_HDR next;
+    for (int at = from; at < buffered; ++at) {
+        at = find_frm_hdr(&ctx->fal, at, buffered, &next);
+        if (at < buffered && is_same_kind(next, hdr)) return at;
+    }
+    note_headers(ctx, buffered);
+    return 0;
 }
 
 bool buffered_to_end(KELFLACF_FAL* fal, int buffered) {
