@@ -24,7 +24,7 @@ struct HostileRing {
 constexpr HostileRing kSmallRing = {"small ring", 9000}, kLargeRing = {"large ring", 0xFFFFFF};
 
 /** A source of `mib` MiB of hostile bytes, as of CostlyStream. The bytes are kept until others are
-   asked for, so that the sizes of a kind, the largest first, are made at once. */
+    asked for, so that the sizes of a kind, the largest first, are made at once. */
 MemorySource HostileSource(int kind, const HostileRing& ring, size_t mib);
 constexpr size_t kHostileSizes[] = {64, 32, 16, 8, 4, 2};
 

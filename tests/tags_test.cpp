@@ -6,7 +6,7 @@
 namespace kelflac_test {
 
 /** The published tags but for MIME type and encodings, then "0" when the first frame follows, or
-   "1" when the walk left the reader elsewhere than at the end of the metadata. */
+    "1" when the walk left the reader elsewhere than at the end of the metadata. */
 static std::string Published(const StreamBuilder& metadata) {
     Session s(StreamBuilder(metadata).Frames(0, 3, 200).Build());
     std::string tags = s.FileMeta();

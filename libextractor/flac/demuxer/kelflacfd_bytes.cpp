@@ -16,8 +16,8 @@ void skip_u32(KELFLACF_FAL* fal, uint32_t count) {
 
 uint8_t* read_to_heap(KELFLACF_FAL* fal, uint32_t count, uint32_t spare) {
     constexpr uint32_t MAX_BLOCK_BYTES = 0xFFFFFF;  // RFC 9639, 8.1: lengths have 24 bits
-    // To zero what is then read over would cost as much again. But beyond what a block can hold a
-    // count is a lie mostly, and zeros that nobody reads had better stay the system's.
+    // To zero what is then read over would cost as much again. But a count beyond what a block can
+    // hold is mostly a lie, and zeros that nobody reads had better stay the system's.
     const bool is_plausible = count <= MAX_BLOCK_BYTES;
     const size_t size = size_t{count} + spare;
     auto* bytes = static_cast<uint8_t*>(is_plausible ? malloc(size) : calloc(1, size));
