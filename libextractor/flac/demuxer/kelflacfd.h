@@ -72,6 +72,7 @@ struct KELFLACFD_TAG {
     int32_t compilation;
     int32_t pic_num;  ///< Pictures stored, 0 to 16. Entries of `pic` beyond it mean nothing.
     KELFLACFD_PIC pic[KELFLACFD_MAX_PICTURES];  ///< In stream order.
+    int32_t date_year;  ///< Leading digits of `date`, read once, for each later DATE comment.
 };
 
 /** What is known of an open stream. A plain record, copied as a whole. */

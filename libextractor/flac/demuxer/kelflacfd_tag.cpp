@@ -46,14 +46,24 @@ void store_text(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TXT* text) {
     *text = {KELFLACFD_ENC_UTF8, length, data};
 }
 
+/** The number that the leading digits of a stored text make. Its terminator ends them at the
+    latest. */
+int32_t leading_number(const KELFLACFD_TXT& text) {
+    int32_t number = 0;
+    for (const uint8_t* byte = text.data; is_digit(*byte); ++byte) {
+        number = append_digit(number, *byte);
+    }
+    return number;
+}
+
+/** Each DATE comment sets `year`, by the first date that was stored. Its digits are read when it is
+    stored and never again: they may be as many as the comments that follow. */
 void store_date(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag) {
+    const bool is_first = tag->date.data == nullptr;
     store_text(fal, length, &tag->date);
     if (tag->date.data == nullptr) return;
-    tag->year = 0;
-    // The terminator ends the digits at the latest.
-    for (const uint8_t* byte = tag->date.data; is_digit(*byte); ++byte) {
-        tag->year = append_digit(tag->year, *byte);
-    }
+    if (is_first) tag->date_year = leading_number(tag->date);
+    tag->year = tag->date_year;
 }
 
 void store_number(KELFLACF_FAL* fal, uint32_t length, int32_t* number) {
