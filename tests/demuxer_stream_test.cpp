@@ -188,6 +188,16 @@ TEST(Seek, Interpolates) {
     EXPECT_THAT(SeekAcross(8202, 60, &landed), ElementsAre("setpos 442368 @516096 = 0"));
 }
 
+TEST(Seek, ATimeBeforeTheStartIsNextToTheFirstFrame) {
+    // The target is frame -1: the first probe, in the padding, meets frame 0 and ends the search.
+    StreamBuilder stream({192, 192, 0, 8000, 1, 16, 400, 200 * 192});
+    Demuxer demuxer(stream.Block(kPadding, Bytes(9000)).Frames(0, 200, 300).Build());
+    demuxer.source.counts.clear();
+    EXPECT_EQ(demuxer.Seek(-360000), 0);
+    EXPECT_EQ(demuxer.source.counts["read"], 5);
+    EXPECT_EQ(demuxer.Read().bytes, FrameBytes({0}, 300));
+}
+
 TEST(Seek, ResultsAndWhatFollows) {
     const Bytes stream = StreamBuilder{}.Frames(0, 200, 300).Build();
     const struct {

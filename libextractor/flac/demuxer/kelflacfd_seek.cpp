@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr uint64_t CLOSE_ENOUGH = 2;  // T itself and its neighbours are nearer than this
+constexpr int64_t CLOSE_ENOUGH = 2;  // T itself and its neighbours are nearer than this
 constexpr int HISTORY_SLOTS = 10;
 constexpr int HISTORY_RECORDED = 9;  // the last slot is never written and stays 0
 constexpr int ENDING_REPEAT = 10;
@@ -34,13 +34,16 @@ struct BRACKETS {
 struct HISTORY {
     uint64_t slots[HISTORY_SLOTS];
     int used;
-    uint64_t best;  // distance of the recorded number closest to the target
+    int64_t best;  // distance of the recorded number closest to the target
     int best_idx;
     int repeats;
 };
 
-uint64_t distance(uint64_t a, uint64_t b) {
-    return a > b ? a - b : b - a;
+/** How far `num` lies from the target, which is negative for a time before the start. Neither comes
+    near the 64-bit limits: a target is a time over 160,000,000, a number has 36 bits. */
+int64_t distance(uint64_t target, uint64_t num) {
+    const int64_t ahead = as_signed(wrap_sub_u(target, num));
+    return ahead < 0 ? -ahead : ahead;
 }
 
 bool was_met(const HISTORY& history, uint64_t num) {
@@ -50,7 +53,7 @@ bool was_met(const HISTORY& history, uint64_t num) {
     return false;
 }
 
-void record(HISTORY* history, uint64_t num, uint64_t off_target) {
+void record(HISTORY* history, uint64_t num, int64_t off_target) {
     if (history->used == 0 || off_target < history->best) {
         history->best = off_target;
         history->best_idx = history->used;
@@ -62,7 +65,7 @@ void record(HISTORY* history, uint64_t num, uint64_t off_target) {
  * Notes the number that a probe met. Once the history is full, `num` becomes the best recorded
  * number, from which the next step is taken. Returns true when repeats end the search.
  */
-bool note_probe(HISTORY* history, uint64_t* num, uint64_t off_target) {
+bool note_probe(HISTORY* history, uint64_t* num, int64_t off_target) {
     const uint64_t best_num = history->slots[history->best_idx];
     if (was_met(*history, *num)) {
         const bool circling = ++history->repeats == ENDING_REPEAT;
@@ -129,7 +132,7 @@ uint64_t search(KELFLACFD_CTX* ctx, uint64_t target, int64_t probe, BRACKETS bra
         uint32_t frm_len = 0;
         if (kelflacfd_find_frm(ctx, &frm_len, &num) != KELFLACFD_OK) return num;
         bytes_left -= std::max<int64_t>(ctx->fal.size, ctx->fal.reach - reach);
-        const uint64_t off_target = distance(target, num);
+        const int64_t off_target = distance(target, num);
         if (off_target < CLOSE_ENOUGH) return num;
         if (note_probe(&history, &num, off_target)) return num;
         const int64_t step = step_from(&brackets, target, num, probe);
