@@ -120,6 +120,27 @@ TEST(Reader, Scripts) {
     EXPECT_EQ(kelflacf_fal_read1(&refused), data[4096 + (10001 & 4095)]);
 }
 
+TEST(Reader, ATopUpEndsAtTheSecondEmptyReadInARow) {
+    // The reads that give nothing, the first load being number 0; the bytes then buffered in a ring
+    // of 32 KiB, and the reads made.
+    const struct {
+        std::vector<int> empty;
+        int buffered, reads;
+    } rows[] = {
+        {{}, 28672, 7}, {{1}, 24576, 7}, {{1, 2}, 4096, 3}, {{1, 3}, 20480, 7}, {{5, 6}, 20480, 7}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(&row - rows);
+        const auto fail = [&](Call& call) {
+            const auto& empty = row.empty;
+            if (call.op == "read" && std::count(empty.begin(), empty.end(), call.index) > 0)
+                call.result = 0;
+        };
+        Reader reader(Noise(40000), fail, 20000);
+        EXPECT_EQ(kelflacf_fal_bytes_peek(&reader), row.buffered);
+        EXPECT_EQ(reader.source.counts["read"], row.reads);
+    }
+}
+
 TEST(Reader, ServesBytesAcrossTheRingsEnd) {
     const std::tuple<uint8_t, uint8_t, const char*> rows[] = {
         {0xFF, 0xF8, "100 100 91 91 10 10 -1 "},

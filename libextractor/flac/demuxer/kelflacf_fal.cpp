@@ -12,6 +12,9 @@ constexpr int64_t MIN_RING_BYTES = 8192;
 constexpr int64_t MAX_RING_BYTES = int64_t{1} << 30;  // the largest power of two of an int32 index
 constexpr unsigned long OPEN_MODE = 18;               // read access; the bridge ignores it
 constexpr int32_t CHUNK_MASK = KELFLACF_FAL_CHUNK - 1;
+// A source that fails once may give again: a top-up that stopped at once would lose the header that
+// it reads for. One that fails for good, or has ended, must not be asked for each chunk of a ring.
+constexpr int MAX_EMPTY_READS = 2;
 constexpr int32_t MAX_ROW_BYTES = 64 * 1024;  // more would leave the near caches before its copy
 
 /** The smallest ring that takes `count` bytes beside one chunk, or 0 when there is none. */
@@ -164,14 +167,15 @@ int kelflacf_fal_resize_buf(KELFLACF_FAL* fal, int count) {
     auto* grown = static_cast<uint8_t*>(malloc(static_cast<size_t>(new_size)));
     if (grown == nullptr) return KELFLACF_FAL_E_MEMORY;
 
+    // The unread bytes alone: a ring may be large and hold little.
     if (fal->rd <= fal->wr) {
-        memcpy(grown, fal->buf, static_cast<size_t>(fal->size));
+        memcpy(grown + fal->rd, fal->buf + fal->rd, static_cast<size_t>(fal->wr - fal->rd));
     } else {
-        const auto head = static_cast<size_t>(fal->wr);
-        const auto tail = static_cast<size_t>(fal->size - fal->wr);
-        memcpy(grown, fal->buf + head, tail);
-        memcpy(grown + tail, fal->buf, head);
-        fal->rd -= fal->wr;
+        const int32_t moved = fal->rd - fal->wr;
+        const auto to_end = static_cast<size_t>(fal->size - fal->rd);
+        memcpy(grown + moved, fal->buf + fal->rd, to_end);
+        memcpy(grown + moved + to_end, fal->buf, static_cast<size_t>(fal->wr));
+        fal->rd = moved;
         fal->wr = fal->size;
     }
     free(fal->buf);
@@ -202,9 +206,9 @@ void KELFLACF_FAL_FILL_BUF2(KELFLACF_FAL* fal, int wanted) {
 int kelflacf_fal_bytes_peek(KELFLACF_FAL* fal) {
     // One byte stays free, so that a full ring can't be taken for an empty one.
     const int32_t chunks = (free_space(fal) - 1) / KELFLACF_FAL_CHUNK;
-    for (int32_t i = 0; i < chunks; ++i) {
-        if (append_from_source(fal, KELFLACF_FAL_CHUNK) < 1)
-            break;  // the rest would give as little
+    int empty_reads = 0;
+    for (int32_t i = 0; i < chunks && empty_reads < MAX_EMPTY_READS; ++i) {
+        empty_reads = append_from_source(fal, KELFLACF_FAL_CHUNK) < 1 ? empty_reads + 1 : 0;
     }
     return kelflacf_fal_buffered(fal);
 }

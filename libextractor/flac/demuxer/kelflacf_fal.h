@@ -84,8 +84,8 @@ inline bool kelflacf_fal_at_end(const KELFLACF_FAL* fal) {
  */
 void KELFLACF_FAL_FILL_BUF2(KELFLACF_FAL* fal, int wanted);
 
-/** Tops the ring up with whole chunks, regardless of `eof` and without setting it, and returns
-    the buffered count. */
+/** Tops the ring up with whole chunks, regardless of `eof` and without setting it, up to the second
+    read in a row that gives nothing. Returns the buffered count. */
 int kelflacf_fal_bytes_peek(KELFLACF_FAL* fal);
 
 /** The byte `offset` bytes ahead, or 0 when it is not buffered after one refill step for a single
