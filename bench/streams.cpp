@@ -5,8 +5,8 @@
 #include <iterator>
 #include <map>
 
+#include "tools/streams/costly_streams.h"
 #include "tools/streams/flac_codec.h"
-#include "tools/streams/hostile_streams.h"
 
 namespace kelflac_bench {
 namespace {

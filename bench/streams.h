@@ -4,7 +4,7 @@
 #include <string>
 
 #include "bench/memory_source.h"
-#include "tools/streams/hostile_streams.h"
+#include "tools/streams/costly_streams.h"
 
 namespace kelflac_bench {
 

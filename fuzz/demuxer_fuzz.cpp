@@ -14,8 +14,8 @@ static int Read(Source* source, KELFLACFD_CTX* ctx, int32_t capacity, bool look_
     if (status != 0 || look_only) return status;
 
     const int64_t pos = logical_pos(&ctx->fal) - length;
-    assert(pos >= 0 && length > 0 && pos + length <= static_cast<int64_t>(source->file.size()));
-    assert(memcmp(to, source->file.data() + pos, length) == 0);
+    assert(pos >= 0 && length > 0 && pos + length <= static_cast<int64_t>(source->data.size()));
+    assert(memcmp(to, source->data.data() + pos, length) == 0);
     assert(!by_search || (length >= 4 && to[0] == 0xFF && to[1] >> 1 == 0x7C));
     assert(static_cast<int>(length) <= std::min(capacity, ctx->info.max_frm_size));
     return status;

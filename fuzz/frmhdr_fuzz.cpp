@@ -76,7 +76,7 @@ void Run(Source* source) {
         kelflacf_fal_bytes_peek(&fal);
     }
     fal.eof = 1;  // and stays as it is
-    const auto* const at = source->file.data() + logical_pos(&fal);
+    const auto* const at = source->data.data() + logical_pos(&fal);
     const Bytes held(at, at + kelflacf_fal_buffered(&fal));
     Compare(&fal, held, static_cast<int>(source->Take(held.size())));
     kelflacf_fal_delete(&fal);

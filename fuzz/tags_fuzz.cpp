@@ -44,7 +44,7 @@ static bool PassPicture(const std::string& file, size_t* at, size_t length, bool
 }
 
 void Run(Source* source) {
-    const std::string file(source->file.begin(), source->file.end());
+    const std::string file(source->data.begin(), source->data.end());
     const bool is_picture = source->Take(1) != 0;
     size_t at = std::min(source->Take(0xFFFF), file.size());
     const size_t length = file.size() - at - std::min(source->Take(0xFFFF), file.size() - at);

@@ -13,11 +13,11 @@ namespace {
 using Lines = std::vector<std::string>;
 
 struct Reader : KELFLACF_FAL {
-    RecordingSource source;
+    MemorySource source;
     int created;
 
-    explicit Reader(Bytes bytes, Hook hook = {}, int hint = 4096) : source(std::move(bytes)) {
-        source.hook = std::move(hook);
+    explicit Reader(Bytes bytes, Hook hook = {}, int hint = 4096)
+        : source(std::move(bytes), std::move(hook)) {
         _KELCMN_MFAL record = source.Record();
         created = kelflacf_fal_create(this, &record, hint);
     }

@@ -81,7 +81,7 @@ TEST(Context, BadHandles) {
     uint32_t length = 0;
     int64_t time = 0;
     int size = 0;
-    RecordingSource empty;
+    MemorySource empty;
     _KELCMN_MFAL record = empty.Record();
     EXPECT_EQ(kelflacfd_create(&record, &time, &info, nullptr), nullptr);
     for (KELFLACFD_CTX* bad : {static_cast<KELFLACFD_CTX*>(nullptr), &closed}) {

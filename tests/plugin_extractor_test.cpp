@@ -54,7 +54,8 @@ TEST(Extractor, TriesAFailedOpenAgain) {
     const auto [self, free, count, getTrack, format, getMeta, flags, cas, name] = *s.extractor;
     EXPECT_STREQ(name(self), "KelFLACExtractor");
     EXPECT_TRUE(cas(self, nullptr, 0) == -10005 && flags(self) == 4);
-    EXPECT_TRUE(!getTrack(self, 1) && format(self, s.meta, 1, 0) == -10000 && s.source.calls == 0);
+    EXPECT_TRUE(!getTrack(self, 1) && format(self, s.meta, 1, 0) == -10000 &&
+                s.source.counts.empty());
     EXPECT_TRUE(count(self) == 0 && getTrack(self, 0) == nullptr);
     EXPECT_EQ(s.TrackFormat() + s.FileMeta(), "-10000-10000");
     const std::string log = kLog + "init_kelflacfd() kelflacfd_create() failed!\n" + kLog +
@@ -67,7 +68,8 @@ TEST(Extractor, TriesAFailedOpenAgain) {
 TEST(Extractor, OpensWithoutStreamInfoWhereTheSizeIsUnknown) {
     Bytes stream = kSound.Build();
     stream[4] = kPadding | kLastBlockFlag;
-    EXPECT_EQ(Session(stream, false).TrackFormat().find(kMime), 0U) << "no codec-specific data";
+    EXPECT_EQ(Session(stream, UnknownSize).TrackFormat().find(kMime), 0U)
+        << "no codec-specific data";
     EXPECT_NE(TakeLog().find(kLog + "kelflacfd_get_fmt() getsize failed -3\n"), std::string::npos);
 }
 

@@ -21,9 +21,9 @@ TEST(Track, SeeksToTheFrameOfATime) {
         EXPECT_EQ(bytes, FrameBytes({static_cast<uint64_t>(number)}, 200)) << us;
         EXPECT_EQ(meta, "timeUs=" + std::to_string(at) + "L, is-sync-frame=1, durationUs=92879L, ");
     }
-    s.source.calls = 0;
+    s.source.counts.clear();
     EXPECT_EQ(s.Read(SEEK, 9287982).status, AMEDIA_ERROR_END_OF_STREAM);
-    EXPECT_TRUE(s.source.calls == 0 && s.track->stop(s.track->data) == 0 && s.Start() == 0);
+    EXPECT_TRUE(s.source.counts.empty() && s.track->stop(s.track->data) == 0 && s.Start() == 0);
     EXPECT_EQ(s.Read().bytes, FrameBytes({12}, 200)) << "neither a refused seek nor a stop moves";
     EXPECT_EQ(Entries(s.track->getFormat(s.track->data, s.meta), s.meta), s.TrackFormat());
 }
@@ -46,7 +46,7 @@ TEST(Track, LogsWhatItRefuses) {
          -10000, "ERROR_BUFFER_TOO_SMALL", FrameBytes({2}, 200)},
         {StreamBuilder{}.Frames(0, 1, 200), true, -1, 15, -10006, "ERROR_END_OF_STREAM", {}}};
     for (const auto& [stream, size_known, us, flags, status, line, next] : rows) {
-        Session s(stream.Build(), size_known);
+        Session s(stream.Build(), size_known ? Hook{} : UnknownSize);
         ASSERT_TRUE(s.Start() == AMEDIA_OK && s.Read().status == AMEDIA_OK);
         EXPECT_EQ(s.extractor->flags(s.extractor->data), flags);
         EXPECT_EQ(s.Read(us < 0 ? 0 : uint32_t{SEEK}, us).status, status);
@@ -58,7 +58,7 @@ TEST(Track, LogsWhatItRefuses) {
 TEST(Track, ChecksItsHolderAndItsCalls) {
     Session s(StreamBuilder{}.Frames(0, 3, 200).Build()), other(s.source.data);
     const sp<KelFLACFDSF> closed = new KelFLACFDSF, wrong = new KelFLACFDSF;
-    s.track = wrap(new KelFLACSource(nullptr, s.meta, closed));
+    s.track.reset(wrap(new KelFLACSource(nullptr, s.meta, closed)));
     const auto [self, free, start, stop, format, read, async, syncTime, slowFast] = *s.track;
     EXPECT_EQ(async(self) + syncTime(self, 0, nullptr) + slowFast(self, nullptr), -10002);
     AMediaFormat_setInt32(s.meta, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, 100);
@@ -69,7 +69,7 @@ TEST(Track, ChecksItsHolderAndItsCalls) {
     EXPECT_EQ(s.Read().status, AMEDIA_ERROR_IO);
     wrong->ctx = static_cast<KELFLACFD_CTX*>(calloc(1, sizeof(KELFLACFD_CTX)));
     wrong->ctx->magic = KELFLACFD_MAGIC;
-    other.track = wrap(new KelFLACSource(nullptr, other.meta, wrong));
+    other.track.reset(wrap(new KelFLACSource(nullptr, other.meta, wrong)));
     EXPECT_EQ(other.Start(), AMEDIA_ERROR_UNSUPPORTED);
     EXPECT_TRUE(closed->getStrongCount() == 2 && wrong->getStrongCount() == 1);
     EXPECT_EQ(TakeLog(), kLog + " create fail\n" + kLog + "::read() acquire_buffer false\n" + kLog +
@@ -84,7 +84,7 @@ static auto Dies(const std::string& line, const std::string& check) {
 
 TEST(TrackDeathTest, CallsOutOfTurnEndTheProcess) {
     Session s(StreamBuilder{}.Frames(0, 3, 200).Build());
-    s.track = wrap(new KelFLACSource(nullptr, s.meta, new KelFLACFDSF));
+    s.track.reset(wrap(new KelFLACSource(nullptr, s.meta, new KelFLACFDSF)));
     const char* const check =
         "AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, &max_size)";
     EXPECT_DEATH(s.Start(), Dies("529", check));

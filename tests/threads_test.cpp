@@ -30,10 +30,7 @@ TEST(Threads, AnExtractorEachAndItsTrackDroppedByAnother) {
                 got.insert(got.end(), p.bytes.begin(), p.bytes.end());
             const Packet sought = s.Read(android::SEEK, 1'000'000);
             if (tagged && got == Audio() && sought.bytes == FrameBytes({10}, 700)) ++whole;
-            dropper = std::thread([track = std::exchange(s.track, nullptr)] {
-                track->free(track->data);
-                free(track);
-            });
+            dropper = std::thread([track = std::move(s.track)]() mutable { track.reset(); });
         }
         dropper.join();
     };

@@ -7,17 +7,13 @@
 #include <vector>
 
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
-#include "tests/support/recording_source.h"
+#include "tools/host/memory_source.h"
 #include "tools/streams/stream_builder.h"
 
 namespace kelflac_test {
 
-using Hook = std::function<void(Call&)>;
-
-/** For a source that can't tell its size. */
-inline void UnknownSize(Call& call) {
-    if (call.op == "getsize") call.result = 0;
-}
+using namespace kelflac_host;
+using namespace kelflac_streams;
 
 /** What one read gave. */
 struct Frame {
@@ -29,14 +25,13 @@ struct Frame {
 
 /** One open, closed at the end of its scope. */
 struct Demuxer {
-    RecordingSource source;
+    MemorySource source;
     KELFLACFD_INFO info = {};
     int err = 99;
     KELFLACFD_CTX* ctx = nullptr;
 
-    explicit Demuxer(Bytes bytes, Hook hook = {}, int64_t in_duration = 0) {
-        source.data = std::move(bytes);
-        source.hook = std::move(hook);
+    explicit Demuxer(Bytes bytes, Hook hook = {}, int64_t in_duration = 0)
+        : source(std::move(bytes), std::move(hook)) {
         _KELCMN_MFAL record = source.Record();
         ctx = kelflacfd_create(&record, &in_duration, &info, &err);
     }

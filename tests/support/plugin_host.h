@@ -1,21 +1,21 @@
 // Plays the framework: drives the plug-in, linked in, by its tables.
 #pragma once
 
-#include <host/data_source.h>
 #include <host/log.h>
-#include <host/media.h>
 #include <host/media_format.h>
 
-#include <atomic>
 #include <mutex>
 #include <utility>
 
+#include "tools/host/memory_source.h"
+#include "tools/host/player.h"
 #include "tools/streams/stream_builder.h"
 
 extern "C" android::ExtractorDef GETEXTRACTORDEF();
 
 namespace kelflac_test {
 
+using namespace kelflac_host;
 using namespace kelflac_streams;
 
 /** Lines "4 tag text" ("-": no tag) logged since the last call. The first call starts the log. */
@@ -49,72 +49,40 @@ inline std::string Entries(media_status_t status, AMediaFormat* format) {
     return out;
 }
 
-/** Bytes in memory that count the calls for them. All may change between calls. */
-struct CountingSource : host::DataSource {
-    CountingSource(Bytes bytes, bool known) : data(std::move(bytes)), size_known(known) {}
-    ssize_t readAt(off64_t offset, void* to, size_t size) override {
-        calls++;
-        last_offset = offset;
-        return failing ? -1 : host::MemorySource(data.data(), data.size()).readAt(offset, to, size);
-    }
-    android::status_t getSize(off64_t* size) override {
-        calls++;
-        return size_known ? host::MemorySource(data.data(), data.size()).getSize(size) : -1;
-    }
-    Bytes data;
-    bool size_known, failing = false;  ///< Failing: every read is an error.
-    std::atomic<int64_t> calls{0}, last_offset{0};
-};
-
 struct Packet {
     media_status_t status;
     Bytes bytes;
     std::string meta;  ///< As from Entries.
 };
 
-/** An extractor on a source that the sniffer claims, and its track, for tests to use also directly.
-    A new session empties the log. In the end the extractor is freed before its track. */
-struct Session {
-    explicit Session(Bytes bytes, bool size_known = true) : source(std::move(bytes), size_known) {
-        float confidence = 0;
-        const auto sniff = GETEXTRACTORDEF().u.v3.sniff;
-        extractor = sniff(source.slots(), &confidence, nullptr, nullptr)(source.slots(), nullptr);
-        source.calls = 0;
+/** Owns the source that a Session's player needs first. */
+struct SessionSource {
+    MemorySource source;  ///< Counts from the creation of the extractor on.
+};
+
+/** A player of the plug-in with its source and a format, for tests to use also directly. A new
+    session empties the log. In the end the extractor is freed before its track. */
+struct Session : SessionSource, Player {
+    explicit Session(Bytes bytes, const Hook& hook = {})
+        : SessionSource{MemorySource(std::move(bytes), hook)},
+          Player(GETEXTRACTORDEF(), source.slots()) {
+        source.counts.clear();
         TakeLog();
     }
-    ~Session() {
-        extractor->free(extractor->data);
-        if (track != nullptr) track->free(track->data);
-        free(extractor);
-        free(track);
-        AMediaFormat_delete(meta);
-        if (!host::deleteBufferGroup(group)) abort();  // a buffer was never released
-    }
-    std::string TrackFormat() {
-        return Entries(extractor->getTrackMetaData(extractor->data, meta, 0, 0), meta);
-    }
-    std::string FileMeta() { return Entries(extractor->getMetaData(extractor->data, meta), meta); }
-    media_status_t Start() {  ///< Gets a track when there is none.
-        if (track == nullptr) track = extractor->getTrack(extractor->data, 0);
-        return track != nullptr ? track->start(track->data, group) : AMEDIA_ERROR_INVALID_OBJECT;
-    }
+    ~Session() { extractor.reset(); }
+    std::string TrackFormat() { return Entries(Player::TrackFormat(meta), meta); }
+    std::string FileMeta() { return Entries(Player::FileMeta(meta), meta); }
     Packet Read(uint32_t options = 0, int64_t seek_us = 0) {  ///< Releases the buffer again.
         if (!group->has_buffers(group->handle)) abort();      // the read would wait for ever
-        android::CMediaBuffer* b = nullptr;
-        const media_status_t status = track->read(track->data, &b, options, seek_us);
+        const auto [status, b] = Next(options, seek_us);
         if (b == nullptr) return {status, {}, {}};
         const auto* data = static_cast<uint8_t*>(b->data(b->handle)) + b->range_offset(b->handle);
-        Packet packet = {status, Bytes(data, data + b->range_length(b->handle)),
-                         Entries(status, b->meta_data(b->handle))};
-        b->release(b->handle);
-        return packet;
+        return {status, Bytes(data, data + b->range_length(b->handle)),
+                Entries(status, b->meta_data(b->handle))};
     }
 
-    CountingSource source;                    ///< Counts from the creation on.
-    AMediaFormat* meta = AMediaFormat_new();  ///< Empty between calls; also for tests.
-    android::CMediaBufferGroup* group = host::newBufferGroup();
-    android::CMediaExtractor* extractor;
-    android::CMediaTrack* track = nullptr;
+    Owned<AMediaFormat> owned_meta{AMediaFormat_new()};
+    AMediaFormat* const meta = owned_meta.get();  ///< Empty between calls; also for tests.
 };
 
 }  // namespace kelflac_test

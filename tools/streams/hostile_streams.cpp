@@ -205,17 +205,6 @@ Streams CutHeaders() {
     return out;
 }
 
-/** A header of 7 or 8 bytes with its first subframe byte. */
-Bytes FalseHeader(int kind, uint32_t index, uint64_t& random) {
-    constexpr uint32_t kBits[] = {0, 1, 2, 4, 5, 6};
-    const uint32_t r = kind == kPairs ? index / 2 : NextRandom(random) & 0xFFFFFF;
-    FrameHeader header;
-    if (kind != kNumbers) header = {0, {}, 0xFFF8, 12, 0, r % 12, 0, r / 12 % 8, kBits[r / 96 % 6]};
-    if (kind != kPairs) header.number = index % (kind == kCodes ? 0x80 : 0x800);
-    header.crc_error = kind == kBrokenCrc ? 1 : 0;
-    return Cat({HeaderBytes(header), {header.subframe}});
-}
-
 }  // namespace
 
 Streams HostileStreams() {
@@ -231,23 +220,6 @@ Streams HostileStreams() {
     for (const Streams& part : {Metadata(), Crowds(), Frames(), CutHeaders()})
         out.insert(out.end(), part.begin(), part.end());
     return out;
-}
-
-Bytes CostlyStream(int kind, size_t size, uint32_t max_frame) {
-    constexpr uint32_t kHeaderKinds = 12 * 8 * 6;
-    uint64_t random = 7;
-    Bytes junk(kind == kOnes ? size : 0, 0xFF);
-    for (uint32_t index = 0; junk.size() < size; index++) {
-        const Bytes more =
-            kind == kRandom ? Be(NextRandom(random), 8) : FalseHeader(kind, index, random);
-        junk.insert(junk.end(), more.begin(), more.end());
-        // A pair of each kind, then nothing until they come again a ring later.
-        if (kind == kPairs && (index + 1) % (2 * kHeaderKinds) == 0)
-            junk.resize(junk.size() + size_t{2} * max_frame);
-    }
-    StreamInfo info;
-    info.max_frame = max_frame;
-    return StreamBuilder(info).Frames(0, 108, 4000).Raw(junk).Build();
 }
 
 }  // namespace kelflac_streams

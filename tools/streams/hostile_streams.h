@@ -14,22 +14,4 @@ struct NamedStream {
 /** The whole table, in a fixed order. */
 std::vector<NamedStream> HostileStreams();
 
-/** Bytes that make a search for headers work. */
-enum CostlyKind {
-    kOnes,
-    kCodes,
-    kNumbers,
-    kCodesAndNumbers,
-    kBrokenCrc,
-    kRandom,
-    kPairs,
-    kCostlyKindCount
-};
-constexpr const char* kCostlyKinds[kCostlyKindCount] = {
-    "0xFF", "codes", "numbers", "codes+numbers", "broken CRC-8", "random bytes", "pairs of a kind"};
-
-/** 10 s of real frames, then `size` bytes of a CostlyKind, in a stream that states frames of up to
-    `max_frame` bytes. */
-Bytes CostlyStream(int kind, size_t size, uint32_t max_frame);
-
 }  // namespace kelflac_streams
