@@ -1,0 +1,219 @@
+#include "tests/cost/meter.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "tools/host/player.h"
+
+extern "C" android::ExtractorDef GETEXTRACTORDEF();
+
+namespace kelflac_test {
+namespace {
+
+// An open stores at most 9 texts and 16 pictures, and has a few records of its own to clear.
+constexpr int kMostZeroed = 32;
+constexpr size_t kLeastZeroed = 256;  // fewer zeros need no allowance of their own
+constexpr uint64_t kUnit = 16;        // bytes moved that cost as much as a block
+
+struct Count {
+    const char* name = "";
+    bool is_running = false;
+    uint64_t allowed = 0;
+    int zeroed = 0;  // how often, since the open began
+    Bill bill = {};
+};
+Count meter;
+
+void Allow(uint64_t bytes, uint64_t calls) {
+    meter.bill.bytes += bytes;
+    meter.bill.calls += calls;
+    meter.allowed = kBlocksPerByte * meter.bill.bytes + kBlocksPerCall * meter.bill.calls;
+}
+
+inline void Spend(uint64_t blocks) {
+    if (!meter.is_running) return;
+    meter.bill.blocks += blocks;
+    if (meter.bill.blocks <= meter.allowed) return;
+    meter.is_running = false;
+    fprintf(stderr, "%s: more than %llu blocks for %llu bytes delivered and %llu calls\n",
+            meter.name, static_cast<unsigned long long>(meter.allowed),
+            static_cast<unsigned long long>(meter.bill.bytes),
+            static_cast<unsigned long long>(meter.bill.calls));
+    abort();
+}
+
+/** Zeros stand for bytes that a source doesn't deliver: they are allowed for as if it did. */
+void AllowZeros(size_t size) {
+    if (meter.is_running && size >= kLeastZeroed && meter.zeroed++ < kMostZeroed) Allow(size, 0);
+}
+
+/** Lets another source's bytes through and allows for each the first time. Its own work is free. */
+class MeteredSource : public host::DataSource {
+  public:
+    explicit MeteredSource(host::DataSource* inner) : mInner(inner) {}
+    ssize_t readAt(off64_t offset, void* data, size_t size) override {
+        meter.is_running = false;
+        const ssize_t count = mInner->readAt(offset, data, size);
+        if (count > 0) NoteDelivered(static_cast<size_t>(offset), static_cast<size_t>(count));
+        meter.is_running = true;
+        return count;
+    }
+    android::status_t getSize(off64_t* size) override {
+        meter.is_running = false;
+        const android::status_t status = mInner->getSize(size);
+        meter.is_running = true;
+        return status;
+    }
+    void Forget() { mIsDelivered.clear(); }
+
+  private:
+    void NoteDelivered(size_t offset, size_t count) {
+        if (mIsDelivered.size() < offset + count) mIsDelivered.resize(offset + count);
+        uint64_t fresh = 0;
+        for (size_t at = offset; at < offset + count; at++) fresh += !mIsDelivered[at];
+        for (size_t at = offset; at < offset + count; at++) mIsDelivered[at] = true;
+        Allow(fresh, 0);
+    }
+    host::DataSource* mInner;
+    std::vector<bool> mIsDelivered;
+};
+
+/** Every query of an extractor; each opens the stream again until an open succeeds. */
+bool AskEverything(kelflac_host::Player* player, MeteredSource* source, AMediaFormat* format) {
+    size_t tracks = 0;
+    const auto query = [&](auto ask) {
+        Allow(0, 1);
+        if (tracks == 0) source->Forget();
+        meter.zeroed = 0;
+        ask();
+    };
+    query([&] { tracks = player->CountTracks(); });
+    query([&] { player->Flags(); });
+    query([&] { player->TrackFormat(format); });
+    query([&] { player->FileMeta(format); });
+    bool started = false;
+    query([&] { started = player->Start() == AMEDIA_OK; });
+    return started;
+}
+
+/** Reads until the stream ends, or gives nothing but refusals. */
+void ReadToTheEnd(kelflac_host::Player* player) {
+    constexpr int kMostIdle = 16;  // refusals in a row for which the source gives nothing new
+    uint64_t delivered = 0;
+    for (int idle = 0; idle < kMostIdle; ++idle) {
+        Allow(0, 1);
+        const media_status_t status = player->Next().status;
+        if (status == AMEDIA_ERROR_END_OF_STREAM) return;
+        if (status == AMEDIA_OK || meter.bill.bytes > delivered) idle = 0;
+        delivered = meter.bill.bytes;
+    }
+}
+
+void Start(const char* name, uint64_t calls) {
+    meter = {};
+    meter.name = name;
+    Allow(0, calls);
+    meter.is_running = true;
+}
+
+Bill Stop() {
+    meter.is_running = false;
+    return meter.bill;
+}
+
+}  // namespace
+
+Bill Meter(const char* name, host::DataSource* inner,
+           const std::function<void(android::CDataSource*)>& call) {
+    MeteredSource source(inner);
+    Start(name, 1);
+    call(source.slots());
+    return Stop();
+}
+
+Bill MeterLife(const char* name, host::DataSource* inner) {
+    MeteredSource source(inner);
+    const kelflac_host::Owned<AMediaFormat> format(AMediaFormat_new());
+    Start(name, 2);  // the sniffer and the tear-down
+    {
+        kelflac_host::Player player(GETEXTRACTORDEF(), source.slots());
+        if (player.extractor != nullptr && AskEverything(&player, &source, format.get()))
+            ReadToTheEnd(&player);
+    }
+    return Stop();
+}
+
+}  // namespace kelflac_test
+
+using kelflac_test::Spend;
+
+// Where libFuzzer looks for what an input has newly reached; other programs leave it alone. First
+// the blocks that ran, then a place for each percent of the law.
+constexpr uint32_t kMostBlocks = 1 << 13, kPercents = 101;
+__attribute__((
+    section("__libfuzzer_extra_counters"))) static uint8_t reached[kMostBlocks + kPercents];
+
+void kelflac_test::TellFuzzer(const Bill& bill) {
+    static uint64_t most = 0;
+    std::fill_n(reached + kMostBlocks, bill.Percent() + 1, uint8_t{1});
+    if (bill.Percent() <= most) return;
+    most = bill.Percent();
+    fprintf(stderr, "%llu %% of the law: %llu blocks for %llu bytes and %llu calls\n",
+            static_cast<unsigned long long>(most), static_cast<unsigned long long>(bill.blocks),
+            static_cast<unsigned long long>(bill.bytes),
+            static_cast<unsigned long long>(bill.calls));
+}
+
+// The compiler calls these two; the linker sends the calls here, as libFuzzer has some of its own.
+extern "C" void __wrap___sanitizer_cov_trace_pc_guard_init(uint32_t* start, uint32_t* stop) {
+    static uint32_t blocks = 0;
+    if (start == stop || *start != 0) return;
+    for (uint32_t* guard = start; guard < stop; ++guard) *guard = ++blocks;
+    if (blocks >= kMostBlocks) abort();
+}
+extern "C" void __wrap___sanitizer_cov_trace_pc_guard(const uint32_t* guard) {
+    Spend(1);
+    if (reached[*guard] != UINT8_MAX) ++reached[*guard];
+}
+
+// The C library's movers, also for the platform's libraries: a program's own come first.
+#pragma GCC visibility push(default)
+extern "C" {
+void* __memcpy_chk(void* to, const void* from, size_t size, size_t room);
+void* __memmove_chk(void* to, const void* from, size_t size, size_t room);
+void* __memset_chk(void* to, int byte, size_t size, size_t room);
+int __real_memcmp(const void* a, const void* b, size_t size);
+
+void* memcpy(void* to, const void* from, size_t size) {
+    Spend(size / kelflac_test::kUnit);
+    return __memcpy_chk(to, from, size, size);
+}
+void* memmove(void* to, const void* from, size_t size) {
+    Spend(size / kelflac_test::kUnit);
+    return __memmove_chk(to, from, size, size);
+}
+void* memset(void* to, int byte, size_t size) {
+    using namespace kelflac_test;
+    AllowZeros(size);
+    Spend(size / kUnit);
+    return __memset_chk(to, byte, size, size);
+}
+void* __libc_calloc(size_t count, size_t size);
+void* calloc(size_t count, size_t size) {
+    kelflac_test::AllowZeros(count * size);
+    return __libc_calloc(count, size);
+}
+size_t strlen(const char* text) {
+    const auto size = static_cast<size_t>(static_cast<const char*>(rawmemchr(text, 0)) - text);
+    Spend(size / kelflac_test::kUnit);
+    return size;
+}
+int __wrap_memcmp(const void* a, const void* b, size_t size) {
+    Spend(size / kelflac_test::kUnit);
+    return __real_memcmp(a, b, size);
+}
+}
+#pragma GCC visibility pop
