@@ -5,6 +5,7 @@
 
 #include "libextractor/flac/demuxer/big_endian.h"
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
+#include "libextractor/flac/demuxer/kelflacfd_sync.h"
 
 namespace {
 
@@ -154,17 +155,19 @@ int check_frm_hdr(KELFLACF_FAL* fal, int offset, uint64_t* frm_num, int32_t* hz_
 }
 
 int find_frm_hdr(const KELFLACF_FAL* fal, int from, int buffered, KELFLACFD_FRM_HDR* hdr) {
+    const KELFLACF_FAL_RUNS runs = kelflacf_fal_runs(fal);
     const int limit = buffered - (KELFLACFD_SYNC_BYTES - 1);
     for (int at = from; at < limit; ++at) {
-        at = kelflacf_fal_find_sync_code(fal, at, limit);
+        at = find_sync_code(runs, at, limit);
         if (at < limit && is_header_at(fal, at, hdr)) return at;
     }
     return buffered;
 }
 
 int find_last_frm_hdr(const KELFLACF_FAL* fal, int buffered, KELFLACFD_FRM_HDR* hdr) {
+    const KELFLACF_FAL_RUNS runs = kelflacf_fal_runs(fal);
     for (int at = buffered - 1; at > 0;) {
-        at = kelflacf_fal_find_last_sync_code(fal, at);
+        at = find_last_sync_code(runs, at);
         if (at >= 0 && is_header_at(fal, at, hdr)) return at;
     }
     return -1;
