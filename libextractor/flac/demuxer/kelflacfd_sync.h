@@ -23,6 +23,10 @@ namespace sync_search {
 template <typename BLOCK>
 constexpr ptrdiff_t ROUND_BYTES = ptrdiff_t{4} * BLOCK::POSITIONS;
 
+/** Positions that are looked at one by one. Where codes are dense the next is near, and its
+   distance is foreseen sooner than a mask tells it. */
+constexpr ptrdiff_t NEAR_POSITIONS = 8;
+
 /** The hits of a block or of more, joined. */
 template <typename BLOCK, ptrdiff_t BYTES>
 typename BLOCK::HITS joined_hits(const uint8_t* bytes) {
@@ -55,25 +59,25 @@ template <typename BLOCK>
 ptrdiff_t find_in_row(const uint8_t* row, ptrdiff_t count) {
     constexpr ptrdiff_t STEP = BLOCK::POSITIONS;
     constexpr ptrdiff_t ROUND = ROUND_BYTES<BLOCK>;
-    const uint8_t* at = row;
-    const uint8_t* const end = row + count;
+    static_assert(NEAR_POSITIONS <= STEP);
     if (count < STEP) {
-        while (at < end && !is_sync_code(at[0], at[1])) ++at;
-        return at - row;
+        ptrdiff_t i = 0;
+        while (i < count && !is_sync_code(row[i], row[i + 1])) ++i;
+        return i;
     }
-    // Where codes are dense the next is near, and a whole round would be looked at in vain.
-    const uint64_t near = joined_mask<BLOCK, STEP>(at);
-    if (near != 0) return first_position<BLOCK>(near);
-    at += STEP;
+    for (ptrdiff_t i = 0; i < NEAR_POSITIONS; ++i)
+        if (is_sync_code(row[i], row[i + 1])) return i;
+
+    const uint8_t* at = row + NEAR_POSITIONS;
+    const uint8_t* const end = row + count;
     while (end - at >= ROUND && joined_mask<BLOCK, ROUND>(at) == 0) at += ROUND;
-    const uint8_t* const last_block = end - STEP;
-    for (; at < last_block; at += STEP) {
+    for (; end - at > STEP; at += STEP) {
         const uint64_t mask = joined_mask<BLOCK, STEP>(at);
         if (mask != 0) return at - row + first_position<BLOCK>(mask);
     }
-    // What this block has in common with those before it holds no code.
-    const uint64_t mask = joined_mask<BLOCK, STEP>(last_block);
-    return mask != 0 ? last_block - row + first_position<BLOCK>(mask) : count;
+    // What the last block has in common with those before it holds no code.
+    const uint64_t mask = joined_mask<BLOCK, STEP>(end - STEP);
+    return mask != 0 ? count - STEP + first_position<BLOCK>(mask) : count;
 }
 
 /** The last of `count` positions in a row, or -1. */
@@ -81,14 +85,15 @@ template <typename BLOCK>
 ptrdiff_t find_last_in_row(const uint8_t* row, ptrdiff_t count) {
     constexpr ptrdiff_t STEP = BLOCK::POSITIONS;
     constexpr ptrdiff_t ROUND = ROUND_BYTES<BLOCK>;
-    const uint8_t* end = row + count;
     if (count < STEP) {
-        while (end > row && !is_sync_code(end[-1], end[0])) --end;
-        return end - row - 1;
+        ptrdiff_t i = count - 1;
+        while (i >= 0 && !is_sync_code(row[i], row[i + 1])) --i;
+        return i;
     }
-    const uint64_t near = joined_mask<BLOCK, STEP>(end - STEP);
-    if (near != 0) return end - row - STEP + last_position<BLOCK>(near);
-    end -= STEP;
+    for (ptrdiff_t i = count - 1; i >= count - NEAR_POSITIONS; --i)
+        if (is_sync_code(row[i], row[i + 1])) return i;
+
+    const uint8_t* end = row + (count - NEAR_POSITIONS);
     while (end - row >= ROUND && joined_mask<BLOCK, ROUND>(end - ROUND) == 0) end -= ROUND;
     for (; end - row > STEP; end -= STEP) {
         const uint64_t mask = joined_mask<BLOCK, STEP>(end - STEP);
