@@ -74,46 +74,6 @@ int load_chunk(KELFLACF_FAL* fal, int32_t behind) {
     return count == 0 || count < behind ? KELFLACF_FAL_END : KELFLACF_FAL_OK;
 }
 
-// A block is tested as a whole, without branches, so that compilers make vector code of the loop.
-constexpr int32_t SYNC_BLOCK = 64;
-constexpr int32_t NEAR_BYTES = 8;
-
-bool is_sync_code(const uint8_t* bytes) {
-    return bytes[0] == 0xFF && (bytes[1] & 0xFE) == 0xF8;
-}
-
-bool block_has_sync_code(const uint8_t* block) {
-    uint8_t found = 0;
-    for (int32_t i = 0; i < SYNC_BLOCK; ++i) {
-        found |= static_cast<uint8_t>((block[i] == 0xFF) & ((block[i + 1] & 0xFE) == 0xF8));
-    }
-    return found != 0;
-}
-
-/** The first of `count` positions in a row at which a sync code stands, or `count`. One byte more
-    than `count` is looked at. */
-int32_t find_in_run(const uint8_t* run, int32_t count) {
-    // Where sync codes are dense the next is near, and a whole block would be looked at in vain.
-    const int32_t near = std::min(count, NEAR_BYTES);
-    int32_t at = 0;
-    while (at < near && !is_sync_code(run + at)) ++at;
-    if (at < near) return at;
-    while (at + SYNC_BLOCK <= count && !block_has_sync_code(run + at)) at += SYNC_BLOCK;
-    while (at < count && !is_sync_code(run + at)) ++at;
-    return at;
-}
-
-/** The last of `count` positions in a row, or -1. */
-int32_t find_last_in_run(const uint8_t* run, int32_t count) {
-    const int32_t far = std::max(count - NEAR_BYTES, 0);
-    int32_t end = count;
-    while (end > far && !is_sync_code(run + end - 1)) --end;
-    if (end > far) return end - 1;
-    while (end >= SYNC_BLOCK && !block_has_sync_code(run + end - SYNC_BLOCK)) end -= SYNC_BLOCK;
-    while (end > 0 && !is_sync_code(run + end - 1)) --end;
-    return end - 1;
-}
-
 /** Refill steps until up to `wanted` bytes lie in a row, so that a read makes a few large copies:
     many small ones cost more by their number than by their bytes. To the source it looks like a
     reader that takes each chunk at once: a step depends on `rd` only where the unread bytes wrap,
@@ -123,17 +83,6 @@ void fill_row(KELFLACF_FAL* fal, int32_t wanted) {
     do {
         KELFLACF_FAL_FILL_BUF2(fal, wanted);
     } while (fal->wr > fal->rd && fal->wr - fal->rd < row && fal->eof == 0);
-}
-
-/** The bytes in a row from `offset` to the ring's end. */
-int32_t run_from(const KELFLACF_FAL* fal, int32_t offset) {
-    return fal->size - ring_index(fal, offset);
-}
-
-/** Whether the ring's last byte and its first make a sync code. */
-bool has_sync_code_across_end(const KELFLACF_FAL* fal) {
-    const uint8_t pair[] = {fal->buf[fal->size - 1], fal->buf[0]};
-    return is_sync_code(pair);
 }
 
 uint32_t word_at(const KELFLACF_FAL* fal, int32_t offset) {
@@ -248,30 +197,6 @@ const uint8_t* kelflacf_fal_copy_view(const KELFLACF_FAL* fal, int offset, int c
         scratch[i] = i < there ? fal->buf[ring_index(fal, offset + i)] : uint8_t{0};
     }
     return scratch;
-}
-
-int kelflacf_fal_find_sync_code(const KELFLACF_FAL* fal, int from, int limit) {
-    for (int32_t at = from; at < limit;) {
-        // The last byte of the ring and the first make a pair of their own.
-        const int32_t in_a_row = std::min(run_from(fal, at) - 1, limit - at);
-        const int32_t found = find_in_run(fal->buf + ring_index(fal, at), in_a_row);
-        at += found;
-        if (found < in_a_row) return at;
-        if (at < limit && has_sync_code_across_end(fal)) return at;
-        ++at;
-    }
-    return limit;
-}
-
-int kelflacf_fal_find_last_sync_code(const KELFLACF_FAL* fal, int limit) {
-    const int32_t to_ring_end = std::min(run_from(fal, 0) - 1, limit);
-    if (limit > to_ring_end) {
-        const int32_t wrapped = to_ring_end + 1;  // the offset of the ring's first byte
-        const int32_t found = find_last_in_run(fal->buf, limit - wrapped);
-        if (found >= 0) return wrapped + found;
-        if (has_sync_code_across_end(fal)) return to_ring_end;
-    }
-    return find_last_in_run(fal->buf + fal->rd, to_ring_end);
 }
 
 int kelflacf_fal_read(KELFLACF_FAL* fal, void* dst, int count) {

@@ -120,13 +120,25 @@ inline const uint8_t* kelflacf_fal_view(const KELFLACF_FAL* fal, int offset, int
     return in_one_piece ? fal->buf + at : kelflacf_fal_copy_view(fal, offset, count, scratch);
 }
 
-/** The lowest offset from `from` up to but not with `limit` at which the 15 bits of a frame's sync
-    code stand (RFC 9639, 9.1.1: 0xFF, then 0xF8 or 0xF9), or `limit`, which is at most the buffered
-    count less 1. Reads and consumes nothing. */
-int kelflacf_fal_find_sync_code(const KELFLACF_FAL* fal, int from, int limit);
+/** Bytes in a row, in the ring. */
+struct KELFLACF_FAL_RUN {
+    const uint8_t* bytes;
+    int32_t count;
+};
 
-/** The highest offset below `limit` at which they stand, or -1. */
-int kelflacf_fal_find_last_sync_code(const KELFLACF_FAL* fal, int limit);
+/** All unread bytes where they lie: up to the ring's end, and from its start on. */
+struct KELFLACF_FAL_RUNS {
+    KELFLACF_FAL_RUN first;   ///< Empty only when there are none.
+    KELFLACF_FAL_RUN second;  ///< Empty unless they wrap.
+};
+
+/** The unread bytes. Reads and consumes nothing; valid until the next call. */
+inline KELFLACF_FAL_RUNS kelflacf_fal_runs(const KELFLACF_FAL* fal) {
+    const int32_t buffered = kelflacf_fal_buffered(fal);
+    const int32_t to_ring_end = fal->size - fal->rd;
+    const int32_t first = buffered < to_ring_end ? buffered : to_ring_end;
+    return {{fal->buf + fal->rd, first}, {fal->buf, buffered - first}};
+}
 
 /** Copies up to `count` bytes to `dst` and consumes them. Returns the number copied; fewer than
     `count` means that the data ended. */

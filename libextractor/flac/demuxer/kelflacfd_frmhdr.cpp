@@ -5,6 +5,7 @@
 
 #include "libextractor/flac/demuxer/big_endian.h"
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
+#include "libextractor/flac/demuxer/kelflacfd_sync.h"
 
 namespace {
 
@@ -42,25 +43,50 @@ constexpr uint8_t SUBFRAME_TYPE_VERBATIM = 1;
 constexpr uint8_t SUBFRAME_TYPE_RESERVED = 16;  // types 16 to 31 are reserved: bits 5 and 4 are 01
 constexpr uint8_t SUBFRAME_TYPE_RESERVED_MASK = 0x30;
 
-/** CRC-8 with the polynomial x^8 + x^2 + x + 1, most significant bit first, of each single byte. */
-constexpr std::array<uint8_t, 256> make_crc8_table() {
+constexpr int WORD_BYTES = 8;
+using CRC8_TABLE = std::array<uint8_t, 256>;
+
+/** CRC-8 with the polynomial x^8 + x^2 + x + 1, most significant bit first: table k has that of
+   each byte with k zeros behind it. */
+constexpr std::array<CRC8_TABLE, WORD_BYTES> make_crc8_tables() {
     constexpr uint32_t POLYNOMIAL = 0x07;
-    std::array<uint8_t, 256> table{};
-    for (uint32_t byte = 0; byte < table.size(); ++byte) {
+    std::array<CRC8_TABLE, WORD_BYTES> tables{};
+    for (uint32_t byte = 0; byte < tables[0].size(); ++byte) {
         uint32_t crc = byte;
         for (int bit = 0; bit < 8; ++bit)
             crc = (crc & 0x80) != 0 ? (crc << 1) ^ POLYNOMIAL : crc << 1;
-        table[byte] = static_cast<uint8_t>(crc);
+        tables[0][byte] = static_cast<uint8_t>(crc);
     }
-    return table;
+    for (size_t k = 1; k < tables.size(); ++k) {
+        for (size_t byte = 0; byte < tables[k].size(); ++byte)
+            tables[k][byte] = tables[0][tables[k - 1][byte]];
+    }
+    return tables;
 }
 
-constexpr std::array<uint8_t, 256> CRC8_TABLE = make_crc8_table();
+constexpr std::array<CRC8_TABLE, WORD_BYTES> CRC8_TABLES = make_crc8_tables();
 
-uint8_t crc8(const uint8_t* bytes, int count) {
-    uint8_t crc = 0;
-    for (int i = 0; i < count; ++i) crc = CRC8_TABLE[crc ^ bytes[i]];
-    return crc;
+/** Of the eight bytes of a big-endian word. The look-ups don't wait for each other. */
+uint8_t crc8_of_word(uint64_t word) {
+    const auto part = [word](unsigned k) -> unsigned {
+        return CRC8_TABLES[k][static_cast<uint8_t>(word >> 8 * k)];
+    };
+    return static_cast<uint8_t>(part(0) ^ part(1) ^ part(2) ^ part(3) ^ part(4) ^ part(5) ^
+                                part(6) ^ part(7));
+}
+
+/** The first `count` of eight bytes, 1 to 8, as a word with zeros in front, which a CRC-8 doesn't
+    see. */
+uint64_t first_bytes(const uint8_t* bytes, int count) {
+    return be64(bytes) >> 8 * (WORD_BYTES - count);
+}
+
+/** Whether `count` bytes, 1 to 16, end with the CRC-8 of those before. Sixteen bytes are there. */
+bool ends_with_crc8(const uint8_t* bytes, int count) {
+    if (count <= WORD_BYTES) return crc8_of_word(first_bytes(bytes, count)) == 0;
+    const uint64_t crc = crc8_of_word(be64(bytes));
+    const int rest = count - WORD_BYTES;
+    return crc8_of_word(first_bytes(bytes + WORD_BYTES, rest) ^ (crc << 8 * (rest - 1))) == 0;
 }
 
 /**
@@ -89,15 +115,27 @@ int decode_coded_number(const uint8_t* bytes, uint64_t* number) {
     return 1 + continuations;
 }
 
-int block_size_tail_bytes(uint8_t code) {
+constexpr int block_size_tail_bytes(uint32_t code) {
     if (code == BLOCK_SIZE_8BIT_TAIL) return 1;
     return code == BLOCK_SIZE_16BIT_TAIL ? 2 : 0;
 }
 
-int hz_tail_bytes(uint8_t code) {
+constexpr int hz_tail_bytes(uint32_t code) {
     if (code == HZ_8BIT_TAIL) return 1;
     return code == HZ_16BIT_TAIL || code == HZ_16BIT_TENS_TAIL ? 2 : 0;
 }
+
+/** The bytes between coded number and CRC-8, by the byte that holds both codes. */
+constexpr std::array<uint8_t, 256> make_tail_table() {
+    std::array<uint8_t, 256> table{};
+    for (uint32_t byte = 0; byte < table.size(); ++byte) {
+        table[byte] =
+            static_cast<uint8_t>(block_size_tail_bytes(byte >> 4) + hz_tail_bytes(byte & 0x0F));
+    }
+    return table;
+}
+
+constexpr std::array<uint8_t, 256> TAIL_BYTES = make_tail_table();
 
 int32_t channel_count(uint8_t byte3) {
     if (byte3 < STEREO_FIRST) return (byte3 >> 4) + 1;
@@ -111,30 +149,52 @@ bool is_subframe_header(uint8_t byte) {
     return (type & SUBFRAME_TYPE_RESERVED_MASK) != SUBFRAME_TYPE_RESERVED;
 }
 
-/** check_frm_hdr on bytes in hand, KELFLACFD_HDR_LOOK_BYTES of them. */
-int judge_frm_hdr(const uint8_t* hdr, uint64_t* frm_num, int32_t* hz_code, int32_t* ch,
-                  int32_t* bits_code) {
+/** The offset of a header's CRC-8, or 0 when the coded number is malformed. Stores the number as
+    decode_coded_number does. */
+int crc8_offset(const uint8_t* hdr, uint64_t* frm_num) {
     const int number_bytes = decode_coded_number(hdr + KELFLACFD_SYNC_BYTES, frm_num);
-    if (number_bytes == 0) return KELFLACFD_E_MALFORMED;
-
-    const uint8_t rate = hdr[2] & 0x0F;
-    const uint8_t block_size = hdr[2] >> 4;
-    *hz_code = rate < HZ_8BIT_TAIL ? rate : 0;
-    *ch = channel_count(hdr[3]);
-    *bits_code = (hdr[3] >> 1) & 7;
-
-    const int crc_at = KELFLACFD_SYNC_BYTES + number_bytes + block_size_tail_bytes(block_size) +
-                       hz_tail_bytes(rate);
-    if (crc8(hdr, crc_at) != hdr[crc_at]) return KELFLACFD_E_MALFORMED;
-    return is_subframe_header(hdr[crc_at + 1]) ? KELFLACFD_OK : KELFLACFD_E_MALFORMED;
+    return number_bytes > 0 ? KELFLACFD_SYNC_BYTES + number_bytes + TAIL_BYTES[hdr[2]] : 0;
 }
 
-/** Both tests on what the reader holds at an offset. */
-bool is_header_at(const KELFLACF_FAL* fal, int at, KELFLACFD_FRM_HDR* hdr) {
+/** What stands from the CRC-8 on; the look at the subframe is the cheaper one. */
+bool is_sound(const uint8_t* hdr, int crc_at) {
+    return is_subframe_header(hdr[crc_at + 1]) && ends_with_crc8(hdr, crc_at + 1);
+}
+
+int32_t hz_code_of(const uint8_t* hdr) {
+    const uint8_t code = hdr[2] & 0x0F;
+    return code < HZ_8BIT_TAIL ? code : 0;
+}
+
+int32_t bits_code_of(const uint8_t* hdr) {
+    return (hdr[3] >> 1) & 7;
+}
+
+/** All tests, on KELFLACFD_HDR_LOOK_BYTES bytes in hand. */
+bool is_header(const uint8_t* bytes, KELFLACFD_FRM_HDR* hdr) {
+    if (!check_frm_sync(be32(bytes))) return false;
+    const int crc_at = crc8_offset(bytes, &hdr->frm_num);
+    if (crc_at == 0 || !is_sound(bytes, crc_at)) return false;
+    hdr->hz_code = hz_code_of(bytes);
+    hdr->ch = channel_count(bytes[3]);
+    hdr->bits_code = bits_code_of(bytes);
+    return true;
+}
+
+/** All tests where the bytes don't lie in one piece. */
+bool is_scattered_header(const KELFLACF_FAL* fal, int at, KELFLACFD_FRM_HDR* hdr) {
     uint8_t scratch[KELFLACFD_HDR_LOOK_BYTES];
-    const uint8_t* b = kelflacf_fal_view(fal, at, KELFLACFD_HDR_LOOK_BYTES, scratch);
-    return check_frm_sync(be32(b)) &&
-           judge_frm_hdr(b, &hdr->frm_num, &hdr->hz_code, &hdr->ch, &hdr->bits_code) == 0;
+    return is_header(kelflacf_fal_copy_view(fal, at, KELFLACFD_HDR_LOOK_BYTES, scratch), hdr);
+}
+
+/** All tests on what the reader holds at an offset. */
+bool is_header_at(const KELFLACF_FAL* fal, const KELFLACF_FAL_RUNS& runs, int at,
+                  KELFLACFD_FRM_HDR* hdr) {
+    const bool in_first = at < runs.first.count;
+    const KELFLACF_FAL_RUN& run = in_first ? runs.first : runs.second;
+    const int offset = in_first ? at : at - runs.first.count;
+    if (run.count - offset < KELFLACFD_HDR_LOOK_BYTES) return is_scattered_header(fal, at, hdr);
+    return is_header(run.bytes + offset, hdr);
 }
 
 }  // namespace
@@ -150,22 +210,29 @@ int check_frm_hdr(KELFLACF_FAL* fal, int offset, uint64_t* frm_num, int32_t* hz_
     KELFLACF_FAL_FILL_BUF2(fal, 1);
     uint8_t scratch[KELFLACFD_HDR_LOOK_BYTES];
     const uint8_t* hdr = kelflacf_fal_view(fal, offset, KELFLACFD_HDR_LOOK_BYTES, scratch);
-    return judge_frm_hdr(hdr, frm_num, hz_code, ch, bits_code);
+    const int crc_at = crc8_offset(hdr, frm_num);
+    if (crc_at == 0) return KELFLACFD_E_MALFORMED;
+    *hz_code = hz_code_of(hdr);
+    *ch = channel_count(hdr[3]);
+    *bits_code = bits_code_of(hdr);
+    return is_sound(hdr, crc_at) ? KELFLACFD_OK : KELFLACFD_E_MALFORMED;
 }
 
 int find_frm_hdr(const KELFLACF_FAL* fal, int from, int buffered, KELFLACFD_FRM_HDR* hdr) {
+    const KELFLACF_FAL_RUNS runs = kelflacf_fal_runs(fal);
     const int limit = buffered - (KELFLACFD_SYNC_BYTES - 1);
     for (int at = from; at < limit; ++at) {
-        at = kelflacf_fal_find_sync_code(fal, at, limit);
-        if (at < limit && is_header_at(fal, at, hdr)) return at;
+        at = find_sync_code(runs, at, limit);
+        if (at < limit && is_header_at(fal, runs, at, hdr)) return at;
     }
     return buffered;
 }
 
 int find_last_frm_hdr(const KELFLACF_FAL* fal, int buffered, KELFLACFD_FRM_HDR* hdr) {
+    const KELFLACF_FAL_RUNS runs = kelflacf_fal_runs(fal);
     for (int at = buffered - 1; at > 0;) {
-        at = kelflacf_fal_find_last_sync_code(fal, at);
-        if (at >= 0 && is_header_at(fal, at, hdr)) return at;
+        at = find_last_sync_code(runs, at);
+        if (at >= 0 && is_header_at(fal, runs, at, hdr)) return at;
     }
     return -1;
 }

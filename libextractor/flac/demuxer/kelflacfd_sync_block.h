@@ -1,0 +1,110 @@
+// The sync code of a frame header (RFC 9639, 9.1.1: 0xFF, then 0xF8 or 0xF9), looked for at many
+// positions at once.
+//
+// There is one type of block for each instruction set that devices have, and one for the rest. All
+// of them answer alike. Which one a build takes is settled at compile time, and none of them relies
+// on the compiler to make vector code of a loop.
+//
+// A block looks at POSITIONS positions in a row, and so at POSITIONS + 1 bytes. Its HITS tell where
+// a code stands; either() joins those of two blocks, for a look at more bytes with one branch.
+// mask() has BITS bits for each position, the first position's lowest: not all 0 where a code
+// stands, else all 0.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#elif defined(__ARM_NEON) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+#define KELFLACFD_HAS_NEON 1
+#include <arm_neon.h>
+#endif
+
+constexpr uint8_t SYNC_BYTE_1 = 0xFF;
+constexpr uint8_t SYNC_BYTE_2 = 0xF8;
+constexpr uint8_t SYNC_BYTE_2_MASK = 0xFE;  // the lowest bit is the blocking strategy
+
+constexpr bool is_sync_code(uint8_t byte_1, uint8_t byte_2) {
+    return byte_1 == SYNC_BYTE_1 && (byte_2 & SYNC_BYTE_2_MASK) == SYNC_BYTE_2;
+}
+
+/** Eight positions in a word, for machines of any kind. */
+struct KELFLACFD_SYNC_BLOCK_WORD {
+    using HITS = uint64_t;  // the top bit of a position's byte
+    static constexpr int POSITIONS = 8;
+    static constexpr int BITS = 8;
+
+    static constexpr uint64_t EACH_BYTE = 0x0101010101010101;
+    static constexpr uint64_t LOW_7_BITS = 0x7F * EACH_BYTE;
+
+    /** The bytes as a number, the first one lowest. */
+    static uint64_t word_at(const uint8_t* bytes) {
+        uint64_t word = 0;
+        memcpy(&word, bytes, sizeof(word));
+        return __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? __builtin_bswap64(word) : word;
+    }
+    static HITS hits(const uint8_t* bytes) {
+        const uint64_t off_1 = word_at(bytes) ^ SYNC_BYTE_1 * EACH_BYTE;
+        const uint64_t off_2 = word_at(bytes + 1) ^ SYNC_BYTE_2 * EACH_BYTE;
+        const uint64_t off = off_1 | (off_2 & SYNC_BYTE_2_MASK * EACH_BYTE);
+        // A byte that is not 0 has its top bit set here. No sum leaves its byte.
+        const uint64_t misses = ((off & LOW_7_BITS) + LOW_7_BITS) | off;
+        return ~(misses | LOW_7_BITS);
+    }
+    static HITS either(HITS a, HITS b) { return a | b; }
+    static uint64_t mask(HITS hits) { return hits; }
+};
+
+#if defined(__SSE2__)
+
+/** Every x86-64. */
+struct KELFLACFD_SYNC_BLOCK_SSE2 {
+    using HITS = __m128i;  // all bits of a position's byte
+    static constexpr int POSITIONS = 16;
+    static constexpr int BITS = 1;
+
+    static __m128i load(const uint8_t* bytes) {
+        return _mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(bytes)));
+    }
+    static __m128i each(uint8_t byte) { return _mm_set1_epi8(static_cast<char>(byte)); }
+
+    static HITS hits(const uint8_t* bytes) {
+        const __m128i masked_2 = _mm_and_si128(load(bytes + 1), each(SYNC_BYTE_2_MASK));
+        return _mm_and_si128(_mm_cmpeq_epi8(load(bytes), each(SYNC_BYTE_1)),
+                             _mm_cmpeq_epi8(masked_2, each(SYNC_BYTE_2)));
+    }
+    static HITS either(HITS a, HITS b) { return _mm_or_si128(a, b); }
+    static uint64_t mask(HITS hits) { return static_cast<uint32_t>(_mm_movemask_epi8(hits)); }
+};
+
+using KELFLACFD_SYNC_BLOCK = KELFLACFD_SYNC_BLOCK_SSE2;
+
+#elif defined(KELFLACFD_HAS_NEON)
+
+/** Every 64-bit Arm, and the 32-bit ones that the build says have it. */
+struct KELFLACFD_SYNC_BLOCK_NEON {
+    using HITS = uint8x16_t;  // all bits of a position's byte
+    static constexpr int POSITIONS = 16;
+    static constexpr int BITS = 4;
+
+    static HITS hits(const uint8_t* bytes) {
+        const uint8x16_t masked_2 = vandq_u8(vld1q_u8(bytes + 1), vdupq_n_u8(SYNC_BYTE_2_MASK));
+        return vandq_u8(vceqq_u8(vld1q_u8(bytes), vdupq_n_u8(SYNC_BYTE_1)),
+                        vceqq_u8(masked_2, vdupq_n_u8(SYNC_BYTE_2)));
+    }
+    static HITS either(HITS a, HITS b) { return vorrq_u8(a, b); }
+    static uint64_t mask(HITS hits) {
+        // Of each pair of bytes the middle 8 bits stay.
+        const uint8x8_t halves = vshrn_n_u16(vreinterpretq_u16_u8(hits), 4);
+        return vget_lane_u64(vreinterpret_u64_u8(halves), 0);
+    }
+};
+
+using KELFLACFD_SYNC_BLOCK = KELFLACFD_SYNC_BLOCK_NEON;
+
+#else
+
+using KELFLACFD_SYNC_BLOCK = KELFLACFD_SYNC_BLOCK_WORD;
+
+#endif

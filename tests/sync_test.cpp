@@ -1,0 +1,77 @@
+// The search for sync codes with each type of block that this machine can run, against a look at
+// one position after another.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "libextractor/flac/demuxer/kelflacfd_sync.h"
+#include "tools/streams/stream_builder.h"
+
+namespace kelflac_test {
+
+using kelflac_streams::Bytes;
+
+/** Searches bytes of which the first `cut` stand at the ring's end and the others at its start:
+    forward from each place and up to each, and backward from each, so that every length comes with
+    every alignment. Each run has memory of its own, so that a look beyond it is found out. */
+template <typename BLOCK>
+static void Compare(const Bytes& bytes, size_t cut) {
+    const auto middle = bytes.begin() + static_cast<ptrdiff_t>(cut);
+    const Bytes first(bytes.begin(), middle), second(middle, bytes.end());
+    const KELFLACF_FAL_RUNS runs = {{first.data(), static_cast<int32_t>(first.size())},
+                                    {second.data(), static_cast<int32_t>(second.size())}};
+    const auto limit = static_cast<int>(bytes.size()) - 1;
+    std::vector<int> codes;
+    for (int at = 0; at < limit; ++at) {
+        const uint8_t* const pair = &bytes[static_cast<size_t>(at)];
+        if (pair[0] == 0xFF && (pair[1] == 0xF8 || pair[1] == 0xF9)) codes.push_back(at);
+    }
+    for (int place = 0; place <= limit; ++place) {
+        const auto next = std::lower_bound(codes.begin(), codes.end(), place);
+        ASSERT_EQ(sync_search::find<BLOCK>(runs, place, limit), next != codes.end() ? *next : limit)
+            << "from " << place << " of " << testing::PrintToString(bytes) << " cut at " << cut;
+        ASSERT_EQ(sync_search::find<BLOCK>(runs, 0, place),
+                  codes.empty() ? place : std::min(codes[0], place))
+            << "up to " << place << " of " << testing::PrintToString(bytes) << " cut at " << cut;
+        ASSERT_EQ(sync_search::find_last<BLOCK>(runs, place), next != codes.begin() ? next[-1] : -1)
+            << "below " << place << " of " << testing::PrintToString(bytes) << " cut at " << cut;
+    }
+}
+
+/** A code at each place among bytes that are half of one, cut at each place. */
+template <typename BLOCK>
+static void CompareEveryPlace() {
+    constexpr size_t kSize = sync_search::ROUND_BYTES<BLOCK> + 3 * BLOCK::POSITIONS;
+    for (size_t place = 0; place + 1 < kSize; ++place) {
+        Bytes bytes(kSize, 0xFF);
+        bytes[place + 1] = 0xF9;
+        for (size_t cut = 1; cut <= kSize; ++cut) Compare<BLOCK>(bytes, cut);
+    }
+}
+
+/** Each pair of bytes among such as nearly are a code. */
+template <typename BLOCK>
+static void CompareEveryPair() {
+    constexpr size_t kSize = 2 * BLOCK::POSITIONS + 3;
+    constexpr uint8_t kNearMisses[] = {0xFE, 0xF8, 0x7F, 0xFF, 0xFA, 0xFF, 0xF7, 0x01, 0xF9, 0x00};
+    Bytes bytes(kSize);
+    for (size_t pair = 0; pair < 0x10000; ++pair) {
+        const size_t place = pair % (kSize - 1);
+        for (size_t i = 0; i < kSize; ++i) bytes[i] = kNearMisses[(pair + i) % sizeof(kNearMisses)];
+        bytes[place] = static_cast<uint8_t>(pair >> 8);
+        bytes[place + 1] = static_cast<uint8_t>(pair);
+        Compare<BLOCK>(bytes, pair % 3 == 0 ? place + 1 : kSize);
+    }
+}
+
+TEST(SyncSearch, BlocksOfThisMachine) {
+    CompareEveryPlace<KELFLACFD_SYNC_BLOCK>();
+    CompareEveryPair<KELFLACFD_SYNC_BLOCK>();
+}
+
+TEST(SyncSearch, BlocksOfAnyMachine) {
+    CompareEveryPlace<KELFLACFD_SYNC_BLOCK_WORD>();
+    CompareEveryPair<KELFLACFD_SYNC_BLOCK_WORD>();
+}
+
+}  // namespace kelflac_test
