@@ -57,13 +57,13 @@ TEST(Hostile, EveryMarkerAndEveryEnd) {
 
 static thread_local size_t looked_at, searches;
 
-// The linker turns calls of find_sync_code into calls of the second.
+// The linker turns calls of find_far_sync_code into calls of the second.
 using Find = int(const KELFLACF_FAL_RUNS& runs, int from, int limit);
-extern "C" Find __real__Z14find_sync_codeRK17KELFLACF_FAL_RUNSii,
-    __wrap__Z14find_sync_codeRK17KELFLACF_FAL_RUNSii;
-int __wrap__Z14find_sync_codeRK17KELFLACF_FAL_RUNSii(const KELFLACF_FAL_RUNS& runs, int from,
-                                                     int limit) {
-    const int at = __real__Z14find_sync_codeRK17KELFLACF_FAL_RUNSii(runs, from, limit);
+extern "C" Find __real__Z18find_far_sync_codeRK17KELFLACF_FAL_RUNSii,
+    __wrap__Z18find_far_sync_codeRK17KELFLACF_FAL_RUNSii;
+int __wrap__Z18find_far_sync_codeRK17KELFLACF_FAL_RUNSii(const KELFLACF_FAL_RUNS& runs, int from,
+                                                         int limit) {
+    const int at = __real__Z18find_far_sync_codeRK17KELFLACF_FAL_RUNSii(runs, from, limit);
     looked_at += static_cast<size_t>(at - from + 1);
     searches++;
     return at;
