@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 
 #include "libextractor/flac/demuxer/kelflacfd_sync.h"
 #include "tools/streams/stream_builder.h"
@@ -28,13 +29,17 @@ static void Compare(const Bytes& bytes, size_t cut) {
     }
     for (int place = 0; place <= limit; ++place) {
         const auto next = std::lower_bound(codes.begin(), codes.end(), place);
-        ASSERT_EQ(sync_search::find<BLOCK>(runs, place, limit), next != codes.end() ? *next : limit)
-            << "from " << place << " of " << testing::PrintToString(bytes) << " cut at " << cut;
-        ASSERT_EQ(sync_search::find<BLOCK>(runs, 0, place),
-                  codes.empty() ? place : std::min(codes[0], place))
-            << "up to " << place << " of " << testing::PrintToString(bytes) << " cut at " << cut;
-        ASSERT_EQ(sync_search::find_last<BLOCK>(runs, place), next != codes.begin() ? next[-1] : -1)
-            << "below " << place << " of " << testing::PrintToString(bytes) << " cut at " << cut;
+        const int from = next != codes.end() ? *next : limit;
+        const int up_to = codes.empty() ? place : std::min(codes[0], place);
+        const int below = next != codes.begin() ? next[-1] : -1;
+        const std::array<int, 5> found = {sync_search::find_far<BLOCK>(runs, place, limit),
+                                          sync_search::find_far<BLOCK>(runs, 0, place),
+                                          sync_search::find_last<BLOCK>(runs, place),
+                                          find_sync_code(runs, place, limit),
+                                          find_sync_code(runs, 0, place)};
+        ASSERT_EQ(found, (std::array<int, 5>{from, up_to, below, from, up_to}))
+            << "from, up to and below place " << place << " of " << testing::PrintToString(bytes)
+            << " cut at " << cut;
     }
 }
 

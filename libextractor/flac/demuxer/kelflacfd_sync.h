@@ -1,4 +1,4 @@
-// Where in the reader's ring the sync code of a frame header stands.
+// Where among the reader's bytes the sync code of a frame header stands.
 #pragma once
 
 #include <algorithm>
@@ -7,27 +7,25 @@
 #include "libextractor/flac/demuxer/kelflacf_fal.h"
 #include "libextractor/flac/demuxer/kelflacfd_sync_block.h"
 
-/** The lowest offset from `from` up to but not with `limit` at which a sync code stands, or
-    `limit`, which is at most the count of the bytes less 1. Offsets count from the first run's
-    first byte. */
-int find_sync_code(const KELFLACF_FAL_RUNS& runs, int from, int limit);
-
-/** The highest offset below `limit` at which one stands, or -1. */
+/** The highest offset below `limit` at which a sync code stands, or -1. Offsets count from the
+    first run's first byte, and `limit` is at most the count of all bytes less 1. */
 int find_last_sync_code(const KELFLACF_FAL_RUNS& runs, int limit);
 
-// Both searches with any type of block, for the two above and for tests that compare the types.
+/** find_sync_code for any distance. */
+int find_far_sync_code(const KELFLACF_FAL_RUNS& runs, int from, int limit);
 
+// The searches with any type of block, for those above and for tests that compare the types.
 namespace sync_search {
+
+/** Positions that are looked at one by one, in the caller's own loop. Where codes are dense the
+   next is near, and its distance is foreseen sooner than a mask tells it. */
+constexpr int NEAR_POSITIONS = 8;
 
 /** Bytes that are looked at with one branch where no code stands. */
 template <typename BLOCK>
 constexpr ptrdiff_t ROUND_BYTES = ptrdiff_t{4} * BLOCK::POSITIONS;
 
-/** Positions that are looked at one by one. Where codes are dense the next is near, and its
-   distance is foreseen sooner than a mask tells it. */
-constexpr ptrdiff_t NEAR_POSITIONS = 8;
-
-/** The hits of a block or of more, joined. */
+/** The hits of a block, or those of several, joined. */
 template <typename BLOCK, ptrdiff_t BYTES>
 typename BLOCK::HITS joined_hits(const uint8_t* bytes) {
     if constexpr (BYTES == BLOCK::POSITIONS) {
@@ -59,16 +57,12 @@ template <typename BLOCK>
 ptrdiff_t find_in_row(const uint8_t* row, ptrdiff_t count) {
     constexpr ptrdiff_t STEP = BLOCK::POSITIONS;
     constexpr ptrdiff_t ROUND = ROUND_BYTES<BLOCK>;
-    static_assert(NEAR_POSITIONS <= STEP);
     if (count < STEP) {
         ptrdiff_t i = 0;
         while (i < count && !is_sync_code(row[i], row[i + 1])) ++i;
         return i;
     }
-    for (ptrdiff_t i = 0; i < NEAR_POSITIONS; ++i)
-        if (is_sync_code(row[i], row[i + 1])) return i;
-
-    const uint8_t* at = row + NEAR_POSITIONS;
+    const uint8_t* at = row;
     const uint8_t* const end = row + count;
     while (end - at >= ROUND && joined_mask<BLOCK, ROUND>(at) == 0) at += ROUND;
     for (; end - at > STEP; at += STEP) {
@@ -90,10 +84,7 @@ ptrdiff_t find_last_in_row(const uint8_t* row, ptrdiff_t count) {
         while (i >= 0 && !is_sync_code(row[i], row[i + 1])) --i;
         return i;
     }
-    for (ptrdiff_t i = count - 1; i >= count - NEAR_POSITIONS; --i)
-        if (is_sync_code(row[i], row[i + 1])) return i;
-
-    const uint8_t* end = row + (count - NEAR_POSITIONS);
+    const uint8_t* end = row + count;
     while (end - row >= ROUND && joined_mask<BLOCK, ROUND>(end - ROUND) == 0) end -= ROUND;
     for (; end - row > STEP; end -= STEP) {
         const uint64_t mask = joined_mask<BLOCK, STEP>(end - STEP);
@@ -109,7 +100,7 @@ inline bool is_code_across(const KELFLACF_FAL_RUNS& runs) {
 }
 
 template <typename BLOCK>
-int find(const KELFLACF_FAL_RUNS& runs, int from, int limit) {
+int find_far(const KELFLACF_FAL_RUNS& runs, int from, int limit) {
     const int across = runs.first.count - 1;
     if (from < across) {
         const int end = std::min(across, limit);
@@ -137,3 +128,18 @@ int find_last(const KELFLACF_FAL_RUNS& runs, int limit) {
 }
 
 }  // namespace sync_search
+
+/** The lowest offset from `from` up to but not with `limit` at which a sync code stands, or
+    `limit`. Offsets and `limit` as those of find_last_sync_code; `from` is at most `limit`. */
+inline int find_sync_code(const KELFLACF_FAL_RUNS& runs, int from, int limit) {
+    const bool in_first = from < runs.first.count;
+    const KELFLACF_FAL_RUN& run = in_first ? runs.first : runs.second;
+    const int offset = in_first ? from : from - runs.first.count;
+    constexpr int NEAR = sync_search::NEAR_POSITIONS;
+    if (run.count - offset > NEAR && limit - from >= NEAR) {
+        const uint8_t* const row = run.bytes + offset;
+        for (int i = 0; i < NEAR; ++i)
+            if (is_sync_code(row[i], row[i + 1])) return from + i;
+    }
+    return find_far_sync_code(runs, from, limit);
+}
