@@ -1,431 +1,231 @@
-#!/usr/bin/env python3
-"""Measures in rounds, prints one table, and writes docs/performance.md and its plots."""
+"""Measures in rounds, prints a table, and puts it into docs/performance.md."""
 import argparse
+import itertools
+import json
 import math
 import os
 import pathlib
+import platform
+import random
+import re
+import statistics
 import subprocess
 import sys
+from collections import defaultdict
 from dataclasses import dataclass
 
-from rounds import HONEST_KINDS, HOSTILE_KINDS, OPENINGS, Plan, measure, median, quartiles
-
-STREAM_NAMES = {"16-44": "16/44.1 stereo", "24-96": "24/96 stereo", "24-192x6": "24/192, 6 channels"}
-READ_NAMES = {
-    "copies": "two copies",
-    "memchr": "two copies, memchr",
-    "pairs": "two copies, pair search",
-    "searched": "demuxer, searched",
-    "plugin": "plug-in, searched",
-    "fixed": "demuxer, fixed-size",
-    "peer": "libavformat",
-}
-READ_LIMITS = {"searched": ["memchr", "pairs"], "plugin": ["searched"], "fixed": ["copies"]}
-TIMED_NAMES = {"demuxer": "demuxer", "copy": "copy", "peer": "libavformat"}
-CLOSE = 1.1  # within a tenth of a target counts as met
-FAR_OFF = 2.0  # beyond it something is broken, unless the machine is very busy
-EXIT_FAR_OFF = 3
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+BUILD, DOCUMENT = ROOT / "build/bench", ROOT / "docs/performance.md"
+MIN_SECONDS = 0.05  # for each figure
+FAR_OFF, EXIT_FAR_OFF = 2.0, 3  # beyond that factor something is broken, or the machine very busy
+# Whether large blocks of memory have been in use before, or come fresh from the system.
+USED_PAGES = {"MALLOC_MMAP_MAX_": "0", "MALLOC_TRIM_THRESHOLD_": str(1 << 30)}
+FRESH_PAGES = {"MALLOC_MMAP_THRESHOLD_": str(128 << 10)}
 
 
 @dataclass
-class Row:
-    section: str
-    case: str
-    what: str
-    value: str
-    spread: str
-    limit: str = ""
-    peer: str = ""
+class Check:
+    """What is set beside what of the same stream, or of each that a pattern finds. The ratio is one
+    of speeds where it is wanted to be "at least" a number, else of costs."""
+    names: str  # a pattern of group/stream/what
+    over: str
+    wanted: str = ""
+    growth: bool = False  # what counts is the exponent by which the cost grows with the size
+    column: str = ""  # its title in the table of compilers, if it is there
+
+    def pairs(self, names):
+        for name in names:
+            group, stream, what, *size = name.split("/")
+            over = "/".join([group, stream, self.over, *size])
+            if over in names and over != name:
+                if re.fullmatch(self.names, f"{group}/{stream}/{what}"):
+                    yield name, over
+
+    def shortfall(self, ratio):
+        """1 at the bound, less when the target is more than met, 0 without one."""
+        bound = float(self.wanted.split()[-1]) if self.wanted else math.inf
+        return bound / ratio if "least" in self.wanted else ratio / bound
 
 
-@dataclass
-class Target:
-    what: str
-    values: list
-    bound: float
-    at_least: bool  # else at most
-
-    def shortfall(self):
-        """1 at the bound, below it when the target is more than met."""
-        value = median(self.values)
-        return self.bound / value if self.at_least else value / self.bound
-
-    def verdict(self):
-        if self.shortfall() <= 1:
-            return "met"
-        return "within 10 %" if self.shortfall() <= CLOSE else "**missed**"
-
-
-def gigabytes(record):
-    return record["bytes_per_second"] / 1e9
+CHECKS = [
+    Check("music/.*/searched reads", "two copies and a look", "at least 0.85", column="searched"),
+    Check("music/.*/searched reads", "libavformat's reads", "at least 4", column="of libavformat"),
+    Check("music/.*/plug-in's reads", "searched reads", "at least 0.8"),
+    Check("music/.*/fixed-size reads", "two copies", "at least 0.85", column="fixed-size"),
+    Check("music/.*/seeks", "copies of seeks", "at most 1.5", column="seek"),
+    Check("music/.*/seeks", "fastest build's seeks", "at most 1.3", column="of the fastest"),
+    Check("music/.*/seeks", "libavformat's seeks", "at least 6"),
+    Check("open/tagged.*/open", "copy", "at most 1.5", column="open"),
+    Check("open/(bare|untimed)/open", "copy"),
+    Check("open/bare/open", "libavformat", "at least 10"),
+    Check("dense/.*/searched reads", "copies and calls", "at most 6", column="hostile"),
+    Check("hostile/.*/searched reads", "copies and calls"),
+    Check("(dense|hostile)/.*", "copies and calls", "at most 1.1", growth=True),
+    Check("seek/.*", "music"),
+    Check("arm/aarch64 .*/search", "an instruction a byte", "at most 0.8"),
+    Check("arm/.*/search", "memchr"),
+]
 
 
-def microseconds_per_seek(record):
-    return 1e6 / record["items_per_second"]
+def call(command, **variables):
+    return subprocess.run(command, cwd=BUILD, env={**os.environ, **variables}, check=True,
+                          capture_output=True, text=True).stdout
 
 
-def microseconds(record):
-    return record["cpu_time"] / 1e3  # the program reports nanoseconds
+def run(program, names, rounds, times, pages):
+    """Costs by name, one for each round: the middle one of several `times`, in a changing order."""
+    pattern = "|".join(re.sub(r"([.+()])", r"[\1]", name) for name in names)
+    done = call([program, f"--benchmark_filter=^({pattern})$", "--benchmark_format=json",
+                 f"--benchmark_min_time={MIN_SECONDS}", f"--benchmark_repetitions={rounds * times}",
+                 "--benchmark_enable_random_interleaving=true"], **pages)
+    costs = defaultdict(list)
+    for record in json.loads(done)["benchmarks"]:
+        if record["run_type"] == "iteration":
+            rate = record.get("bytes_per_second") or record["items_per_second"]
+            costs[record["run_name"]].append(1 / rate)
+    return {name: [sorted(costs[name][at:at + times])[times // 2]
+                   for at in range(0, rounds * times, times)] for name in names}
 
 
-def milliseconds(record):
-    return record["cpu_time"]  # and for hostile streams milliseconds
+def measure(programs, checks, rounds):
+    """For each program costs by name, one for each round. What the checks want of a stream is
+    measured in a process of its own. Where streams take long to make, one process measures all
+    rounds, unless there are several programs to set beside each other."""
+    results = {program: defaultdict(list) for program in programs}
+    for number in range(rounds):
+        print(f"round {number + 1} of {rounds}", file=sys.stderr)
+        for program in random.sample(programs, len(programs)):
+            names = call([program, "--benchmark_list_tests"]).splitlines()
+            wanted = {name for check in checks for pair in check.pairs(names) for name in pair}
+            streams = defaultdict(list)
+            for name in filter(wanted.__contains__, names):
+                streams["/".join(name.split("/")[:2])].append(name)
+            for stream, here in streams.items():
+                found = fresh = {}
+                if stream.startswith(("music/", "open/")) or len(programs) > 1:
+                    found = run(program, here, 1, 3, USED_PAGES)
+                elif number == 0:
+                    of_all = 3 if stream.startswith("seek/") else rounds
+                    found = run(program, here, of_all, 1, USED_PAGES)
+                if stream == "open/tagged" and len(programs) == 1:
+                    fresh = run(program, here, 1, 3, FRESH_PAGES)
+                for name, costs in found.items():
+                    results[program][name] += costs
+                for name, costs in fresh.items():
+                    results[program][name.replace("tagged", "tagged, fresh pages")] += costs
+    return results
+
+
+def count_steps():
+    """Instructions for a byte of quiet data, by name: what more bytes add, under an emulator that
+    writes a line for each instruction."""
+    costs, size, log = {}, 1 << 16, BUILD / "steps.log"
+    for arch, build, what in itertools.product(("aarch64", "armhf"), ("plain", "device"),
+                                               ("search", "memchr")):
+        steps = []
+        for count in (size, 2 * size):
+            call([f"qemu-{arch.removesuffix('hf')}-static", "-singlestep", "-d", "exec,nochain",
+                  "-D", log, BUILD / arch / f"bin/kelflac_steps_{build}", what, str(count)])
+            steps.append(log.read_bytes().count(b"\n"))
+        costs[f"arm/{arch} {build}/{what}"] = [(steps[1] - steps[0]) / size]
+        costs[f"arm/{arch} {build}/an instruction a byte"] = [1]
+    return costs
 
 
 def figure(value):
-    """Three digits that mean something."""
-    return f"{value:.{max(0, 2 - math.floor(math.log10(value)))}f}"
-
-
-def spread(values):
-    return " - ".join(map(figure, quartiles(values)))
-
-
-def ratio(results, above, below, read):
-    return median(results.ratios(above, below, read))
-
-
-def read_rows(results, plan):
-    for stream in plan.streams:
-        for variant, what in READ_NAMES.items():
-            name = f"read/{stream}/{variant}"
-            if not results.has(name):
-                continue
-            values = results.values(name, gigabytes)
-            row = Row("reading, GB/s", STREAM_NAMES[stream], what, figure(median(values)),
-                      spread(values))
-            limits = [(limit, ratio(results, name, f"read/{stream}/{limit}", gigabytes))
-                      for limit in READ_LIMITS.get(variant, [])]
-            row.limit = ", ".join(f"{value:.2f} of {limit}" for limit, value in limits)
-            peer = f"read/{stream}/peer"
-            if results.has(peer) and variant in READ_LIMITS:
-                row.peer = f"{ratio(results, name, peer, gigabytes):.1f} x"
-            yield row
-
-
-def timed_rows(results, section, group, cases, read):
-    """Openings and seeks: a time, beside that of the copy and the peer's."""
-    for case, case_name in cases.items():
-        for variant, what in TIMED_NAMES.items():
-            name = f"{group}/{case}/{variant}"
-            if not results.has(name):
-                continue
-            values = results.values(name, read)
-            row = Row(section, case_name, what, figure(median(values)), spread(values))
-            if variant == "demuxer":
-                copy, peer = f"{group}/{case}/copy", f"{group}/{case}/peer"
-                row.limit = f"{ratio(results, name, copy, read):.2f} x copy"
-                if results.has(peer):
-                    row.peer = f"{ratio(results, peer, name, read):.1f} x"
-            yield row
-
-
-def hostile_medians(results, plan, kind_and_ring):
-    return [median(results.values(f"hostile/{kind_and_ring}/{mib}", milliseconds))
-            for mib in plan.sizes]
-
-
-def growth_exponent(sizes, times):
-    """The slope of a straight line through the points, both axes logarithmic."""
-    xs, ys = [math.log(size) for size in sizes], [math.log(time) for time in times]
-    mean_x, mean_y = sum(xs) / len(xs), sum(ys) / len(ys)
-    over = sum((x - mean_x) * (y - mean_y) for x, y in zip(xs, ys))
-    return over / sum((x - mean_x) ** 2 for x in xs)
-
-
-def peer_hostile(results, plan, kind):
-    """The peer's time, or how far it came in the time that it was given; empty without it."""
-    name = f"hostile/{kind}/peer/{plan.peer_size}"
-    if not results.has(name):
-        return ""
-    time = figure(median(results.values(name, milliseconds)))
-    stopped = [record for record in results.records[name] if record["was_stopped"]]
-    if not stopped:
-        return time
-    reached = median([record["source_bytes"] for record in stopped]) / 2**20
-    return f"stopped after {reached:.1f} MiB: {time}"
-
-
-def hostile_lines(results, plan):
-    """Kind, ring, a time for each size, growth exponent, the peer's time."""
-    def line(kind, ring, times, peer):
-        exponent = f"{growth_exponent(plan.sizes, times):.2f}"
-        return [kind, ring, *map(figure, times), exponent, peer]
-
-    yield line("random bytes", "two copies, pair search", hostile_medians(results, plan, "limit"),
-               "")
-    for kind in HOSTILE_KINDS:
-        for ring in plan.rings:
-            times = hostile_medians(results, plan, f"{kind}/{ring}")
-            peer = peer_hostile(results, plan, kind) if ring == plan.rings[0] else ""
-            yield line(kind, ring, times, peer)
-
-
-def hostile_titles(plan):
-    return ["bytes", "", *(f"{mib} MiB" for mib in plan.sizes), "exponent",
-            f"libavformat, {plan.peer_size} MiB"]
-
-
-def hostile_rows(results, plan):
-    """The same for the one table: the spread is that of the largest size."""
-    for kind, ring, *times, exponent, peer in hostile_lines(results, plan):
-        name = f"{kind}/{ring}" if ring in plan.rings else "limit"
-        last = results.values(f"hostile/{name}/{plan.sizes[-1]}", milliseconds)
-        yield Row(f"hostile, ms at {', '.join(map(str, plan.sizes))} MiB", kind, ring,
-                  ", ".join(times), spread(last), f"exponent {exponent}", peer)
-
-
-def hostile_seek_lines(results, plan):
-    """Kind, and for each ring the time and its ratio to each honest stream's."""
-    def time(kind, ring):
-        return median(results.values(f"hostile-seek/{kind}/{ring}", milliseconds))
-
-    for kind in [*HONEST_KINDS, *HOSTILE_KINDS]:
-        cells = []
-        for ring in plan.rings:
-            cells.append(figure(time(kind, ring)))
-            cells += [figure(time(kind, ring) / time(honest, ring)) for honest in HONEST_KINDS]
-        yield [kind, *cells]
-
-
-def hostile_seek_titles(plan):
-    return ["bytes", *(title for ring in plan.rings
-                       for title in (f"{ring}, ms", *(f"times {kind}" for kind in HONEST_KINDS)))]
-
-
-def named_streams(plan):
-    return {stream: STREAM_NAMES[stream] for stream in plan.streams}
-
-
-def all_rows(results, plan):
-    openings = {case: case for case in OPENINGS}
-    return [*read_rows(results, plan),
-            *timed_rows(results, "opening, us", "open", openings, microseconds),
-            *timed_rows(results, "seek and read, us", "seek", named_streams(plan),
-                        microseconds_per_seek),
-            *hostile_rows(results, plan)]
-
-
-def stream_targets(results, stream):
-    def reading(above, below):
-        return results.ratios(f"read/{stream}/{above}", f"read/{stream}/{below}", gigabytes)
-
-    def seeking(above, below):
-        return results.ratios(f"seek/{stream}/{above}", f"seek/{stream}/{below}",
-                              microseconds_per_seek)
-
-    name = STREAM_NAMES[stream]
-    yield Target(f"searched, of memchr, {name}", reading("searched", "memchr"), 0.7, True)
-    yield Target(f"plug-in, of searched, {name}", reading("plugin", "searched"), 0.8, True)
-    yield Target(f"fixed-size, of two copies, {name}", reading("fixed", "copies"), 0.85, True)
-    yield Target(f"seek, times its copy, {name}", seeking("demuxer", "copy"), 1.5, False)
-    if results.has(f"read/{stream}/peer"):
-        yield Target(f"searched, times libavformat, {name}", reading("searched", "peer"), 3.5, True)
-        yield Target(f"seek, times faster than libavformat, {name}", seeking("peer", "demuxer"), 6,
-                     True)
-
-
-def opening_targets(results):
-    def opening(case, above, below):
-        return results.ratios(f"open/{case}/{above}", f"open/{case}/{below}", microseconds)
-
-    if results.has("open/bare/peer"):
-        yield Target("open, bare, times faster than libavformat", opening("bare", "peer", "demuxer"),
-                     10, True)
-    yield Target("open, tagged, times its copy", opening("tagged", "demuxer", "copy"), 1.5, False)
-    yield Target("open, tagged, fresh pages, times its copy",
-                 opening("tagged-fresh", "demuxer", "copy"), 1.5, False)
-
-
-def hostile_targets(results, plan):
-    per_16_mib, exponents = [], []
-    for kind in HOSTILE_KINDS:
-        for ring in plan.rings:
-            times = hostile_medians(results, plan, f"{kind}/{ring}")
-            per_16_mib += [time * 16 / mib for time, mib in zip(times, plan.sizes)]
-            exponents.append(growth_exponent(plan.sizes, times))
-    yield Target("hostile, worst ms per 16 MiB", [max(per_16_mib)], 150, False)
-    yield Target("hostile, worst growth exponent", [max(exponents)], 1.1, False)
-
-
-def all_targets(results, plan):
-    targets = []
-    for stream in plan.streams:
-        targets += stream_targets(results, stream)
-    return [*targets, *opening_targets(results), *hostile_targets(results, plan)]
-
-
-ROW_TITLES = ["case", "what", "median", "quartiles", "against the limit", "against libavformat"]
-TARGET_TITLES = ["target", "wanted", "measured", "quartiles", ""]
-
-
-def row_cells(row):
-    return [row.case, row.what, row.value, row.spread, row.limit, row.peer]
-
-
-def target_cells(target):
-    wanted = f"{'at least' if target.at_least else 'at most'} {target.bound:g}"
-    several = spread(target.values) if len(target.values) > 1 else ""
-    return [target.what, wanted, figure(median(target.values)), several, target.verdict()]
-
-
-def print_table(lines):
-    widths = [max(map(len, column)) for column in zip(*lines)]
-    for line in lines:
-        print("  ".join(cell.ljust(width) for cell, width in zip(line, widths)).rstrip())
-
-
-def markdown_table(titles, lines):
-    out = ["| " + " | ".join(titles) + " |", "|" + "---|" * len(titles)]
-    return "\n".join(out + ["| " + " | ".join(line) + " |" for line in lines])
-
-
-def probes_table(results, plan):
-    """How many of the seeks took how many probes."""
-    records = {stream: results.records[f"seek/{stream}/demuxer"][0] for stream in plan.streams}
-    counts = sorted({int(key.removeprefix("probes_")) for record in records.values()
-                     for key in record if key.startswith("probes_")})
-    lines = []
-    for stream, record in records.items():
-        seen = [f"{record.get(f'probes_{count}', 0):.0f}" for count in counts]
-        lines.append([STREAM_NAMES[stream], f"{record['source_bytes']:,.0f}",
-                      f"{record['source_calls']:.1f}", *seen])
-    titles = ["", "source bytes", "source calls", *(f"{count}" for count in counts)]
-    return markdown_table(titles, lines)
-
-
-def first_match(path, key):
-    """The value of the first `key : value` or `key=value` line of a file, or nothing."""
-    try:
-        text = pathlib.Path(path).read_text()
-    except OSError:
-        return ""
-    for line in text.splitlines():
-        name, _, value = line.replace("=", ":", 1).partition(":")
-        if name.strip() == key:
-            return value.strip().strip('"')
-    return ""
-
-
-def machine(results):
-    flags = first_match("/proc/cpuinfo", "flags").split()
-    memory = int(first_match("/proc/meminfo", "MemTotal").split()[0]) / 2**20
-    uname = os.uname()
-    peer = results.context.get("peer", "not installed (libavformat-dev): its figures are left out")
-    return markdown_table(["", ""], [
-        ["processor", first_match("/proc/cpuinfo", "model name") or uname.machine],
-        ["cores", f"{os.cpu_count()}{' of a virtual machine' if 'hypervisor' in flags else ''}"],
-        ["memory", f"{memory:.0f} GiB"],
-        ["system", f"{first_match('/etc/os-release', 'PRETTY_NAME')}, Linux "
-                   f"{'.'.join(uname.release.split('.')[:2])}, {uname.machine}"],
-        ["compiler", results.context["compiler"]],
-        ["peer", peer],
-    ])
-
-
-def gnuplot(script):
-    subprocess.run(["gnuplot"], input=script, text=True, check=True)
-
-
-SVG = "set terminal svg size 760,400 font 'sans-serif,12' background 'white'\nset output '{}'\n"
-
-
-def plot_reading(results, plan, path):
-    variants = [v for v in READ_NAMES if results.has(f"read/{plan.streams[0]}/{v}")]
-    lines = ["stream " + " ".join(f'"{READ_NAMES[v]}"' for v in variants)]
-    for stream in plan.streams:
-        values = [median(results.values(f"read/{stream}/{v}", gigabytes)) for v in variants]
-        lines.append(f'"{STREAM_NAMES[stream]}" ' + " ".join(map(figure, values)))
-    gnuplot(SVG.format(path) + "$data << END\n" + "\n".join(lines) + "\nEND\n" + f"""
-set style data histogram
-set style histogram clustered gap 1
-set style fill solid 0.8
-set ylabel 'GB/s'
-set yrange [0:*]
-set grid ytics
-set key below maxrows 2
-plot for [i=2:{len(variants) + 1}] $data using i:xtic(1) title columnheader(i)
-""")
-
-
-def plot_hostile(results, plan, path):
-    lines = []
-    for kind in HOSTILE_KINDS:
-        by_ring = [hostile_medians(results, plan, f"{kind}/{ring}") for ring in plan.rings]
-        lines += [f"{mib} {max(times)}" for mib, *times in zip(plan.sizes, *by_ring)] + ["", ""]
-    titles = " ".join(f"'{kind}'" for kind in HOSTILE_KINDS)
-    ticks = ", ".join(map(str, plan.sizes))
-    gnuplot(SVG.format(path) + "$data << END\n" + "\n".join(lines) + "\nEND\n" + f"""
-titles = "{titles}"
-set logscale xy
-set xlabel 'hostile bytes, MiB'
-set ylabel 'open and full read, ms'
-set xtics ({ticks})
-set xrange [{plan.sizes[0] * 0.9}:{plan.sizes[-1] * 1.1}]
-set grid
-set key outside right top
-plot for [i=0:{len(HOSTILE_KINDS) - 1}] $data index i with linespoints title word(titles, i + 1), \\
-    x * 150.0 / 16 with lines dashtype 2 linecolor 'gray' title 'at most'
-""")
-
-
-def write_document(results, plan, rows, targets, folder):
-    def section(start):
-        return markdown_table(ROW_TITLES, [row_cells(r) for r in rows if r.section.startswith(start)])
-
-    template = pathlib.Path(__file__).with_name("performance.md.in").read_text()
-    parts = {
-        "rounds": str(plan.rounds),
-        "machine": machine(results),
-        "targets": markdown_table(TARGET_TITLES, [target_cells(target) for target in targets]),
-        "reading": section("reading"),
-        "opening": section("opening"),
-        "seeking": section("seek"),
-        "probes": probes_table(results, plan),
-        "hostile-seek": markdown_table(hostile_seek_titles(plan),
-                                       list(hostile_seek_lines(results, plan))),
-        "hostile": markdown_table(hostile_titles(plan), list(hostile_lines(results, plan))),
-    }
-    for name, text in parts.items():
-        template = template.replace(f"@{name}@", text)
-    folder.mkdir(exist_ok=True)
-    (folder / "performance.md").write_text(template)
-    plot_reading(results, plan, folder / "reading.svg")
-    plot_hostile(results, plan, folder / "hostile.svg")
-
-
-def count(text):
-    if int(text) < 1:
-        raise ValueError
-    return int(text)
-
-
-def arguments():
-    parser = argparse.ArgumentParser(prog="script/bench", description=__doc__)
-    parser.add_argument("program", help=argparse.SUPPRESS)
-    parser.add_argument("docs", type=pathlib.Path, help=argparse.SUPPRESS)
-    parser.add_argument("--rounds", type=count, metavar="N", help="how often to measure (9; with --quick 3)")
-    parser.add_argument("--quick", action="store_true",
-                        help="one stream and small sizes, in less than a minute; writes nothing")
-    return parser.parse_args()
+    return f"{value:.{min(3, max(0, 2 - math.floor(math.log10(value))))}f}"
+
+
+def reading(name, cost):
+    if name.startswith("arm/"):
+        return figure(cost)
+    timed = "seek" in name or name.startswith("open/")
+    return f"{figure(cost * 1e6)} us" if timed else f"{figure(1e-9 / cost)} GB/s"
+
+
+def rows_of(check, costs):
+    """For each stream the shortfall, the ratio in brief, and its row. The readings are those of the
+    round that has the median ratio, so they give that ratio. Of several sizes it is the worst."""
+    streams = defaultdict(list)
+    for name, over in check.pairs(costs):
+        stream, what, *size = name.split("/")[1:]
+        ratios = [a / b for a, b in zip(costs[name], costs[over])]
+        if "least" in check.wanted:
+            ratios = [1 / ratio for ratio in ratios]
+        streams[stream, what].append((statistics.median_low(ratios), ratios, name, over, *size))
+    for (stream, what), sizes in streams.items():
+        ratio, ratios, name, over, *size = max(sizes)
+        readings = [reading(of, costs[of][ratios.index(ratio)]) for of in (name, over)]
+        kind = "speed" if "least" in check.wanted else "cost"
+        if check.growth:
+            # From the smallest size to the largest: 1 where the cost grows as its limit does, 2
+            # where as the square.
+            span = math.log(int(sizes[-1][4]) / int(sizes[0][4]))
+            ratios = [1 + math.log(b / a) / span for a, b in zip(sizes[0][1], sizes[-1][1])]
+            ratio, kind, readings, size = statistics.median_low(ratios), "exponent", ["", ""], []
+        low, _, high = map(figure, statistics.quantiles(ratios * 4, n=4))
+        short = check.shortfall(ratio)
+        verdict = "**missed**" if short > 1 else "met" if check.wanted else ""
+        yield short, f"{figure(ratio)} ({low} - {high}) {verdict}".removesuffix("met"), [
+            ", ".join([stream, *(f"{mib} MiB" for mib in size)]), what, readings[0], check.over,
+            readings[1], f"{kind} {figure(ratio)}", f"{low} - {high}", check.wanted, verdict]
+
+
+def table(titles, lines):
+    widths = [max(map(len, column)) for column in zip(titles, *lines)]
+    lines = [titles, ["-" * width for width in widths], *lines]
+    return "\n".join("| " + " | ".join(map(str.ljust, line, widths)) + " |" for line in lines)
+
+
+def of_checks(costs):
+    """The table of all checks that the costs allow, and the worst shortfall."""
+    rows = [row for check in CHECKS for row in rows_of(check, costs)]
+    titles = ["stream", "what", "", "over", "", "ratio", "quartiles", "wanted", ""]
+    return table(titles, [row[2] for row in rows]), max(row[0] for row in rows)
+
+
+def of_compilers(results):
+    """The table of what the builds of all compilers reach, and the worst shortfall."""
+    for name in [name for name in next(iter(results.values())) if name.endswith("/seeks")]:
+        fastest = [min(costs) for costs in zip(*(found[name] for found in results.values()))]
+        for found in results.values():
+            found[name.replace("seeks", "fastest build's seeks")] = fastest
+    checks = [check for check in CHECKS if check.column]
+    rows = [[max(rows_of(check, found), default=(0, "")) for check in checks]
+            for found in results.values()]
+    names = (path.name.replace("+ device", "+ device, unsigned unchecked") for path in results)
+    lines = [[name, *(row[1] for row in of)] for name, of in zip(names, rows)]
+    titles = ["", *(f"{check.column}, {check.wanted}" for check in checks)]
+    return table(titles, lines), max(row[0] for of in rows for row in of)
 
 
 def main():
-    options = arguments()
-    plan = Plan(options.rounds or (3 if options.quick else 9), options.quick)
-    results = measure(options.program, plan)
-    rows, targets = all_rows(results, plan), all_targets(results, plan)
-    print_table([["", *ROW_TITLES], *([row.section, *row_cells(row)] for row in rows)])
-    print("\n100 seeks")
-    print_table([hostile_seek_titles(plan), *hostile_seek_lines(results, plan)])
-    print()
-    print_table([TARGET_TITLES, *map(target_cells, targets)])
-    if "peer" not in results.context:
-        print("\nlibavformat is not there (libavformat-dev): nothing is set beside it")
+    parser = argparse.ArgumentParser(prog="script/bench", description=__doc__)
+    parser.add_argument("--compilers", action="store_true", help="the library as several build it")
+    parser.add_argument("--quick", action="store_true", help="small streams; writes nothing")
+    parser.add_argument("--rounds", type=int, metavar="N", help="how often to measure")
+    options = parser.parse_args()
+    rounds = options.rounds or (3 if options.quick else 5 if options.compilers else 9)
+    if options.quick or options.compilers:
+        os.environ["KELFLAC_BENCH_SMALL"] = "1"
+    if options.compilers:
+        checks = [check for check in CHECKS if check.column]
+        results = measure(sorted((BUILD / "compilers").iterdir()), checks, rounds)
+        parts = [of_compilers(results), of_checks(count_steps())]
+    else:
+        program = BUILD / "bin/kelflac_bench_program"
+        parts = [of_checks(measure([program], CHECKS, rounds)[program])]
+    cpu = re.search(r"model name\s*: (.*)|$", pathlib.Path("/proc/cpuinfo").read_text())[1]
+    system = platform.freedesktop_os_release()["PRETTY_NAME"]
+    place = f"{cpu or platform.machine()}, {os.cpu_count()} cores, {system}, {rounds} rounds:"
+    text = "\n\n".join([place, *(part[0] for part in parts)])
+    print(text)
     if not options.quick:
-        write_document(results, plan, rows, targets, options.docs)
-    return EXIT_FAR_OFF if any(target.shortfall() > FAR_OFF for target in targets) else 0
+        mark = "compilers" if options.compilers else "measured"
+        marked = re.compile(f"(<!-- {mark}: begin -->\n).*(<!-- {mark}: end -->)", re.DOTALL)
+        whole = DOCUMENT.read_text()
+        DOCUMENT.write_text(marked.sub(lambda found: f"{found[1]}\n{text}\n\n{found[2]}", whole))
+    return EXIT_FAR_OFF if max(part[1] for part in parts) > FAR_OFF else 0
 
 
-if __name__ == "__main__":
-    sys.exit(main())
+sys.exit(main())

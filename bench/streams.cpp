@@ -1,130 +1,124 @@
-#include "bench/streams.h"
-
-#include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <map>
 
+#include "bench/harness.h"
 #include "tools/streams/costly_streams.h"
 #include "tools/streams/flac_codec.h"
 
-namespace kelflac_bench {
 namespace {
 
 using namespace kelflac_streams;
+using Make = std::function<Bytes()>;
 
-constexpr size_t kPictureBytes = 4 << 20;
-constexpr size_t kCommentBytes = 1024;
-constexpr size_t kSeekTableBytes = 18 * 100;
+constexpr size_t kMib = 1 << 20;
+
+/** A source of what `make` makes, once for each `key`, without the last `less` bytes. */
+std::function<MemorySource()> Kept(const std::string& key, const Make& make, size_t less = 0) {
+    return [=] {
+        static std::map<std::string, Bytes> kept;
+        Bytes& bytes = kept[key];
+        if (bytes.empty()) bytes = make();
+        return MemorySource(bytes.data(), static_cast<int64_t>(bytes.size() - less));
+    };
+}
 
 struct Recipe {
     const char* name;
     uint32_t seconds, channels, bits, rate;
 };
-constexpr Recipe kRecipes[] = {
-    {"16-44", 600, 2, 16, 44100}, {"24-96", 180, 2, 24, 96000}, {"24-192x6", 60, 6, 24, 192000}};
+constexpr Recipe kRecipes[] = {{"16 bit, 44.1 kHz, stereo", 600, 2, 16, 44100},
+                               {"24 bit, 96 kHz, stereo", 180, 2, 24, 96000},
+                               {"24 bit, 192 kHz, 6 channels", 60, 6, 24, 192000}};
 
-/** Makes passages of some seconds loud or quiet, so that frames differ in size as music's do. */
-void AddDynamics(Pcm* pcm) {
-    constexpr size_t kPassageSeconds = 3;
-    const size_t passage = kPassageSeconds * pcm->rate * pcm->channels;
-    uint64_t state = 1;
-    for (size_t start = 0; start < pcm->samples.size(); start += passage) {
-        const auto quieter = static_cast<int>(NextRandom(state) % 8);  // by so many bits
-        const size_t end = std::min(start + passage, pcm->samples.size());
-        for (size_t i = start; i < end; ++i) pcm->samples[i] >>= quieter;
+/** Encoded in passages of 3 s that are loud or quiet, so that frames differ in size as music's do;
+    or as an earlier run has left it in the working folder. */
+Bytes Music(const Recipe& music) {
+    const std::string path = "bench, " + std::string(music.name) + ".flac";
+    std::ifstream in(path, std::ios::binary);
+    Bytes bytes{std::istreambuf_iterator<char>(in), {}};
+    if (!bytes.empty()) return bytes;
+    const size_t passage = size_t{3} * music.rate * music.channels;
+    Pcm pcm = MakePcm(size_t{music.seconds} * music.rate, music.channels, music.bits, music.rate);
+    uint64_t random = 1, bits_less = 0;
+    for (size_t i = 0; i < pcm.samples.size(); ++i) {
+        if (i % passage == 0) bits_less = NextRandom(random) % 8;
+        pcm.samples[i] >>= bits_less;
     }
-}
-
-Bytes Encode(const Recipe& recipe) {
-    const size_t samples = size_t{recipe.seconds} * recipe.rate;
-    Pcm pcm = MakePcm(samples, recipe.channels, recipe.bits, recipe.rate);
-    AddDynamics(&pcm);
-    return kelflac_streams::Encode(pcm);
-}
-
-/** Fields that the demuxer stores, and 100 KiB of others, a KiB each. */
-Texts ManyComments() {
-    Texts comments = {"TITLE=A title of a usual length",
-                      "artist=An artist",
-                      "ALBUM=An album",
-                      "ALBUMARTIST=Several artists",
-                      "GENRE=Test",
-                      "DATE=2024-05-01",
-                      "TRACKNUMBER=3/12",
-                      "DISCNUMBER=1",
-                      "COMPOSER=A composer"};
-    for (int i = 0; i < 100; ++i) {
-        comments.push_back("COMMENT" + std::to_string(i) + "=" + std::string(kCommentBytes, 'x'));
-    }
-    return comments;
-}
-
-/** Empty when there is no such file. */
-Bytes FromFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary | std::ios::ate);
-    if (!in) return {};
-    Bytes bytes(static_cast<size_t>(in.tellg()));
-    in.seekg(0).read(reinterpret_cast<char*>(bytes.data()),
-                     static_cast<std::streamsize>(bytes.size()));
+    bytes = Encode(pcm);
+    std::ofstream out(path, std::ios::binary);
+    std::copy(bytes.begin(), bytes.end(), std::ostreambuf_iterator<char>(out));
     return bytes;
+}
+
+Bytes Untagged(std::optional<uint64_t> samples) {
+    StreamInfo info;
+    info.samples = samples;
+    return StreamBuilder(info).Frames(0, 20, 3000).Build();
+}
+
+/** A 4 MiB picture, 100 comments of a KiB and a few usual ones, and a SEEKTABLE. */
+Bytes Tagged() {
+    Texts comments = {"TITLE=A title", "ARTIST=An artist", "DATE=2024-05-01", "TRACKNUMBER=3/12"};
+    for (int i = 0; i < 100; ++i)
+        comments.push_back("COMMENT" + std::to_string(i) + "=" + std::string(1024, 'x'));
+    StreamBuilder builder;
+    builder.Picture({Bytes(4 * kMib, 0x55)}).Comments(comments).Block(kSeekTable, Bytes(1800));
+    return builder.Frames(0, 20, 3000).Build();
+}
+
+/** 16 MiB of frames of 4,000 bytes, then, if wanted, as many of digital silence. */
+Bytes Honest(uint32_t max_frame, bool half_silence) {
+    constexpr uint64_t kFrames = 16 * kMib / 4000;
+    StreamInfo info;
+    info.max_frame = max_frame;
+    return StreamBuilder(info)
+        .Frames(0, kFrames, 4000)
+        .Frames(kFrames, half_silence ? kFrames : 0, 14)
+        .Build();
+}
+
+/** What the stream states as its largest frame decides how large the reader's ring is. */
+void AddCostly(const std::string& ring, uint32_t max_frame, bool small,
+               std::vector<Stream>* streams) {
+    const std::vector<size_t> sizes =
+        small ? std::vector<size_t>{2, 4, 8} : std::vector<size_t>{8, 16, 32, 64};
+    const auto to_seek = [&](const std::string& what, const Make& make) {
+        streams->push_back({"seek", "seeks, " + ring, Kept("seek " + what + ring, make), what});
+    };
+    to_seek("music", [=] { return Honest(max_frame, false); });
+    to_seek("half silence", [=] { return Honest(max_frame, true); });
+    for (int kind = 0; kind < kCostlyKindCount; ++kind) {
+        const std::string name = std::string(kCostlyKinds[kind]) + ", " + ring;
+        const bool dense = kind == kCodes || kind == kCodesAndNumbers || kind == kBrokenCrc;
+        const auto make = [=](size_t mib) {
+            return [=] {
+                Bytes bytes = CostlyStream(kind, mib * kMib, max_frame);  // or somewhat more
+                bytes.resize(CostlyStream(kind, 0, max_frame).size() + mib * kMib);
+                return bytes;
+            };
+        };
+        for (const size_t mib : sizes)  // the first part of the largest
+            streams->push_back({dense ? "dense" : "hostile", name,
+                                Kept(name, make(sizes.back()), (sizes.back() - mib) * kMib),
+                                "/" + std::to_string(mib)});
+        to_seek(kCostlyKinds[kind], make(16));
+    }
 }
 
 }  // namespace
 
-const Bytes& Encoded(const std::string& name) {
-    static std::map<std::string, Bytes> streams;
-    Bytes& stream = streams[name];
-    if (!stream.empty()) return stream;
-    const Recipe& recipe = *std::find_if(std::begin(kRecipes), std::end(kRecipes),
-                                         [&](const Recipe& r) { return r.name == name; });
-    const std::string path = "bench-" + name + "-" + std::to_string(recipe.seconds) + "s.flac";
-    stream = FromFile(path);
-    if (!stream.empty()) return stream;
-    stream = Encode(recipe);
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(stream.data()),
-               static_cast<std::streamsize>(stream.size()));
-    return stream;
-}
-
-const Bytes& ForOpening(const std::string& name) {
-    static std::map<std::string, Bytes> streams;
-    Bytes& stream = streams[name];
-    if (!stream.empty()) return stream;
-    StreamInfo info;
-    if (name == "untimed") info.samples = 0;
-    StreamBuilder builder(info);
-    if (name == "tagged") {
-        builder.Picture({Bytes(kPictureBytes, 0x55)}).Comments(ManyComments());
-        builder.Block(kSeekTable, Bytes(kSeekTableBytes));
+std::vector<Stream> Streams() {
+    const bool small = getenv("KELFLAC_BENCH_SMALL") != nullptr;
+    std::vector<Stream> all = {{"open", "bare", Kept("bare", [] { return Untagged({}); }), ""},
+                               {"open", "untimed", Kept("untimed", [] { return Untagged(0); }), ""},
+                               {"open", "tagged", Kept("tagged", Tagged), ""}};
+    for (const Recipe& recipe : kRecipes) {
+        const auto source = Kept(recipe.name, [=] { return Music(recipe); });
+        if (!small || &recipe == kRecipes) all.push_back({"music", recipe.name, source, ""});
     }
-    return stream = builder.Frames(0, 20, 3000).Build();
+    AddCostly("small ring", 9000, small, &all);
+    if (!small) AddCostly("large ring", 0xFFFFFF, small, &all);
+    return all;
 }
-
-MemorySource HostileSource(int kind, const HostileRing& ring, size_t mib) {
-    constexpr size_t kMib = 1 << 20;
-    static int kept_kind = -1;
-    static uint32_t kept_max_frame = 0;
-    static size_t kept_mib = 0;
-    static Bytes kept;
-    if (kind != kept_kind || ring.max_frame != kept_max_frame || mib > kept_mib) {
-        kept = CostlyStream(kind, mib * kMib, ring.max_frame);
-        kept_kind = kind;
-        kept_max_frame = ring.max_frame;
-        kept_mib = mib;
-    }
-    return {kept, kept.size() - (kept_mib - mib) * kMib};
-}
-
-Bytes HonestStream(int kind, const HostileRing& ring) {
-    constexpr size_t kFrameBytes = 4000, kSilentBytes = 14, kFrames = (16 << 20) / kFrameBytes;
-    StreamInfo info;
-    info.max_frame = ring.max_frame;
-    StreamBuilder builder(info);
-    builder.Frames(0, kFrames, kFrameBytes);
-    if (kind == 1) builder.Frames(kFrames, kFrames, kSilentBytes);
-    return builder.Build();
-}
-
-}  // namespace kelflac_bench

@@ -1,0 +1,82 @@
+// The demuxer, and the plug-in as a framework drives it.
+#include "bench/harness.h"
+#include "host/data_source.h"
+#include "tools/host/player.h"
+
+extern "C" android::ExtractorDef GETEXTRACTORDEF();
+
+namespace {
+
+// Values of KELFLACFD_CTX::full_check_count before each read: its largest, and none left.
+constexpr uint8_t kSearched = KELFLACFD_FULL_CHECK_COUNT, kFixedSize = 0;
+
+/** Opens and reads to the end, each frame located as `full_check_count` says. */
+void Read(benchmark::State& state, const Stream& stream, uint8_t full_check_count) {
+    MemorySource source = stream.source();
+    for (auto _ : state) {
+        KELFLACFD_CTX* ctx = Open(&source);
+        do {
+            ctx->full_check_count = full_check_count;
+        } while (ReadFrame(ctx) != KELFLACFD_END);
+        kelflacfd_delete(ctx);
+    }
+    state.SetBytesProcessed(state.iterations() * source.size);
+}
+
+void OpenOnly(benchmark::State& state, const Stream& stream) {
+    MemorySource source = stream.source();
+    for (auto _ : state) kelflacfd_delete(Open(&source));
+    state.SetItemsProcessed(state.iterations());
+}
+
+void Seek(benchmark::State& state, const Stream& stream) {
+    MemorySource source = stream.source();
+    KELFLACFD_CTX* ctx = Open(&source);
+    const std::vector<int64_t> times = SeekTimes(ctx->info.duration);
+    for (auto _ : state) SeekAndRead(ctx, times);
+    kelflacfd_delete(ctx);
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(times.size()));
+}
+
+/** Reads a track from its start to its end, with a seek to where the last read ended as often as
+    searched reads need it. Returns the bytes delivered. */
+int64_t PlayAll(const kelflac_host::Player& player) {
+    int64_t total = 0, start_us = 0, duration_us = 0;
+    for (int reads = 0;; ++reads) {
+        const bool seeks = reads % KELFLACFD_FULL_CHECK_COUNT == 0;
+        const uint32_t options = seeks ? uint32_t{android::CMediaTrackReadOptions::SEEK} : 0;
+        const auto [status, given] = player.Next(options, start_us + duration_us);
+        if (status != AMEDIA_OK) break;
+        total += static_cast<int64_t>(given->range_length(given->handle));
+        AMediaFormat* meta = given->meta_data(given->handle);
+        AMediaFormat_getInt64(meta, AMEDIAFORMAT_KEY_TIME_US, &start_us);
+        AMediaFormat_getInt64(meta, AMEDIAFORMAT_KEY_DURATION, &duration_us);
+    }
+    return total;
+}
+
+void Play(benchmark::State& state, const Stream& stream) {
+    const MemorySource file = stream.source();
+    host::MemorySource source(file.bytes, static_cast<size_t>(file.size));
+    kelflac_host::Player player(GETEXTRACTORDEF(), source.slots());
+    player.Start();
+    for (auto _ : state)
+        if (PlayAll(player) < file.size / 100 * 99) abort();  // not to the end
+    state.SetBytesProcessed(state.iterations() * file.size);
+}
+
+const bool added = [] {
+    Add("open", "open", OpenOnly);
+    Add("music", "searched reads", Read, kSearched);
+    Add("music", "fixed-size reads", Read, kFixedSize);
+    Add("music", "seeks", Seek);
+    Add("music", "plug-in's reads", Play);
+    Add("dense", "searched reads", Read, kSearched);
+    Add("hostile", "searched reads", Read, kSearched);
+    Add("seek", "", Seek);
+    return true;
+}();
+
+}  // namespace
+
+BENCHMARK_MAIN();
