@@ -13,20 +13,6 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-struct Reader : KELFLACF_FAL {
-    MemorySource source;
-    int created;
-
-    explicit Reader(Bytes bytes, Hook hook = {}, int hint = 4096)
-        : source(std::move(bytes), std::move(hook)) {
-        _KELCMN_MFAL record = source.Record();
-        created = kelflacf_fal_create(this, &record, hint);
-    }
-    ~Reader() { kelflacf_fal_delete(this); }
-
-    int SetPos(long long target) { return kelflacf_fal_setpos(this, &target); }
-};
-
 Bytes Noise(size_t size) {
     Bytes bytes(size);
     std::mt19937_64 random(7);

@@ -15,6 +15,21 @@ namespace kelflac_test {
 using namespace kelflac_host;
 using namespace kelflac_streams;
 
+/** A reader over a source. */
+struct Reader : KELFLACF_FAL {
+    MemorySource source;
+    int created;
+
+    explicit Reader(Bytes bytes, Hook hook = {}, int hint = 4096)
+        : source(std::move(bytes), std::move(hook)) {
+        _KELCMN_MFAL record = source.Record();
+        created = kelflacf_fal_create(this, &record, hint);
+    }
+    ~Reader() { kelflacf_fal_delete(this); }
+
+    int SetPos(long long target) { return kelflacf_fal_setpos(this, &target); }
+};
+
 /** What one read gave. */
 struct Frame {
     int status = 0;
@@ -38,11 +53,12 @@ struct Demuxer {
     ~Demuxer() { kelflacfd_delete(ctx); }
     Demuxer(const Demuxer&) = delete;
 
+    /** Without room it looks, and gives as many zeros. */
     Frame Read(int32_t buf_size = 102400) {
         Frame frame;
         frame.bytes.resize(static_cast<size_t>(buf_size));
-        frame.status = kelflacfd_get_frm(ctx, frame.bytes.data(), buf_size, &frame.length,
-                                         &frame.time, &frame.next_time);
+        frame.status = kelflacfd_get_frm(ctx, buf_size != 0 ? frame.bytes.data() : nullptr,
+                                         buf_size, &frame.length, &frame.time, &frame.next_time);
         frame.bytes.resize(frame.status == 0 ? frame.length : 0);
         return frame;
     }
