@@ -7,11 +7,21 @@
 namespace kelflac_streams {
 
 struct NamedStream {
-    std::string name;  ///< Words that tell what is wrong, fit for a file name.
+    std::string name;  ///< Plain words that tell what is wrong, fit for a file name.
     Bytes bytes;
 };
 
-/** The whole table, in a fixed order. */
-std::vector<NamedStream> HostileStreams();
+/** Streams that try one thing. */
+struct StreamGroup {
+    std::string title;  ///< What they try, as a sentence.
+    std::vector<NamedStream> streams;
+};
+
+/** All of them, in a fixed order. */
+std::vector<StreamGroup> HostileGroups();
+std::vector<NamedStream> HostileStreams();  ///< Those of each group.
+
+/** A number with its unit, which is given in the plural: "1 byte", "30,000 bytes". */
+std::string Counted(uint64_t number, const std::string& unit);
 
 }  // namespace kelflac_streams
