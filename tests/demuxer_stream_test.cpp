@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "tests/support/demuxer_host.h"
+#include "tools/streams/hostile_streams.h"
 
 namespace kelflac_test {
 namespace {
@@ -73,6 +74,27 @@ TEST(Open, StreamInformation) {
     const auto refuse = [](Call& call) { call.result = call.op == "setpos" ? -1 : call.result; };
     const Bytes untimed = Flac({Block(Info(300, 0)), Frames(0, 60, 200)});
     EXPECT_EQ(Demuxer(untimed, refuse).err, -3) << "the last frame can't be reached";
+}
+
+TEST(Open, SkipsAnId3v2TagByAllBitsOfItsSize) {
+    const std::pair<const char*, int64_t> rows[] = {{"00 00 20 00", 4096},
+                                                    {"00 40 00 00", 1 << 20},
+                                                    {"40 00 00 00", 1 << 27},
+                                                    {"FF FF FF FF", 1 << 28}};
+    for (const auto& [size, reload] : rows) {
+        Demuxer demuxer(Cat({Text("ID3"), Bytes(3), Hex(size), Bytes(4096)}));
+        EXPECT_EQ(demuxer.source.Lines("setpos"),
+                  Texts{"setpos " + std::to_string(reload) + " @4096 = 0"});
+    }
+}
+
+TEST(Context, WithoutStreamInfoItHasNoFormat) {
+    Bytes stream = StreamBuilder{}.Frames(0, 3, 100).Build();
+    stream[4] = kPadding | kLast;
+    Demuxer demuxer(stream, UnknownSize);
+    int size = 99;
+    EXPECT_EQ(kelflacfd_get_fmt(demuxer.ctx, nullptr, &size), -3);
+    EXPECT_EQ(size, 0);
 }
 
 TEST(Context, BadHandles) {
@@ -196,6 +218,32 @@ TEST(Seek, ATimeBeforeTheStartIsNextToTheFirstFrame) {
     EXPECT_EQ(demuxer.Seek(-360000), 0);
     EXPECT_EQ(demuxer.source.counts["read"], 5);
     EXPECT_EQ(demuxer.Read().bytes, FrameBytes({0}, 300));
+}
+
+TEST(Seek, RemembersNineNumbersAndEndsAtTheTenthRepeat) {
+    const struct {
+        uint64_t step, modulus, last;  // frame i has the number i * step % modulus, the last this
+        int64_t time;
+        uint64_t landed;   // the nearest of the numbers
+        int64_t frame;     // that the reader then stands at
+        int size_queries;  // one for each move, and for a frame that has no successor
+    } rows[] = {
+        // Meets eleven numbers, then steps from the nearest of nine; 0 is one that it has met.
+        {1288, 437, 4370, 280122978, 299, 456, 26},
+        // Nine, two of which are equally near: the first is taken.
+        {7, 29, 1500, 708672874, 24, 1500, 29},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.modulus);
+        Demuxer demuxer(NumberedStream(
+            [&](uint64_t i) { return i == 1500 ? row.last : i * row.step % row.modulus; }));
+        demuxer.source.counts.clear();
+        int64_t landed = -1;
+        EXPECT_EQ(demuxer.Seek(row.time, &landed), 0);
+        EXPECT_EQ(landed, kelflacfd_frm_time(&demuxer.info, row.landed));
+        EXPECT_EQ(logical_pos(&demuxer.ctx->fal), demuxer.ctx->first_frm_pos + 40 * row.frame);
+        EXPECT_EQ(demuxer.source.counts["getsize"], row.size_queries);
+    }
 }
 
 TEST(Seek, ResultsAndWhatFollows) {

@@ -2,6 +2,10 @@
 #include <gtest/gtest.h>
 #include <host/binder.h>
 
+#include "libextractor/flac/demuxer/kelflacfd_internal.h"
+#include "libextractor/flac/kelflac_file_meta.h"
+#include "libextractor/mfal/kelcmn_mfal_android_q.h"
+#include "tests/support/heap.h"
 #include "tests/support/plugin_host.h"
 
 namespace kelflac_test {
@@ -47,6 +51,43 @@ TEST(Extractor, PublishesTheFileMetadata) {
         {StreamBuilder(kSound).Picture({png}), "albumart=<PNG>, "}};
     for (const auto& [stream, expected] : rows)
         EXPECT_EQ(Session(stream.Build()).FileMeta(), expected + kMime);
+}
+
+TEST(FileMeta, ListsTheEncodingsThatItKnows) {
+    const std::pair<uint32_t, const char*> rows[] = {
+        {699, "title='', "},
+        {700, "title='', char-encoding-types='title=0:', "},
+        {701, "title='', char-encoding-types='title=1:', "},
+        {702, "title='', char-encoding-types='title=2:', "},
+        {703, "title='t', char-encoding-types='title=3:', "},
+        {704, "title='', "}};
+    for (const auto& [encoding, expected] : rows) {
+        const Owned<AMediaFormat> format(AMediaFormat_new());
+        uint8_t text[] = "t";
+        KELFLACFD_TAG tag = {};
+        reset_tag_numbers(&tag);
+        tag.title = {encoding, 1, text};
+        android::publishFileMeta(tag, format.get());
+        EXPECT_EQ(Entries(AMEDIA_OK, format.get()), expected);
+    }
+}
+
+TEST(FileMeta, LeavesOutAPictureWithoutABuffer) {
+    const Owned<AMediaFormat> format(AMediaFormat_new());
+    KELFLACFD_TAG tag = {};
+    reset_tag_numbers(&tag);
+    tag.pic_num = 1;
+    tag.pic[0].len = 5;
+    android::publishFileMeta(tag, format.get());
+    EXPECT_EQ(Entries(AMEDIA_OK, format.get()), "");
+}
+
+TEST(Extractor, ZeroesTheReservedBytesOfItsParameterBlock) {
+    heap_watched_size = sizeof(KELCMN_MFAL_PARAM);
+    Session s(kSound.Build());
+    EXPECT_EQ(s.CountTracks(), 1U);
+    const auto* const block = static_cast<const uint8_t*>(heap_watched.load());
+    EXPECT_EQ(Bytes(block, block + 4096), Bytes(4096));
 }
 
 TEST(Extractor, TriesAFailedOpenAgain) {

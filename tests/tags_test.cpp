@@ -42,6 +42,13 @@ TEST(Comments, Fields) {
     }
 }
 
+TEST(Comments, ANumberEndsWithItsComment) {
+    // The next comment's length, 55, reads as the digit 7.
+    const Texts comments = {"DISCNUMBER=1", "TITLE=" + std::string(49, 't')};
+    EXPECT_EQ(Published(StreamBuilder{}.Comments(comments)),
+              "discnum='1', title='" + std::string(49, 't') + "', 0");
+}
+
 TEST(Comments, AKeyPastTheBufferedBytesIsNotRecognised) {
     for (size_t in_sight : {0U, 1U, 5U, 6U, 7U}) {  // of the comment, in the first 4096 bytes
         const size_t vendor = 4096 - 42 - 16 - in_sight;

@@ -1,6 +1,5 @@
 #include "tools/streams/hostile_streams.h"
 
-#include <functional>
 #include <set>
 
 namespace kelflac_streams {
@@ -165,13 +164,6 @@ Streams Crowds() {
     };
 }
 
-/** Frames with given numbers in a stream that states as many as there are. */
-Bytes WithNumbers(uint64_t (*number)(uint64_t index)) {
-    StreamBuilder frames({4096, 4096, 0, 44100, 2, 16, 30000, uint64_t{1501} * 4096});
-    for (uint64_t i = 0; i <= 1500; i++) frames.Frames(number(i), 1, 40);
-    return frames.Build();
-}
-
 /** Frames too large, changed, with something behind them, or with numbers that lead astray. */
 Streams Frames() {
     const Bytes tag = Cat({Text("TAG"), Bytes(125, 't')}), tags = Cat({tag, tag}), none;
@@ -195,12 +187,13 @@ Streams Frames() {
         {"another sample rate in the last frames", three({}, 200, Cat({other_rate, other_rate}))},
         {"frames of 32-bit samples", StreamBuilder{}.Frames(0, 3, 200, deep).Build()},
         {"260 frames, more than are searched for", StreamBuilder{}.Frames(1, 260, 60).Build()},
-        {"frame numbers that end with 0", WithNumbers([](uint64_t i) { return i % 1500; })},
-        {"frame numbers that grow as squares", WithNumbers([](uint64_t i) { return i * i; })},
-        {"12 frame numbers again and again", WithNumbers([](uint64_t i) { return i % 12 * 100; })},
-        {"frame numbers that fall", WithNumbers([](uint64_t i) { return 1500 - i; })},
+        {"frame numbers that end with 0", NumberedStream([](uint64_t i) { return i % 1500; })},
+        {"frame numbers that grow as squares", NumberedStream([](uint64_t i) { return i * i; })},
+        {"12 frame numbers again and again",
+         NumberedStream([](uint64_t i) { return i % 12 * 100; })},
+        {"frame numbers that fall", NumberedStream([](uint64_t i) { return 1500 - i; })},
         {"frame numbers at random",
-         WithNumbers([](uint64_t i) { return i * 0x9E3779B97F4A7C15 >> 28; })},
+         NumberedStream([](uint64_t i) { return i * 0x9E3779B97F4A7C15 >> 28; })},
     };
 }
 
@@ -240,6 +233,12 @@ StreamGroup Extremes(const Field& field) {
 }
 
 }  // namespace
+
+Bytes NumberedStream(const std::function<uint64_t(uint64_t)>& number) {
+    StreamBuilder frames({4096, 4096, 0, 44100, 2, 16, 30000, uint64_t{1501} * 4096});
+    for (uint64_t i = 0; i <= 1500; i++) frames.Frames(number(i), 1, 40);
+    return frames.Build();
+}
 
 std::string Counted(uint64_t number, const std::string& unit) {
     std::string out = std::to_string(number);

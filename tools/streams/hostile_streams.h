@@ -2,6 +2,8 @@
 // trip over, fields of STREAMINFO at their extremes, and faults that other parsers have had.
 #pragma once
 
+#include <functional>
+
 #include "tools/streams/stream_builder.h"
 
 namespace kelflac_streams {
@@ -20,6 +22,9 @@ struct StreamGroup {
 /** All of them, in a fixed order. */
 std::vector<StreamGroup> HostileGroups();
 std::vector<NamedStream> HostileStreams();  ///< Those of each group.
+
+/** 1501 frames of 40 bytes with these numbers, in a stream that states as many: seeks go astray. */
+Bytes NumberedStream(const std::function<uint64_t(uint64_t index)>& number);
 
 /** A number with its unit, which is given in the plural: "1 byte", "30,000 bytes". */
 std::string Counted(uint64_t number, const std::string& unit);
