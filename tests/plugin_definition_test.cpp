@@ -2,10 +2,8 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 
-#include "libextractor/flac/demuxer/kelflacfd.h"
 #include "tests/support/plugin_host.h"
 
 namespace kelflac_test {
@@ -52,31 +50,6 @@ TEST(Sniffer, ClaimsTheMarkerBehindAnyTags) {
         EXPECT_EQ(free_meta, kept);
         EXPECT_EQ(source.calls.back().pos, at);
     }
-}
-
-template <typename R, typename... M>
-static bool Ordered(M R::*... member) {
-    const R r{};
-    const std::vector<const void*> places = {&(r.*member)...};
-    return places[0] == &r && std::is_sorted(places.begin(), places.end());
-}
-
-TEST(Layout, KeepsTheOrderOfTheFields) {
-    using R = _KELCMN_MFAL;
-    EXPECT_TRUE(Ordered(&R::open, &R::close, &R::read, &R::write, &R::getpos, &R::setpos, &R::skip,
-                        &R::getsize, &R::ioctl, &R::reserved_callbacks, &R::open_param));
-    EXPECT_EQ(sizeof(R), 17 * sizeof(void*));
-    using C = KELFLACFD_CTX;
-    EXPECT_TRUE(Ordered(&C::magic, &C::self, &C::fal, &C::info, &C::first_frm_pos, &C::tag_rec,
-                        &C::streaminfo_blk, &C::full_check_count));
-    using I = KELFLACFD_INFO;
-    EXPECT_TRUE(Ordered(&I::codec, &I::max_frm_size, &I::hz, &I::bits, &I::ch, &I::seekable,
-                        &I::byte_rate, &I::samples, &I::min_block, &I::max_block, &I::min_frm,
-                        &I::duration, &I::tag));
-    using G = KELFLACFD_TAG;
-    EXPECT_TRUE(Ordered(&G::title, &G::artist, &G::album, &G::genre, &G::album_artist, &G::author,
-                        &G::composer, &G::lyricist, &G::date, &G::year, &G::track_num,
-                        &G::track_total, &G::disc_num, &G::compilation, &G::pic_num, &G::pic));
 }
 
 }  // namespace kelflac_test
