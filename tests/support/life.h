@@ -1,7 +1,7 @@
 // The whole life of a demuxer, or of the plug-in, over one file: opened, asked everything, read to
 // the end, sought and closed. What holds over every file is checked on the way: statuses are
-// documented ones, what is stored and delivered are the file's bytes, pictures come in their order,
-// memory is bounded, reading and seeking allocate nothing, and nothing is left behind.
+// documented ones, what is stored and delivered are the file's bytes, memory is bounded, reading
+// and seeking allocate nothing, and nothing is left behind.
 #pragma once
 
 #include <set>

@@ -197,6 +197,50 @@ Streams Frames() {
     };
 }
 
+/** Three frames, the second with another header than its neighbours. */
+Streams SecondFrames() {
+    const std::pair<std::string, void (*)(FrameHeader&)> changes[] = {
+        {"another block size", [](auto& h) { h.block_code = 11; }},
+        {"another blocking strategy", [](auto& h) { h.sync = 0xFFF9; }},
+        {"another kind of stereo", [](auto& h) { h.assignment = 10; }},
+        {"another sample rate", [](auto& h) { h.rate_code = 10; }},
+        {"another number of channels", [](auto& h) { h.assignment = 0; }},
+        {"another sample size", [](auto& h) { h.bits_code = 6; }},
+        {"a wrong CRC-8", [](auto& h) { h.crc_error = 1; }},
+        {"a reserved type of subframe", [](auto& h) { h.subframe = 4; }},
+    };
+    Streams out;
+    for (const auto& [what, change] : changes) {
+        FrameHeader header;
+        change(header);
+        StreamBuilder stream = StreamBuilder{}.Frames(0, 1, kFrameBytes);
+        stream.Frames(1, 1, kFrameBytes, header).Frames(2, 1, 2 * kFrameBytes);
+        out.push_back({"second frame with " + what, stream.Build()});
+    }
+    return out;
+}
+
+/** A file of a picture and two frames, cut where another part of it begins, and just before. */
+Streams CutFiles() {
+    const Bytes sound = StreamBuilder{}.Picture({Text("P")}).Frames(0, 2, 60).Build();
+    Streams out;
+    for (const size_t size : {0U, 3U, 4U, 88U, 93U, 94U, 148U, 149U, 153U, 154U, 207U})
+        out.push_back({"first " + Counted(size, "bytes") + " of a file",
+                       {sound.data(), sound.data() + size}});
+    return out;
+}
+
+/** The first frame's header has `n` bytes before the end of the first chunk that is read. */
+Streams CutByTheFirstChunk() {
+    Streams out;
+    for (size_t n = 3; n <= 8; n++) {
+        StreamBuilder padded = StreamBuilder{}.Block(kPadding, Bytes(4096 - 46 - n));
+        out.push_back({Counted(n, "bytes") + " of a header at the first chunk's end",
+                       padded.Frames(200, 3, kFrameBytes).Build()});
+    }
+    return out;
+}
+
 /** Headers of which `n` bytes are the file's last. */
 Streams CutByTheFile(const Bytes& longest) {
     Streams out;
@@ -240,6 +284,21 @@ Bytes NumberedStream(const std::function<uint64_t(uint64_t)>& number) {
     return frames.Build();
 }
 
+Bytes CreepingStream() {
+    constexpr uint64_t kTarget = 100'000;
+    constexpr size_t kFirstProbe = 9'900'042, kFile = 20'000'000;
+    Bytes run, end;
+    for (uint64_t i = 0; i < 750; i++) run = Cat({run, FrameBytes({kTarget - 200 + i / 5}, 200)});
+    for (uint64_t n : {kTarget - 40, kTarget - 39, uint64_t{1'100'000}})
+        end = Cat({end, FrameBytes({n}, 200)});
+    const StreamInfo info = {4096, 4096, 0, 44100, 2, 16, 300, 2 * kTarget * 4096};
+    Bytes file = StreamBuilder(info).Frames(0, 2, 200).Build();
+    file.resize(kFirstProbe, 0x55);
+    file = Cat({file, run});
+    file.resize(kFile - end.size(), 0x55);
+    return Cat({file, end});
+}
+
 std::string Counted(uint64_t number, const std::string& unit) {
     std::string out = std::to_string(number);
     for (size_t at = out.size(); at > 3;) out.insert(at -= 3, ",");
@@ -259,6 +318,11 @@ std::vector<StreamGroup> HostileGroups() {
     out.push_back(
         {"Frames are too large or change, something follows them, or their numbers lead astray.",
          Frames()});
+    out.push_back({"The second of three frames has another header.", SecondFrames()});
+    out.push_back({"A file of a picture and two frames is cut.", CutFiles()});
+    out.push_back(
+        {"The first 4,096 bytes, which are read at once, end within the first frame's header.",
+         CutByTheFirstChunk()});
     out.push_back({"The file ends within a header of 16 bytes or at the first subframe byte.",
                    CutByTheFile(FrameBytes(longest, kLongest))});
     out.push_back(

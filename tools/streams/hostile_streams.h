@@ -26,6 +26,12 @@ std::vector<NamedStream> HostileStreams();  ///< Those of each group.
 /** 1501 frames of 40 bytes with these numbers, in a stream that states as many: seeks go astray. */
 Bytes NumberedStream(const std::function<uint64_t(uint64_t index)>& number);
 
+/** A seek to kCreepingUs meets frames whose numbers creep towards its target's and never reach it.
+    The last number is so large that each step is short, and the next probe crosses as much again.
+ */
+Bytes CreepingStream();
+constexpr int64_t kCreepingUs = 9'287'981'858;
+
 /** A number with its unit, which is given in the plural: "1 byte", "30,000 bytes". */
 std::string Counted(uint64_t number, const std::string& unit);
 
