@@ -84,6 +84,7 @@ TEST(Extractor, ZeroesTheReservedBytesOfItsParameterBlock) {
     Session s(kSound.Build());
     EXPECT_EQ(s.CountTracks(), 1U);
     const auto* const block = static_cast<const uint8_t*>(heap_watched.load());
+    ASSERT_NE(block, nullptr);
     EXPECT_EQ(Bytes(block, block + 4096), Bytes(4096));
 }
 

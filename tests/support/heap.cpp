@@ -29,7 +29,7 @@ static void* Scribble(void* block, size_t size) {
     return block != nullptr ? memset(block, 0xA5, std::min(size, kScribbled)) : nullptr;
 }
 
-// The linker turns the library's calls of a function f into calls of __wrap_f.
+// The linker turns calls of a function f, in what is linked into the program, into __wrap_f.
 extern "C" {
 void* __real_malloc(size_t size);
 void* __real_calloc(size_t count, size_t size);
@@ -45,12 +45,16 @@ void __wrap_free(void* block) {
     heap_live -= malloc_usable_size(block);
     __real_free(block);
 }
-void* WrapNew(size_t size, const std::nothrow_t&) __asm__("__wrap_" KELFLAC_NOTHROW_NEW);
-void* WrapNew(size_t size, const std::nothrow_t&) {
+}
+
+}  // namespace kelflac_test
+
+#ifndef KELFLAC_SANITIZE_THREADS  // whose runtime library has one that can't be replaced
+/** Takes the place of the C++ library's. Its memory goes back by the other's delete. */
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    using namespace kelflac_test;
     void* const block = Fails() ? nullptr : Scribble(::operator new(size), size);
     if (size == heap_watched_size) heap_watched = block;
     return block;
 }
-}
-
-}  // namespace kelflac_test
+#endif

@@ -1,5 +1,6 @@
-// The heap as the library uses it: the allocations of objects that are linked into the test
-// program, but not those of the C++ library's containers and of the platform's shared libraries.
+// The heap as the library uses it: malloc and calloc of what is linked into the test program, and
+// new (std::nothrow) of the whole process, with which the platform makes its formats and buffers.
+// Not the new of the C++ library's containers.
 #pragma once
 
 #include <atomic>

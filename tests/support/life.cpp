@@ -137,7 +137,7 @@ Life PluginLife(const Bytes& file, const Hook& hook) {
     if (s.extractor == nullptr) return {};
     Life life;
     life.answers = s.TrackFormat() + s.FileMeta();
-    if (s.Start() != AMEDIA_OK) return life;
+    if (s.Start() != AMEDIA_OK || !s.group->has_buffers(s.group->handle)) return life;
     const auto read = [&](uint32_t options, int64_t us) {
         const auto [status, frame, meta] = s.Read(options, us);
         EXPECT_THAT(status, AnyOf(0, -10000, -10002, -10006));
