@@ -1,6 +1,7 @@
 // The demuxer over a source that misbehaves: its codes are those that its header names, and what
 // it hands out is the source's own, at the reader's position.
 #include "fuzz/fuzzing.h"
+#include "tools/host/demuxer.h"
 
 static int Read(Source* source, KELFLACFD_CTX* ctx, int32_t capacity, bool look_only) {
     static Bytes buffer(102400);
@@ -29,13 +30,10 @@ static void Seek(Source* source, KELFLACFD_CTX* ctx, int64_t time) {
 }
 
 void Run(Source* source) {
-    _KELCMN_MFAL record = source->Record();
-    const int64_t duration = source->Take64();
-    KELFLACFD_INFO info;
-    int err = 1;
-    KELFLACFD_CTX* ctx = kelflacfd_create(&record, &duration, &info, &err);
-    assert(ctx != nullptr ? err == 0 : err <= -2 && err >= -6);
-    source->Note(err);
+    const kelflac_host::DemuxerPlayer player(source, source->Take64());
+    KELFLACFD_CTX* const ctx = player.ctx;
+    assert(ctx != nullptr ? player.err == 0 : player.err <= -2 && player.err >= -6);
+    source->Note(player.err);
     for (int n = 50; ctx != nullptr && n > 0 && source->script.remaining_bytes() > 0; --n) {
         const size_t op = source->Take(), kind = op % 8;
         const int32_t capacity = op < 128 ? 102400 : op < 192 ? 4096 : op < 240 ? 100 : 5;
@@ -43,10 +41,9 @@ void Run(Source* source) {
         while (reads > 0 && Read(source, ctx, capacity, false) != KELFLACFD_END) --reads;
         if (kind == 5) Read(source, ctx, capacity, true);
         if (kind == 6)
-            Seek(source, ctx, info.duration / 256 * static_cast<int64_t>(source->Take()));
+            Seek(source, ctx, player.info.duration / 256 * static_cast<int64_t>(source->Take()));
         if (kind == 7) Seek(source, ctx, source->Take64());
         const KELFLACF_FAL& fal = ctx->fal;
         assert(fal.rd >= 0 && fal.rd < fal.size && fal.wr >= 0 && fal.wr < fal.size);
     }
-    kelflacfd_delete(ctx);
 }

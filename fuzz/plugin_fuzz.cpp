@@ -1,6 +1,4 @@
 // The plug-in as the framework drives it, by its tables, over a source that misbehaves.
-#include <host/media_format.h>
-
 #include "fuzz/fuzzing.h"
 #include "tools/host/player.h"
 
@@ -41,8 +39,6 @@ void Run(Source* source) {
         started = kind == 6 && !started && player.Start() == AMEDIA_OK;
         if (kind == 7) track.reset();
     }
-    host::FormatEntry e;
-    for (size_t i = 0; host::formatEntry(format.get(), i, &e); ++i)
-        source->answers.append(static_cast<const char*>(e.data), e.size);
+    source->answers += kelflac_host::Entries(AMEDIA_OK, format.get());
     extractor.reset();  // a track may outlive it, but not be used
 }

@@ -1,4 +1,4 @@
-// The data-source bridge: every diagnostic, and what the callbacks make of odd sources.
+// The data-source bridge: what each call gives, logs and makes of the position.
 #include <gtest/gtest.h>
 
 #include "libextractor/mfal/kelcmn_mfal_android_q.h"
@@ -6,43 +6,69 @@
 
 namespace kelflac_test {
 
-TEST(Bridge, NamesNullArgumentsAndKeepsAPosition) {
+static const std::string kTag = "6 KelFLACExtractorSO ";
+
+static std::string IsNull(const std::string& line, const std::string& argument) {
+    const std::string place = "[libextractor/mfal/kelcmn_mfal_android_q.h:" + line + "]";
+    return kTag + place + " assert failed! (" + argument + ")\n\n";
+}
+
+TEST(Bridge, EachCallHasItsResultAndItsLogLine) {
     MemorySource source(Text("0123456789"), UnknownSize);
     android::DataSourceHelper helper(source.slots());
-    KELCMN_MFAL_PARAM param = {{}, &helper};
-    _KELCMN_MFAL record = {{}, {}, {}, {}, {}, {}, {}, {}, {}, {}, &param, {}};
+    KELCMN_MFAL_PARAM param = {{}, &helper}, no_source = {};
+    _KELCMN_MFAL record = {{}, {}, {}, {}, {}, {}, {}, {}, {}, {}, &param, {}}, bare = record;
+    bare.open_param = &no_source;
     void* const fp = kelcmn_mfal_open(&record, 18);
-    long long n = 0;
+    const auto at = [&] { return static_cast<KELCMN_MFAL_HANDLE*>(fp)->pos; };
+    long long n = 7, none = 0, five = 5, before = -5;
     char to[16];
     TakeLog();
-    EXPECT_EQ(kelcmn_mfal_open(nullptr, 18), nullptr);
-    kelcmn_mfal_close(nullptr);
-    EXPECT_EQ(kelcmn_mfal_read(nullptr, nullptr, 1) + kelcmn_mfal_read(nullptr, to, 1), -2);
-    EXPECT_EQ(kelcmn_mfal_write(nullptr, to, 1) + kelcmn_mfal_write(fp, nullptr, -1), -1);
-    EXPECT_EQ(kelcmn_mfal_getpos(nullptr, nullptr) + kelcmn_mfal_getpos(nullptr, &n), -2);
-    EXPECT_EQ(kelcmn_mfal_setpos(nullptr, nullptr) + kelcmn_mfal_setpos(nullptr, &n), -2);
-    EXPECT_EQ(kelcmn_mfal_skip(nullptr, nullptr) + kelcmn_mfal_skip(nullptr, &n), -2);
-    EXPECT_EQ(kelcmn_mfal_getsize(nullptr, nullptr) + kelcmn_mfal_getsize(nullptr, &n), -2);
-    EXPECT_EQ(kelcmn_mfal_ioctl(nullptr, 1, nullptr) + kelcmn_mfal_ioctl(fp, 1, nullptr), -2);
-    std::string log, head = "6 KelFLACExtractorSO [libextractor/mfal/kelcmn_mfal_android_q.h:";
-    for (const std::string row :
-         {"102 mfal", "134 fp", "151 buf", "152 fp", "165 fp", "174 p", "175 fp", "188 p", "189 fp",
-          "203 fsize", "204 fp", "224 fsize", "225 fp", "239 fp", "240 arg"})
-        log += head + row.substr(0, 3) + "] assert failed! (" + row.substr(4) + ")\n\n";
-    EXPECT_EQ(TakeLog(), log);
-
-    EXPECT_EQ(kelcmn_mfal_setpos(fp, &(n = -5)), 0);
-    EXPECT_EQ(kelcmn_mfal_read(fp, to, 16) + kelcmn_mfal_read(nullptr, nullptr, 0), 0);
-    EXPECT_EQ(source.calls.back().pos, -5);
-    EXPECT_EQ(kelcmn_mfal_skip(fp, &(n = 0)) + kelcmn_mfal_ioctl(fp, 2, to), -2);
-    EXPECT_EQ(kelcmn_mfal_skip(fp, &(n = 12)) + kelcmn_mfal_ioctl(fp, 1, to), 0);
-    EXPECT_EQ(kelcmn_mfal_read(fp, to, 16), 3);
-    EXPECT_TRUE(kelcmn_mfal_getpos(fp, &n) == 0 && n == 10);
-    EXPECT_TRUE(kelcmn_mfal_getsize(fp, &n) == 0 && n == 0);
+    const struct {
+        const char* call;
+        int64_t result, expected;
+        std::string expected_log, log = TakeLog();
+    } rows[] = {
+        {"open no record", kelcmn_mfal_open(nullptr, 18) != nullptr, 0, IsNull("102", "mfal")},
+        {"open no source", kelcmn_mfal_open(&bare, 18) != nullptr, 0, kTag + "not supported\n"},
+        {"close", (kelcmn_mfal_close(nullptr), 0), 0, IsNull("134", "fp")},
+        {"read into nothing", kelcmn_mfal_read(nullptr, nullptr, 1), -1, IsNull("151", "buf")},
+        {"read", kelcmn_mfal_read(nullptr, to, 1), -1, IsNull("152", "fp")},
+        {"write", kelcmn_mfal_write(nullptr, to, 1), -1, IsNull("165", "fp")},
+        {"getpos to nothing", kelcmn_mfal_getpos(nullptr, nullptr), -1, IsNull("174", "p")},
+        {"getpos", kelcmn_mfal_getpos(nullptr, &n), -1, IsNull("175", "fp")},
+        {"setpos to nothing", kelcmn_mfal_setpos(nullptr, nullptr), -1, IsNull("188", "p")},
+        {"setpos", kelcmn_mfal_setpos(nullptr, &n), -1, IsNull("189", "fp")},
+        {"skip nothing", kelcmn_mfal_skip(nullptr, nullptr), -1, IsNull("203", "fsize")},
+        {"skip", kelcmn_mfal_skip(nullptr, &n), -1, IsNull("204", "fp")},
+        {"getsize to nothing", kelcmn_mfal_getsize(nullptr, nullptr), -1, IsNull("224", "fsize")},
+        {"getsize", kelcmn_mfal_getsize(nullptr, &n), -1, IsNull("225", "fp")},
+        {"ioctl", kelcmn_mfal_ioctl(nullptr, 1, nullptr), -1, IsNull("239", "fp")},
+        {"ioctl of nothing", kelcmn_mfal_ioctl(fp, 1, nullptr), -1, IsNull("240", "arg")},
+        {"read 0 bytes into nothing", kelcmn_mfal_read(nullptr, nullptr, 0), 0, ""},
+        {"write nothing", kelcmn_mfal_write(fp, nullptr, -1), 0, ""},
+        {"ioctl 1", kelcmn_mfal_ioctl(fp, 1, to), 0, ""},
+        {"ioctl 2", kelcmn_mfal_ioctl(fp, 2, to), -1, ""},
+        {"getsize of an unknown size", kelcmn_mfal_getsize(fp, &n), 0, ""},
+        {"the size", n, 0, ""},
+        {"skip 0", kelcmn_mfal_skip(fp, &none), -1, ""},
+        {"position", at(), 0, ""},
+        {"skip 5", kelcmn_mfal_skip(fp, &five), 0, ""},
+        {"read to the end", kelcmn_mfal_read(fp, to, 16), 5, ""},
+        {"read at the end", kelcmn_mfal_read(fp, to, 16), 0, ""},
+        {"getpos at the end", kelcmn_mfal_getpos(fp, &n), 0, ""},
+        {"the position", n, 10, ""},
+        {"skip past the end", kelcmn_mfal_skip(fp, &five), 0, ""},
+        {"position", at(), 15, ""},
+        {"setpos before the start", kelcmn_mfal_setpos(fp, &before), 0, ""},
+        {"read there", kelcmn_mfal_read(fp, to, 16), 0, ""},
+        {"where the source was read", source.calls.back().pos, -5, ""},
+    };
     kelcmn_mfal_close(fp);
-    param.data_source = nullptr;
-    EXPECT_EQ(kelcmn_mfal_open(&record, 18), nullptr);
-    EXPECT_EQ(TakeLog(), "6 KelFLACExtractorSO not supported\n");
+    for (const auto& [call, result, expected, expected_log, log] : rows) {
+        EXPECT_EQ(result, expected) << call;
+        EXPECT_EQ(log, expected_log) << call;
+    }
 }
 
 }  // namespace kelflac_test

@@ -1,17 +1,16 @@
 // The buffered reader over well-behaved and misbehaving sources.
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <map>
 #include <random>
+#include <set>
 #include <sstream>
 
-#include "libextractor/flac/demuxer/kelflacfd_sync.h"
 #include "tests/support/demuxer_host.h"
 
 namespace kelflac_test {
 namespace {
 
-using Lines = std::vector<std::string>;
 
 Bytes Noise(size_t size) {
     Bytes bytes(size);
@@ -19,137 +18,101 @@ Bytes Noise(size_t size) {
     for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random() | 1);  // never 0
     return bytes;
 }
-void RefusePositions(Call& call) {
-    if (call.op == "setpos") call.result = -1;
-}
 
-TEST(Reader, Creation) {
-    // Source's bytes and size hint; result, end of data, ring size, handles closed.
-    const std::pair<std::pair<size_t, int>, std::vector<int>> rows[] = {
-        {{0, 4096}, {1, 1, 8192, 0}},      {{1, 4096}, {0, 1, 8192, 0}},
-        {{4095, 4096}, {0, 1, 8192, 0}},   {{4096, 4096}, {0, 0, 8192, 0}},
-        {{9000, 4097}, {0, 0, 16384, 0}},  {{9000, 20000}, {0, 0, 32768, 0}},
-        {{9000, 12288}, {0, 0, 16384, 0}}, {{9000, 1 << 30}, {-2, 0, 0, 1}}};
-    for (const auto& [given, expected] : rows) {
-        Reader r(Noise(given.first), {}, given.second);
-        EXPECT_EQ((std::vector<int>{r.created, r.eof, r.size, r.source.counts["close"]}), expected);
+TEST(Reader, HasARingForItsHintAndAChunk) {
+    // The source's bytes, the hint, the result, whether the data have ended, the ring, the closes.
+    const std::tuple<size_t, int, int, int, int, int> rows[] = {
+        {0, 4096, 1, 1, 8192, 0},      {1, 4096, 0, 1, 8192, 0},     {4095, 4096, 0, 1, 8192, 0},
+        {4096, 4096, 0, 0, 8192, 0},   {9000, 4097, 0, 0, 16384, 0}, {9000, 20000, 0, 0, 32768, 0},
+        {9000, 12288, 0, 0, 16384, 0}, {9000, 1 << 30, -2, 0, 0, 1}};
+    for (const auto& [bytes, hint, created, at_end, ring, closes] : rows) {
+        SCOPED_TRACE(std::to_string(bytes) + " " + std::to_string(hint));
+        Reader reader(Noise(bytes), {}, hint);
+        EXPECT_EQ(reader.created, created);
+        EXPECT_EQ(reader.eof, at_end);
+        EXPECT_EQ(reader.size, ring);
+        EXPECT_EQ(reader.source.counts["close"], closes);
     }
-    Reader refused({}, [](Call& call) { call.result = -1; });
-    EXPECT_EQ(refused.created, -4);
-    EXPECT_EQ(refused.source.Lines(), Lines{"open 18 @0 = -1"});
 }
 
-/** Runs a script of operations: s skip, p setpos, r read, b top up, k peek1, w peek4. Gives for
-   each its result (1 for a byte or word that is not 0), the bytes then buffered and "e" at the end.
- */
-std::string Play(Reader& reader, const std::string& script) {
+/** Does the steps of a script, "read 200 = 100 (3 end)", and tells it with the results that come:
+    of a peek 1 for what is not 0; then how much is buffered, and "end" once the data ended. */
+std::string Play(Reader* reader, const std::string& script) {
+    Bytes to(30000);
+    const std::map<std::string, std::function<int(int)>> steps = {
+        {"skip", [=](int n) { return kelflacf_fal_skip(reader, n); }},
+        {"move", [=](long long n) { return kelflacf_fal_setpos(reader, &n); }},
+        {"read", [&](int n) { return kelflacf_fal_read(reader, to.data(), n); }},
+        {"fill", [=](int) { return kelflacf_fal_bytes_peek(reader); }},
+        {"peek", [=](int n) { return kelflacf_fal_peek1(reader, n) != 0; }},
+        {"peek4", [=](int n) { return kelflacf_fal_peek4(reader, n) != 0; }}};
     std::istringstream in(script);
-    std::string out;
-    char op = 0;
-    for (int arg = 0; in >> op >> arg;) {
-        Bytes bytes(30000);
-        const int result = op == 's'   ? kelflacf_fal_skip(&reader, arg)
-                           : op == 'p' ? reader.SetPos(arg)
-                           : op == 'r' ? kelflacf_fal_read(&reader, bytes.data(), arg)
-                           : op == 'b' ? kelflacf_fal_bytes_peek(&reader)
-                           : op == 'k' ? kelflacf_fal_peek1(&reader, arg) != 0
-                                       : kelflacf_fal_peek4(&reader, arg) != 0;
-        out += std::to_string(result) + ":" + std::to_string(kelflacf_fal_buffered(&reader)) +
-               (reader.eof != 0 ? "e " : " ");
+    std::ostringstream played;
+    std::string step, expected;
+    for (int n = 0; in >> step >> n && std::getline(in, expected, ')');) {
+        played << (played.tellp() > 0 ? " " : "") << step << " " << n << " = " << steps.at(step)(n);
+        played << " (" << kelflacf_fal_buffered(reader) << (reader->eof != 0 ? " end)" : ")");
     }
-    return out;
+    return played.str();
 }
 
-TEST(Reader, Scripts) {
-    const auto short_first = [](Call& call) {
-        if (call.op == "read" && call.index == 0) call.result = 100;
+TEST(Reader, ServesSkipsMovesReadsAndPeeks) {
+    const Hook sound;
+    const std::tuple<const char*, int, Hook, const char*> rows[] = {
+        {"past the end", 100, sound, "read 200 = 100 (0 end) peek 0 = 0 (0 end)"},
+        {"a fill leaves a byte free, peeks refill for their first bytes alone", 50000, sound,
+         "peek4 4096 = 0 (4096) fill 0 = 4096 (4096) read 1 = 1 (4095) fill 0 = 8191 (8191) "
+         "skip 8189 = 0 (2) peek4 0 = 1 (4098) peek4 2147483647 = 0 (4098)"},
+        {"skips of all that is buffered", 10000, sound,
+         "skip 4096 = 0 (4096) skip 5904 = 0 (0 end) skip 0 = 1 (0 end)"},
+        {"skips past the end and back", 10000, sound, "skip 11000 = 1 (0 end) skip -5 = 0 (0 end)"},
+        {"moves among the buffered bytes, before them, to the end and back", 10000, sound,
+         "move 0 = 0 (4096) move 4095 = 0 (1) move 10 = 0 (4086) move 10000 = 0 (0) "
+         "move 123456 = 0 (0) peek 0 = 0 (0 end) move 9999 = 0 (1 end) move -1 = 1 (0 end)"},
+        {"moves past an unknown end", 10000, UnknownSize,
+         "move 11000 = 1 (0 end) move 99999 = 1 (0 end) move 9000 = 0 (1000 end)"},
+        {"a refused move", 10000, RefusePositions, "move 9000 = -4 (4096)"},
+        {"a short read is the end, which a fill passes and a move clears", 30000, SpoilRead(0, 100),
+         "read 200 = 100 (0 end) peek 0 = 0 (0 end) fill 0 = 4096 (4096 end) move 101 = 0 (4095)"},
+        {"so is a failed one", 30000, SpoilRead(2, -1),
+         "read 100 = 100 (3996) read 20000 = 8092 (0 end) peek 0 = 0 (0 end) move 8192 = 0 (4096)"},
     };
-    const auto third_fails = [](Call& call) {
-        if (call.op == "read" && call.index == 2) call.result = -1;
-    };
-    const struct {
-        size_t bytes;
-        Hook hook;
-        const char *script, *expected;
-    } rows[] = {
-        {100, {}, "r200 k0", "100:0e 0:0e "},
-        // A top-up leaves a byte free; peeks refill for their first bytes alone.
-        {50000,
-         {},
-         "k4096 b0 r1 b0 s8189 w0 w2147483647",
-         "0:4096 4096:4096 1:4095 8191:8191 0:2 1:4098 0:4098 "},
-        // All that is buffered; to the end, where a few bytes came; nothing.
-        {10000, {}, "s4096 s5904 s0", "0:4096 0:0e 1:0e "},
-        {10000, {}, "s11000 s-5", "1:0e 0:0e "},  // less in the block than the offset in it
-        // Among the buffered bytes; before them; at the end and behind, which keeps the flag; back.
-        {10000,
-         {},
-         "p0 p4095 p10 p10000 p123456 k0 p9999 p-1",
-         "0:4096 0:1 0:4086 0:0 0:0 0:0e 0:1e 1:0e "},
-        {10000, UnknownSize, "p11000 p99999 p9000", "1:0e 1:0e 0:1000e "},
-        {10000, RefusePositions, "p9000", "-4:4096 "},
-        // A short first read is the end, which a top-up passes and any position clears.
-        {30000, short_first, "r200 k0 b0 p101", "100:0e 0:0e 4096:4096e 0:4095 "},
-        {30000, third_fails, "r100 r20000 k0 p8192", "100:3996 8092:0e 0:0e 0:4096 "},
-    };
-    for (const auto& row : rows) {
-        Reader reader(Noise(row.bytes), row.hook);
-        EXPECT_EQ(Play(reader, row.script), row.expected) << row.script;
+    for (const auto& [what, bytes, hook, script] : rows) {
+        Reader reader(Noise(static_cast<size_t>(bytes)), hook);
+        EXPECT_EQ(Play(&reader, script), script) << what;
     }
-    Reader reader(Noise(10000));
-    Play(reader, "p0 p4095 p10 s4086");
-    EXPECT_EQ(reader.source.Lines("read setpos"),
-              (Lines{"read 4096 @0 = 4096", "setpos 0 @4096 = 0", "read 4096 @0 = 4096",
-                     "setpos 4096 @4096 = 0", "read 4096 @4096 = 4096"}));
-    const Bytes data = Noise(20000);
-    Reader refused(data, RefusePositions);
-    EXPECT_EQ(kelflacf_fal_skip(&refused, 10001), 0) << "goes on where the source stands";
-    EXPECT_EQ(kelflacf_fal_read1(&refused), data[4096 + (10001 & 4095)]);
 }
 
-TEST(Reader, ATopUpEndsAtTheSecondEmptyReadInARow) {
+TEST(Reader, FillsUpToTheSecondEmptyReadInARow) {
     // The reads that give nothing, the first load being number 0; the bytes then buffered in a ring
     // of 32 KiB, and the reads made.
-    const struct {
-        std::vector<int> empty;
-        int buffered, reads;
-    } rows[] = {
+    const std::tuple<std::set<int>, int, int> rows[] = {
         {{}, 28672, 7}, {{1}, 24576, 7}, {{1, 2}, 4096, 3}, {{1, 3}, 20480, 7}, {{5, 6}, 20480, 7}};
     for (const auto& row : rows) {
-        SCOPED_TRACE(&row - rows);
+        const auto& [empty, buffered, reads] = row;
         const auto fail = [&](Call& call) {
-            const auto& empty = row.empty;
-            if (call.op == "read" && std::count(empty.begin(), empty.end(), call.index) > 0)
-                call.result = 0;
+            if (call.op == "read" && std::get<0>(row).count(call.index) > 0) call.result = 0;
         };
         Reader reader(Noise(40000), fail, 20000);
-        EXPECT_EQ(kelflacf_fal_bytes_peek(&reader), row.buffered);
-        EXPECT_EQ(reader.source.counts["read"], row.reads);
+        EXPECT_EQ(kelflacf_fal_bytes_peek(&reader), buffered) << testing::PrintToString(empty);
+        EXPECT_EQ(reader.source.counts["read"], reads) << testing::PrintToString(empty);
     }
 }
 
-TEST(Reader, ServesBytesAcrossTheRingsEnd) {
-    const std::tuple<uint8_t, uint8_t, const char*> rows[] = {
-        {0xFF, 0xF8, "100 100 91 91 10 10 -1 "},
-        {0xFF, 0x55, "100 100 10 10 10 10 -1 "},
-        {0x55, 0xF8, "100 100 10 10 10 10 -1 "}};
-    for (const auto& [last, first, expected] : rows) {
-        Bytes data(12288, 0x55);
-        for (size_t at : {8110U, 8200U}) data[at] = 0xFF, data[at + 1] = 0xF8;
-        data[8191] = last, data[8192] = first;  // these lie at the ring's end and its start
-        for (bool grown : {false, true}) {
-            Reader reader(data);
-            EXPECT_EQ(Play(reader, "s4000 b0 s4100 b0"), "0:96 4192:4192 0:92 4188:4188 ");
-            std::string found;
-            for (int limit : {4000, 101, 100, 92, 91, 11, 10})
-                found +=
-                    std::to_string(find_last_sync_code(kelflacf_fal_runs(&reader), limit)) + " ";
-            EXPECT_EQ(found, expected);
-            EXPECT_EQ(kelflacf_fal_resize_buf(&reader, grown ? 20000 : 100), 0);
-            Bytes rest(4188);
-            EXPECT_EQ(kelflacf_fal_read(&reader, rest.data(), 5000), 4188);
-            EXPECT_EQ(rest, Bytes(data.begin() + 8100, data.end()));
-        }
+TEST(Reader, KeepsBytesThatWrapInTheRingAndInALargerOne) {
+    const Bytes data = Noise(12288), rest(data.begin() + 8100, data.end());
+    for (int hint : {100, 20000}) {
+        Reader reader(data);
+        Play(&reader, "skip 4000 () fill 0 () skip 4100 () fill 0 ()");
+        const auto [first, second] = kelflacf_fal_runs(&reader);
+        EXPECT_EQ(Bytes(first.bytes, first.bytes + first.count),
+                  Bytes(rest.begin(), rest.begin() + 92));
+        EXPECT_EQ(Bytes(second.bytes, second.bytes + second.count),
+                  Bytes(rest.begin() + 92, rest.end()));
+        EXPECT_EQ(kelflacf_fal_resize_buf(&reader, hint), 0);
+        Bytes read(5000);
+        read.resize(static_cast<size_t>(kelflacf_fal_read(&reader, read.data(), 5000)));
+        EXPECT_EQ(read, rest);
     }
 }
 

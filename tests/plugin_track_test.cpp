@@ -9,72 +9,102 @@ namespace kelflac_test {
 using namespace android;
 static const std::string kLog = "4 KelFLACExtractorSO KelFLACSource";
 
-TEST(Track, SeeksToTheFrameOfATime) {
-    Session s(StreamBuilder{}.Frames(0, 100, 200).Build());  // 9287981 us
-    ASSERT_EQ(s.Start(), AMEDIA_OK);
-    const int64_t rows[][4] = {{SEEK, 9287981, 99, 9195102},
-                               {SEEK, -9287981, 0, 0},
-                               {SEEK | 3, 928800, 10, 928798},
-                               {7, 5, 11, 1021678}};
+TEST(Track, SeeksToTheFrameOfATimeOrOneBesideIt) {
+    Started s(StreamBuilder{}.Frames(0, 100, 200).Build());
+    const std::tuple<uint32_t, int64_t, uint64_t, std::string> rows[] = {
+        {SEEK, 9287981, 99, "9195102"},  // the duration
+        {SEEK, -9287981, 0, "0"},
+        {SEEK | 3, 928800, 10, "928798"},
+        {7, 5, 11, "1021678"}};  // seeks nowhere
     for (const auto& [options, us, number, at] : rows) {
-        const auto [status, bytes, meta] = s.Read(static_cast<uint32_t>(options), us);
-        EXPECT_EQ(bytes, FrameBytes({static_cast<uint64_t>(number)}, 200)) << us;
-        EXPECT_EQ(meta, "timeUs=" + std::to_string(at) + "L, is-sync-frame=1, durationUs=92879L, ");
+        const auto [status, bytes, meta] = s.Read(options, us);
+        EXPECT_EQ(bytes, FrameBytes({number}, 200)) << us;
+        EXPECT_EQ(meta, "timeUs=" + at + "L, is-sync-frame=1, durationUs=92879L, ");
     }
-    s.source.counts.clear();
-    EXPECT_EQ(s.Read(SEEK, 9287982).status, AMEDIA_ERROR_END_OF_STREAM);
-    EXPECT_TRUE(s.source.counts.empty() && s.track->stop(s.track->data) == 0 && s.Start() == 0);
-    EXPECT_EQ(s.Read().bytes, FrameBytes({12}, 200)) << "neither a refused seek nor a stop moves";
+}
+
+TEST(Track, StopKeepsThePosition) {
+    Started s(StreamBuilder{}.Frames(0, 3, 200).Build());
+    EXPECT_EQ(s.Read().bytes, FrameBytes({0}, 200));
+    EXPECT_EQ(s.track->stop(s.track->data), AMEDIA_OK);
+    EXPECT_EQ(s.Start(), AMEDIA_OK);
+    EXPECT_EQ(s.Read().bytes, FrameBytes({1}, 200));
+}
+
+TEST(Track, HasTheFormatOfItsExtractor) {
+    Started s(StreamBuilder{}.Frames(0, 3, 200).Build());
     EXPECT_EQ(Entries(s.track->getFormat(s.track->data, s.meta), s.meta), s.TrackFormat());
 }
 
 TEST(Track, StampsNothingOfTheFrameBefore) {
     // 450359962 is the last number whose time in 100 ns, times the rate, fits 64 bits.
-    Session s(StreamBuilder{}.Frames(0, 1, 200).Frames(450359962, 1, 200).Build());
-    ASSERT_TRUE(s.Start() == AMEDIA_OK && s.Read().status == AMEDIA_OK);
+    Started s(StreamBuilder{}.Frames(0, 1, 200).Frames(450359962, 1, 200).Build());
+    EXPECT_EQ(s.Read().status, AMEDIA_OK);
     EXPECT_EQ(s.Read().meta, "timeUs=41829351572607L, is-sync-frame=1, ");
 }
 
 TEST(Track, LogsWhatItRefuses) {
     const StreamBuilder three = StreamBuilder{}.Frames(0, 3, 200);
-    const std::tuple<StreamBuilder, bool, int64_t, uint32_t, int, const char*, Bytes> rows[] = {
-        {three, false, 0, 4, -10002, "seek unavailable", FrameBytes({1}, 200)},
-        {three, true, 278640, 15, -10006, "seek ERROR_END_OF_STREAM", FrameBytes({1}, 200)},
-        {StreamBuilder(three).Block(kSeekTable, Bytes(18)), false, 0, 15, -10006,
-         "kelflacfds_seek() failed!", FrameBytes({0}, 200)},
-        {StreamBuilder{}.Frames(0, 1, 102400).Frames(1, 1, 102401).Frames(2, 1, 200), true, -1, 15,
-         -10000, "ERROR_BUFFER_TOO_SMALL", FrameBytes({2}, 200)},
-        {StreamBuilder{}.Frames(0, 1, 200), true, -1, 15, -10006, "ERROR_END_OF_STREAM", {}}};
-    for (const auto& [stream, size_known, us, flags, status, line, next] : rows) {
-        Session s(stream.Build(), size_known ? Hook{} : UnknownSize);
-        ASSERT_TRUE(s.Start() == AMEDIA_OK && s.Read().status == AMEDIA_OK);
-        EXPECT_EQ(s.extractor->flags(s.extractor->data), flags);
+    const Bytes tabled = StreamBuilder(three).Block(kSeekTable, Bytes(18)).Build();
+    StreamBuilder large = StreamBuilder{}.Frames(0, 1, 102400).Frames(1, 1, 102401);
+    large.Frames(2, 1, 200);
+    // The stream, its flags, the time sought after the first frame, the read's status and line, the
+    // number of the frame that then comes.
+    const std::tuple<Bytes, Hook, uint32_t, int64_t, int, const char*, int> rows[] = {
+        {three.Build(), UnknownSize, 4, 0, -10002, "seek unavailable", 1},
+        {three.Build(), {}, 15, 278640, -10006, "seek ERROR_END_OF_STREAM", 1},
+        {tabled, UnknownSize, 15, 0, -10006, "kelflacfds_seek() failed!", 0},
+        {large.Build(), {}, 15, -1, -10000, "ERROR_BUFFER_TOO_SMALL", 2},
+        {StreamBuilder{}.Frames(0, 1, 200).Build(), {}, 15, -1, -10006, "ERROR_END_OF_STREAM", -1}};
+    for (const auto& [bytes, hook, flags, us, status, line, next] : rows) {
+        SCOPED_TRACE(line);
+        Started s(bytes, hook);
+        EXPECT_EQ(s.Read().status, AMEDIA_OK);
+        EXPECT_EQ(s.Flags(), flags);
         EXPECT_EQ(s.Read(us < 0 ? 0 : uint32_t{SEEK}, us).status, status);
         EXPECT_EQ(TakeLog(), kLog + "::read() " + line + "\n");
-        EXPECT_EQ(s.Read().bytes, next) << line;
+        const Bytes frame = next < 0 ? Bytes{} : FrameBytes({static_cast<uint64_t>(next)}, 200);
+        EXPECT_EQ(s.Read().bytes, frame);
     }
 }
 
-TEST(Track, ChecksItsHolderAndItsCalls) {
-    Session s(StreamBuilder{}.Frames(0, 3, 200).Build()), other(s.source.data);
+/** A session whose track is one over a holder of the test's. */
+struct Held : Session {
+    explicit Held(const sp<KelFLACFDSF>& holder)
+        : Session(StreamBuilder{}.Frames(0, 3, 200).Build()) {
+        track.reset(wrap(new KelFLACSource(nullptr, meta, holder)));
+    }
+    void SetSize() { AMediaFormat_setInt32(meta, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, 100); }
+};
+
+TEST(Track, FailsOverAHolderWithoutAStreamOrABuffer) {
     const sp<KelFLACFDSF> closed = new KelFLACFDSF, wrong = new KelFLACFDSF;
-    s.track.reset(wrap(new KelFLACSource(nullptr, s.meta, closed)));
-    const auto [self, free, start, stop, format, read, async, syncTime, slowFast] = *s.track;
-    EXPECT_EQ(async(self) + syncTime(self, 0, nullptr) + slowFast(self, nullptr), -10002);
-    AMediaFormat_setInt32(s.meta, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, 100);
-    CMediaBufferGroup empty = *s.group;
-    empty.add_buffer = [](void*, size_t) {};
-    EXPECT_TRUE(start(self, &empty) == 0 && read(self, nullptr, 0, 0) == -10000);
-    EXPECT_TRUE(stop(self) == AMEDIA_OK && s.Start() == AMEDIA_OK);
-    EXPECT_EQ(s.Read().status, AMEDIA_ERROR_IO);
     wrong->ctx = static_cast<KELFLACFD_CTX*>(calloc(1, sizeof(KELFLACFD_CTX)));
-    wrong->ctx->magic = KELFLACFD_MAGIC;
-    other.track.reset(wrap(new KelFLACSource(nullptr, other.meta, wrong)));
-    EXPECT_EQ(other.Start(), AMEDIA_ERROR_UNSUPPORTED);
-    EXPECT_TRUE(closed->getStrongCount() == 2 && wrong->getStrongCount() == 1);
-    EXPECT_EQ(TakeLog(), kLog + " create fail\n" + kLog + "::read() acquire_buffer false\n" + kLog +
-                             "() : not supported video codec\n" + kLog +
-                             "::start() ERROR_UNSUPPORTED.\n");
+    wrong->ctx->magic = KELFLACFD_MAGIC;  // but of another codec
+    // The holder, the references that the track keeps, its buffers, the statuses, the log.
+    const std::tuple<const sp<KelFLACFDSF>&, int, bool, int, int, std::string> rows[] = {
+        {closed, 1, true, 0, AMEDIA_ERROR_IO, " create fail\n"},
+        {closed, 1, false, 0, -10000, " create fail\n" + kLog + "::read() acquire_buffer false\n"},
+        {wrong, 0, true, -10002, 0,
+         "() : not supported video codec\n" + kLog + "::start() ERROR_UNSUPPORTED.\n"}};
+    for (const auto& [holder, kept, has_buffers, start, read, log] : rows) {
+        Held s(holder);
+        s.SetSize();
+        CMediaBufferGroup group = *s.group;
+        if (!has_buffers) group.add_buffer = [](void*, size_t) {};
+        EXPECT_EQ(s.track->start(s.track->data, &group), start);
+        CMediaBuffer* buffer = nullptr;
+        EXPECT_EQ(start == 0 ? s.track->read(s.track->data, &buffer, 0, 0) : 0, read);
+        EXPECT_EQ(holder->getStrongCount(), 1 + kept);
+        EXPECT_EQ(TakeLog(), kLog + log);
+    }
+}
+
+TEST(Track, HasTheOptionalCallsOfItsBase) {
+    Held s(new KelFLACFDSF);
+    EXPECT_FALSE(s.track->supportsNonBlockingRead(s.track->data));
+    EXPECT_EQ(s.track->getSyncFrameTime(s.track->data, 0, nullptr), -10002);
+    EXPECT_EQ(s.track->setSlowFastInfo(s.track->data, nullptr), 0);
 }
 
 static auto Dies(const std::string& line, const std::string& check) {
@@ -83,13 +113,12 @@ static auto Dies(const std::string& line, const std::string& check) {
 }
 
 TEST(TrackDeathTest, CallsOutOfTurnEndTheProcess) {
-    Session s(StreamBuilder{}.Frames(0, 3, 200).Build());
-    s.track.reset(wrap(new KelFLACSource(nullptr, s.meta, new KelFLACFDSF)));
+    Held s(new KelFLACFDSF);
     const char* const check =
         "AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, &max_size)";
     EXPECT_DEATH(s.Start(), Dies("529", check));
     EXPECT_DEATH(s.track->stop(s.track->data), Dies("541", "mStarted"));
-    AMediaFormat_setInt32(s.meta, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, 100);
+    s.SetSize();
     ASSERT_EQ(s.Start(), AMEDIA_OK);
     EXPECT_DEATH(s.Start(), Dies("521", "!mStarted"));
 }

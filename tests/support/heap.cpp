@@ -8,7 +8,8 @@
 
 namespace kelflac_test {
 
-std::atomic<size_t> heap_allocations, heap_live, heap_peak;
+std::atomic<size_t> heap_allocations, heap_live, heap_peak, heap_watched_size;
+std::atomic<void*> heap_watched;
 std::function<bool()> allocation_fails;
 
 static bool Fails() {
@@ -22,16 +23,20 @@ static void* Count(void* block) {
     return block;
 }
 
-// The linker turns the library's calls of a function f into calls of __wrap_f.
+/** So that bytes never written to are told from zeros. */
+static void* Scribble(void* block, size_t size) {
+    constexpr size_t kScribbled = 1 << 20;
+    return block != nullptr ? memset(block, 0xA5, std::min(size, kScribbled)) : nullptr;
+}
+
+// The linker turns calls of a function f, in what is linked into the program, into __wrap_f.
 extern "C" {
 void* __real_malloc(size_t size);
 void* __real_calloc(size_t count, size_t size);
 void __real_free(void* block);
 
 void* __wrap_malloc(size_t size) {
-    void* const block = Fails() ? nullptr : Count(__real_malloc(size));
-    constexpr size_t kScribbled = 1 << 20;  // so that bytes never written to are told from zeros
-    return block != nullptr ? memset(block, 0xA5, std::min(size, kScribbled)) : nullptr;
+    return Fails() ? nullptr : Scribble(Count(__real_malloc(size)), size);
 }
 void* __wrap_calloc(size_t count, size_t size) {
     return Fails() ? nullptr : Count(__real_calloc(count, size));
@@ -40,10 +45,16 @@ void __wrap_free(void* block) {
     heap_live -= malloc_usable_size(block);
     __real_free(block);
 }
-void* WrapNew(size_t size, const std::nothrow_t&) __asm__("__wrap_" KELFLAC_NOTHROW_NEW);
-void* WrapNew(size_t size, const std::nothrow_t&) {
-    return Fails() ? nullptr : ::operator new(size);
-}
 }
 
 }  // namespace kelflac_test
+
+#ifndef KELFLAC_SANITIZE_THREADS  // whose runtime library has one that can't be replaced
+/** Takes the place of the C++ library's. Its memory goes back by the other's delete. */
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    using namespace kelflac_test;
+    void* const block = Fails() ? nullptr : Scribble(::operator new(size), size);
+    if (size == heap_watched_size) heap_watched = block;
+    return block;
+}
+#endif

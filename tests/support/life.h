@@ -10,12 +10,22 @@
 
 namespace kelflac_test {
 
+/** What a demuxer made of a file, in words. Of a file that it refuses only `opens` is set. */
+struct Account {
+    std::string opens;                  ///< "opens", or "refused: malformed" and the like.
+    std::string title, date, pictures;  ///< "none", the text itself, or its size: "30,000 bytes".
+    std::string frames;                 ///< How many were handed out up to the end.
+    std::string seek;                   ///< "works", or "fails" where one of five did.
+
+    Texts Cells() const { return {opens, title, date, pictures, frames, seek}; }
+    /** What is told here and differs there: "title none, frames 2". */
+    std::string Unlike(const Account& other) const;
+};
+
 struct Life {
-    /** Of the plug-in: every answer. Of the demuxer: its error, or title, date, "<picture>"s (where
-        long their sizes), the number of frames up to the end, and "!" where a seek failed that need
-        not: "Song2020<PNG>12". */
-    std::string told;
-    std::set<Bytes> frames;
+    Account account;         ///< The demuxer's alone.
+    std::string answers;     ///< The plug-in's alone: all of them.
+    std::set<Bytes> frames;  ///< Delivered in reads and after seeks.
 };
 
 Life DemuxerLife(const Bytes& file, const Hook& hook = {});

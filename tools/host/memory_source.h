@@ -31,6 +31,18 @@ inline void UnknownSize(Call& call) {
     if (call.op == "getsize") call.result = 0;
 }
 
+/** The hook of a source that refuses every position. */
+inline void RefusePositions(Call& call) {
+    if (call.op == "setpos") call.result = -1;
+}
+
+/** The hook of a source whose read number `index` gives `result`. */
+inline Hook SpoilRead(int index, int64_t result) {
+    return [=](Call& call) {
+        if (call.op == "read" && call.index == index) call.result = result;
+    };
+}
+
 /** As it stands a sound file: accepts any position and gives 0 bytes outside its data. A read
     scribbles over what it leaves unfilled of the buffer, as a source may, so that a reader that
    asks for more than it has room for is found out. The source is its own one handle. */
@@ -64,6 +76,11 @@ class MemorySource : public host::DataSource {
     static MemorySource* Of(void* fp) { return static_cast<MemorySource*>(fp); }
     int64_t Note(std::string_view op, int64_t arg, int64_t sound);
     int Read(void* to, int wanted);
+};
+
+/** A base for what owns its source, before the base that plays over it. */
+struct OwnSource {
+    MemorySource source;
 };
 
 }  // namespace kelflac_host

@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <string>
 
 #include "host/media.h"
+#include "host/media_format.h"
 #include "media/MediaExtractorPluginApi.h"
 
 namespace kelflac_host {
@@ -72,5 +74,22 @@ struct Player {
     Owned<android::CMediaBufferGroup> group{host::newBufferGroup()};
     Owned<android::CMediaTrack> track;
 };
+
+/** Empties a format. Its entries, as "rate=1, time=1L, mime='audio/flac', csd-0=<bytes>, "; the
+    status when that is not AMEDIA_OK. */
+inline std::string Entries(media_status_t status, AMediaFormat* format) {
+    if (status != AMEDIA_OK) return std::to_string(status);
+    constexpr const char* kMarks[][2] = {{"=", ""}, {"=", "L"}, {"='", "'"}, {"=<", ">"}};
+    std::string out;
+    host::FormatEntry e;
+    for (size_t i = 0; host::formatEntry(format, i, &e); i++) {
+        const auto& [open, close] = kMarks[static_cast<int>(e.type)];
+        const std::string data(static_cast<const char*>(e.data), e.size);
+        out.append(e.key).append(open);
+        out += (e.data != nullptr ? data : std::to_string(e.number)) + close + ", ";
+    }
+    AMediaFormat_clear(format);
+    return out;
+}
 
 }  // namespace kelflac_host

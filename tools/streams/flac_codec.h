@@ -34,4 +34,21 @@ struct Decoded {
 
 Decoded Decode(Bytes stream);
 
+/** Audio that libFLAC has encoded. */
+struct Encoded {
+    Pcm pcm;
+    uint32_t block;
+    Bytes stream;
+    std::vector<FrameSpan> frames;
+
+    Bytes Frame(size_t n) const {
+        const uint8_t* const at = &stream[frames.at(n).offset];
+        return {at, at + frames[n].size};
+    }
+};
+
+/** `length` samples of 1 to 8 channels: with each number of channels other sizes, other rates, tags
+    or none, a sample count or none. */
+Encoded EncodeKind(uint32_t channels, size_t length);
+
 }  // namespace kelflac_streams

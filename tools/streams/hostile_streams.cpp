@@ -1,6 +1,5 @@
 #include "tools/streams/hostile_streams.h"
 
-#include <functional>
 #include <set>
 
 namespace kelflac_streams {
@@ -26,23 +25,29 @@ Bytes InfoBlock(const StreamInfo& info, int type = kStreamInfo) {
 
 /** A number of `bits` bits in a file, and the file with another in its place. */
 struct Field {
-    std::string name;
+    std::string title, name, unit;  // "PADDING states", "bytes"
     int bits;
     uint64_t fits;
     std::function<Bytes(uint32_t)> stream;
+    uint64_t zero = 0;  // what 0 stands for
 };
 
-Field BlockLength(const std::string& name, int type, const Bytes& body) {
-    return {"length-of-" + name, 24, body.size(),
-            [=](uint32_t v) { return Amid(StreamBuilder{}.Block(type, body, v)); }};
+Field BlockLength(const std::string& block, int type, const Bytes& body) {
+    const auto stream = [=](uint32_t v) { return Amid(StreamBuilder{}.Block(type, body, v)); };
+    const std::string length = Counted(body.size(), "bytes");
+    const std::string title = "The " + block + " block states another length than its " + length;
+    return {title + ".", block + " states", "bytes", 24, body.size(), stream};
 }
 
-Field InfoField(const std::string& name, int bits, void (*set)(StreamInfo&, uint32_t)) {
-    return {"info-" + name, bits, 16, [=](uint32_t v) {
-                StreamInfo info;
-                set(info, v);
-                return Amid(StreamBuilder(info));
-            }};
+Field InfoField(const std::string& name, const std::string& unit, int bits, uint64_t zero,
+                void (*set)(StreamInfo&, uint32_t)) {
+    const auto stream = [=](uint32_t v) {
+        StreamInfo info;
+        set(info, v);
+        return Amid(StreamBuilder(info));
+    };
+    const std::string title = "STREAMINFO states strange values for the " + name + ".";
+    return {title, name + " of", unit, bits, 16, stream, zero};
 }
 
 /** Comments between two pictures. */
@@ -61,34 +66,43 @@ Bytes Picture(Maybe32 mime, Maybe32 description, Maybe32 data) {
 std::vector<Field> Fields() {
     const Bytes info = StreamInfoBody({}), sound = Amid();
     return {
-        {"id3v2-size", 32, 20,
+        {"An ID3v2 tag of 20 bytes is in front. Of its size field seven bits in each byte count.",
+         "ID3v2 size field of", "", 32, 20,
          [=](uint32_t v) {
              return Cat({Text("ID3"), {4, 0, 0}, Be(v, 4), Bytes(20), sound});
          }},
-        {"length-of-first-info", 24, 34,
+        {"The first STREAMINFO block states another length than its 34 bytes.",
+         "first STREAMINFO states", "bytes", 24, 34,
          [=](uint32_t v) { return Framed({MetaBlock(kLastBlockFlag, info, v)}); }},
-        BlockLength("second-info", kStreamInfo, info),
-        BlockLength("padding", kPadding, Bytes(10)),
-        BlockLength("application", kApplication, Bytes(10)),
-        BlockLength("seek-table", kSeekTable, Bytes(36, 0xFF)),
-        BlockLength("comments", kVorbisComment, CommentsBody({"DATE=9"})),
-        BlockLength("cue-sheet", kCueSheet, Bytes(10)),
-        BlockLength("picture", kPicture, PictureBody({Text("P")})),
-        {"comments-vendor-length", 32, 6, [](uint32_t v) { return Comments(v, 3, 7); }},
-        {"comments-count", 32, 3, [](uint32_t v) { return Comments(6, v, 7); }},
-        {"comments-length", 32, 7, [](uint32_t v) { return Comments(6, 3, v); }},
-        {"picture-mime-length", 32, 3, [](uint32_t v) { return Picture(v, {}, {}); }},
-        {"picture-description-length", 32, 3, [](uint32_t v) { return Picture({}, v, {}); }},
-        {"picture-data-length", 32, 3, [](uint32_t v) { return Picture({}, {}, v); }},
-        InfoField("min-block", 16, [](StreamInfo& i, uint32_t v) { i.min_block = v; }),
-        InfoField("max-block", 16, [](StreamInfo& i, uint32_t v) { i.max_block = v; }),
-        InfoField("blocks", 16, [](StreamInfo& i, uint32_t v) { i.min_block = i.max_block = v; }),
-        InfoField("min-frame", 24, [](StreamInfo& i, uint32_t v) { i.min_frame = v; }),
-        InfoField("max-frame", 24, [](StreamInfo& i, uint32_t v) { i.max_frame = v; }),
-        InfoField("rate", 20, [](StreamInfo& i, uint32_t v) { i.rate = v; }),
-        InfoField("channels", 3, [](StreamInfo& i, uint32_t v) { i.channels = v + 1; }),
-        InfoField("sample-bits", 5, [](StreamInfo& i, uint32_t v) { i.bits = v + 1; }),
-        InfoField("samples", 32, [](StreamInfo& i, uint32_t v) { i.samples = v; }),
+        BlockLength("second STREAMINFO", kStreamInfo, info),
+        BlockLength("PADDING", kPadding, Bytes(10)),
+        BlockLength("APPLICATION", kApplication, Bytes(10)),
+        BlockLength("SEEKTABLE", kSeekTable, Bytes(36, 0xFF)),
+        BlockLength("VORBIS_COMMENT", kVorbisComment, CommentsBody({"DATE=9"})),
+        BlockLength("CUESHEET", kCueSheet, Bytes(10)),
+        BlockLength("PICTURE", kPicture, PictureBody({Text("P")})),
+        {"The vendor text in front of the comments states another length than its 6 bytes.",
+         "vendor text states", "bytes", 32, 6, [](uint32_t v) { return Comments(v, 3, 7); }},
+        {"A block of 3 comments states another number of them.", "VORBIS_COMMENT states",
+         "comments", 32, 3, [](uint32_t v) { return Comments(6, v, 7); }},
+        {"The first comment states another length than its 7 bytes.", "first comment states",
+         "bytes", 32, 7, [](uint32_t v) { return Comments(6, 3, v); }},
+        {"The MIME type of a picture states another length than its 3 bytes.", "MIME type states",
+         "bytes", 32, 3, [](uint32_t v) { return Picture(v, {}, {}); }},
+        {"The description of a picture states another length than its 3 bytes.",
+         "description states", "bytes", 32, 3, [](uint32_t v) { return Picture({}, v, {}); }},
+        {"The image of a picture states another length than its 3 bytes.", "image states", "bytes",
+         32, 3, [](uint32_t v) { return Picture({}, {}, v); }},
+        InfoField("smallest block", "samples", 16, 0, [](auto& i, auto v) { i.min_block = v; }),
+        InfoField("largest block", "samples", 16, 0, [](auto& i, auto v) { i.max_block = v; }),
+        InfoField("smallest and largest block", "samples", 16, 0,
+                  [](auto& i, auto v) { i.min_block = i.max_block = v; }),
+        InfoField("smallest frame", "bytes", 24, 0, [](auto& i, auto v) { i.min_frame = v; }),
+        InfoField("largest frame", "bytes", 24, 0, [](auto& i, auto v) { i.max_frame = v; }),
+        InfoField("sample rate", "Hz", 20, 0, [](auto& i, auto v) { i.rate = v; }),
+        InfoField("channel count", "", 3, 1, [](auto& i, auto v) { i.channels = v + 1; }),
+        InfoField("sample size", "bits", 5, 1, [](auto& i, auto v) { i.bits = v + 1; }),
+        InfoField("length", "samples", 32, 0, [](auto& i, auto v) { i.samples = v; }),
     };
 }
 
@@ -104,28 +118,28 @@ Streams Metadata() {
                 date = MetaBlock(kVorbisComment, CommentsBody({"DATE=9"})),
                 title = MetaBlock(kVorbisComment | kLastBlockFlag, CommentsBody({"TITLE=t"}));
     return {
-        {"lower-case", Cat({Text("flac"), sound_behind})},
-        {"8-mib-of-zeros-behind", Cat({marker, Bytes(8 << 20)})},
-        {"ones-behind", Cat({marker, Bytes(100000, 0xFF)})},
-        {"id3v2-larger-than-the-ring", Cat({Id3v2(300000), sound})},
-        {"two-id3v2", Cat({Id3v2(257), Id3v2(9), sound})},
-        {"id3v2-footer", Cat({Id3v2(9, 0, true), sound})},
-        {"id3v2-alone", Id3v2(23)},
-        {"id3v2-past-the-end", Hex("49 44 33 04 00 00 7F 7F 7F 7F 00")},
-        {"info-missing", Framed({title})},
-        {"info-third", Framed({others, info, title})},
-        {"info-twice", Framed({info, info, title})},
-        {"info-then-larger-of-type-8", Framed({info, large_8, title})},
-        {"info-then-small", Framed({info, small, title})},
-        {"info-then-variable-of-type-8", Framed({info, variable_8, title})},
-        {"type-127-first", Framed({type_127, info, title})},
-        {"type-127-later", Framed({info, date, type_127, title})},
-        {"bad-comments-first", Framed({bad, info, title})},
-        {"bad-comments-later", Framed({info, bad, title})},
-        {"comments-twice", Framed({info, date, title})},
-        {"zero-length-seek-table", Framed({info, date, no_table, title})},
-        {"no-last-flag", Framed({info, date})},
-        {"no-frame", Cat({marker, info, title})},
+        {"marker in lower case", Cat({Text("flac"), sound_behind})},
+        {"8 MiB of zeros after the marker", Cat({marker, Bytes(8 << 20)})},
+        {"100,000 bytes of ones after the marker", Cat({marker, Bytes(100000, 0xFF)})},
+        {"ID3v2 tag of 3 MiB", Cat({Id3v2(3 << 20), sound})},
+        {"two ID3v2 tags", Cat({Id3v2(257), Id3v2(9), sound})},
+        {"ID3v2 tag with a footer", Cat({Id3v2(9, 0, true), sound})},
+        {"ID3v2 tag and nothing else", Id3v2(23)},
+        {"ID3v2 tag that runs past the end", Hex("49 44 33 04 00 00 7F 7F 7F 7F 00")},
+        {"no STREAMINFO", Framed({title})},
+        {"STREAMINFO as the third block", Framed({others, info, title})},
+        {"STREAMINFO twice", Framed({info, info, title})},
+        {"STREAMINFO, then one of larger frames and type 8", Framed({info, large_8, title})},
+        {"STREAMINFO, then one of too small blocks", Framed({info, small, title})},
+        {"STREAMINFO, then one of variable blocks and type 8", Framed({info, variable_8, title})},
+        {"block of type 127 as the first", Framed({type_127, info, title})},
+        {"block of type 127 as the third", Framed({info, date, type_127, title})},
+        {"broken comments as the first block", Framed({bad, info, title})},
+        {"broken comments as the second block", Framed({info, bad, title})},
+        {"comments twice", Framed({info, date, title})},
+        {"SEEKTABLE of 0 bytes before the title", Framed({info, date, no_table, title})},
+        {"no block has the last-block flag", Framed({info, date})},
+        {"no frame", Cat({marker, info, title})},
     };
 }
 
@@ -140,20 +154,14 @@ Streams Crowds() {
         return Amid(StreamBuilder{}.Block(kVorbisComment, Cat({Le(0, 4), Le(count, 4), rest})));
     };
     return {
-        {"17-pictures", Amid(pictures)},
-        {"picture-data-behind-its-block", Picture({}, {}, 100)},
-        {"picture-of-16-mib", Amid(StreamBuilder{}.Block(kPicture, picture, 0xFFFFFF))},
-        {"200001-blocks", Amid(StreamBuilder{}.Block(kApplication, blocks, 1))},
-        {"100000-empty-comments", comments(100001, very_many)},
-        {"4-gi-comments-in-12-bytes", comments(0xFFFFFFFF, Bytes(4))},
+        {"17 pictures", Amid(pictures)},
+        {"image longer than its block", Picture({}, {}, 100)},
+        {"image of 16 MiB that isn't there",
+         Amid(StreamBuilder{}.Block(kPicture, picture, 0xFFFFFF))},
+        {"200,001 blocks", Amid(StreamBuilder{}.Block(kApplication, blocks, 1))},
+        {"100,000 empty comments before a title", comments(100001, very_many)},
+        {"4,294,967,295 comments in 12 bytes", comments(0xFFFFFFFF, Bytes(4))},
     };
-}
-
-/** Frames with given numbers in a stream that states as many as there are. */
-Bytes WithNumbers(uint64_t (*number)(uint64_t index)) {
-    StreamBuilder frames({4096, 4096, 0, 44100, 2, 16, 30000, uint64_t{1501} * 4096});
-    for (uint64_t i = 0; i <= 1500; i++) frames.Frames(number(i), 1, 40);
-    return frames.Build();
 }
 
 /** Frames too large, changed, with something behind them, or with numbers that lead astray. */
@@ -168,57 +176,164 @@ Streams Frames() {
         return out.Frames(1, 1, second).Frames(2, 1, kFrameBytes).Raw(behind).Build();
     };
     return {
-        {"frame-above-the-stated-maximum", three(stated, 201, none)},
-        {"frame-beyond-the-ring", three(stated, 9000, none)},
-        {"frame-above-the-buffer", three({}, 102401, none)},
-        {"untimed", three(untimed, 200, none)},
-        {"untimed-and-tags-behind", three(untimed, 200, tags)},
-        {"tags-behind", three({}, 200, tags)},
-        {"id3v1-behind", three({}, 200, tag)},
-        {"file-behind", three({}, 200, Amid())},
-        {"change-of-rate", three({}, 200, Cat({other_rate, other_rate}))},
-        {"32-bit-frames", StreamBuilder{}.Frames(0, 3, 200, deep).Build()},
-        {"past-the-countdown", StreamBuilder{}.Frames(1, 260, 60).Build()},
-        {"numbers-diverging", WithNumbers([](uint64_t i) { return i % 1500; })},
-        {"numbers-creeping", WithNumbers([](uint64_t i) { return i * i; })},
-        {"numbers-circling", WithNumbers([](uint64_t i) { return i % 12 * 100; })},
-        {"numbers-falling", WithNumbers([](uint64_t i) { return 1500 - i; })},
-        {"numbers-scattered", WithNumbers([](uint64_t i) { return i * 0x9E3779B97F4A7C15 >> 28; })},
+        {"frame above the stated maximum", three(stated, 201, none)},
+        {"frame larger than the ring", three(stated, 9000, none)},
+        {"frame larger than the buffer", three({}, 102401, none)},
+        {"no sample count", three(untimed, 200, none)},
+        {"no sample count, and tags after the frames", three(untimed, 200, tags)},
+        {"two tags after the frames", three({}, 200, tags)},
+        {"ID3v1 tag after the frames", three({}, 200, tag)},
+        {"another file after the frames", three({}, 200, Amid())},
+        {"another sample rate in the last frames", three({}, 200, Cat({other_rate, other_rate}))},
+        {"frames of 32-bit samples", StreamBuilder{}.Frames(0, 3, 200, deep).Build()},
+        {"260 frames, more than are searched for", StreamBuilder{}.Frames(1, 260, 60).Build()},
+        {"frame numbers that end with 0", NumberedStream([](uint64_t i) { return i % 1500; })},
+        {"frame numbers that grow as squares", NumberedStream([](uint64_t i) { return i * i; })},
+        {"12 frame numbers again and again",
+         NumberedStream([](uint64_t i) { return i % 12 * 100; })},
+        {"frame numbers that fall", NumberedStream([](uint64_t i) { return 1500 - i; })},
+        {"frame numbers at random",
+         NumberedStream([](uint64_t i) { return i * 0x9E3779B97F4A7C15 >> 28; })},
     };
 }
 
-/** Headers of which `n` bytes are the file's last, and the last of a ring of 8 KiB. */
-Streams CutHeaders() {
-    const FrameHeader header = {0, CodedNumber(5, 7), 0xFFF8, 7, 0, 13};
-    const Bytes longest = FrameBytes(header, 17);
+/** Three frames, the second with another header than its neighbours. */
+Streams SecondFrames() {
+    const std::pair<std::string, void (*)(FrameHeader&)> changes[] = {
+        {"another block size", [](auto& h) { h.block_code = 11; }},
+        {"another blocking strategy", [](auto& h) { h.sync = 0xFFF9; }},
+        {"another kind of stereo", [](auto& h) { h.assignment = 10; }},
+        {"another sample rate", [](auto& h) { h.rate_code = 10; }},
+        {"another number of channels", [](auto& h) { h.assignment = 0; }},
+        {"another sample size", [](auto& h) { h.bits_code = 6; }},
+        {"a wrong CRC-8", [](auto& h) { h.crc_error = 1; }},
+        {"a reserved type of subframe", [](auto& h) { h.subframe = 4; }},
+    };
+    Streams out;
+    for (const auto& [what, change] : changes) {
+        FrameHeader header;
+        change(header);
+        StreamBuilder stream = StreamBuilder{}.Frames(0, 1, kFrameBytes);
+        stream.Frames(1, 1, kFrameBytes, header).Frames(2, 1, 2 * kFrameBytes);
+        out.push_back({"second frame with " + what, stream.Build()});
+    }
+    return out;
+}
+
+/** A file of a picture and two frames, cut where another part of it begins, and just before. */
+Streams CutFiles() {
+    const Bytes sound = StreamBuilder{}.Picture({Text("P")}).Frames(0, 2, 60).Build();
+    Streams out;
+    for (const size_t size : {0U, 3U, 4U, 88U, 93U, 94U, 148U, 149U, 153U, 154U, 207U})
+        out.push_back({"first " + Counted(size, "bytes") + " of a file",
+                       {sound.data(), sound.data() + size}});
+    return out;
+}
+
+/** The first frame's header has `n` bytes before the end of the first chunk that is read. */
+Streams CutByTheFirstChunk() {
+    Streams out;
+    for (size_t n = 3; n <= 8; n++) {
+        StreamBuilder padded = StreamBuilder{}.Block(kPadding, Bytes(4096 - 46 - n));
+        out.push_back({Counted(n, "bytes") + " of a header at the first chunk's end",
+                       padded.Frames(200, 3, kFrameBytes).Build()});
+    }
+    return out;
+}
+
+/** Headers of which `n` bytes are the file's last. */
+Streams CutByTheFile(const Bytes& longest) {
+    Streams out;
+    for (size_t n = 1; n <= longest.size(); n++) {
+        const Bytes head(longest.data(), longest.data() + n);
+        out.push_back(
+            {Counted(n, "bytes") + " of a header at the file's end", Cat({Amid(), head})});
+    }
+    return out;
+}
+
+/** Headers of which `n` bytes are the last of a ring of 8 KiB. */
+Streams CutByTheRing(const FrameHeader& header, size_t longest) {
     constexpr size_t kSize = 4000, kPaddingBytes = 8192 - 46 - kSize;
     Streams out;
-    for (size_t n = 1; n <= 17; n++) {
-        const Bytes head(longest.data(), longest.data() + n);
-        out.push_back({"cut-by-the-file-" + std::to_string(n), Cat({Amid(), head})});
-    }
-    for (size_t n = 1; n <= 17; n++) {
+    for (size_t n = 1; n <= longest; n++) {
         StreamBuilder padded = StreamBuilder{}.Block(kPadding, Bytes(kPaddingBytes - n));
         padded.Frames(0, 3, kSize, header);
-        out.push_back({"cut-by-the-ring-" + std::to_string(n), padded.Build()});
+        out.push_back({Counted(n, "bytes") + " of a header at the ring's end", padded.Build()});
+    }
+    return out;
+}
+
+/** The field at 0, 1, around what fits, and around half of its range. */
+StreamGroup Extremes(const Field& field) {
+    StreamGroup out = {field.title, {}};
+    const uint64_t half = uint64_t{1} << (field.bits - 1);
+    for (uint64_t v : std::set<uint64_t>{0, 1, field.fits - 1, field.fits, field.fits + 1, 1000,
+                                         half - 1, half, 2 * half - 1}) {
+        const std::string name = field.name + " " + Counted(v + field.zero, field.unit);
+        if (v < 2 * half) out.streams.push_back({name, field.stream(static_cast<uint32_t>(v))});
     }
     return out;
 }
 
 }  // namespace
 
-Streams HostileStreams() {
+Bytes NumberedStream(const std::function<uint64_t(uint64_t)>& number) {
+    StreamBuilder frames({4096, 4096, 0, 44100, 2, 16, 30000, uint64_t{1501} * 4096});
+    for (uint64_t i = 0; i <= 1500; i++) frames.Frames(number(i), 1, 40);
+    return frames.Build();
+}
+
+Bytes CreepingStream() {
+    constexpr uint64_t kTarget = 100'000;
+    constexpr size_t kFirstProbe = 9'900'042, kFile = 20'000'000;
+    Bytes run, end;
+    for (uint64_t i = 0; i < 750; i++) run = Cat({run, FrameBytes({kTarget - 200 + i / 5}, 200)});
+    for (uint64_t n : {kTarget - 40, kTarget - 39, uint64_t{1'100'000}})
+        end = Cat({end, FrameBytes({n}, 200)});
+    const StreamInfo info = {4096, 4096, 0, 44100, 2, 16, 300, 2 * kTarget * 4096};
+    Bytes file = StreamBuilder(info).Frames(0, 2, 200).Build();
+    file.resize(kFirstProbe, 0x55);
+    file = Cat({file, run});
+    file.resize(kFile - end.size(), 0x55);
+    return Cat({file, end});
+}
+
+std::string Counted(uint64_t number, const std::string& unit) {
+    std::string out = std::to_string(number);
+    for (size_t at = out.size(); at > 3;) out.insert(at -= 3, ",");
+    if (unit.empty()) return out;
+    const bool singular = number == 1 && unit.back() == 's';
+    return out + " " + unit.substr(0, unit.size() - (singular ? 1 : 0));
+}
+
+std::vector<StreamGroup> HostileGroups() {
+    const FrameHeader longest = {0, CodedNumber(5, 7), 0xFFF8, 7, 0, 13};
+    constexpr size_t kLongest = 17;  // with the first subframe byte
+    std::vector<StreamGroup> out;
+    for (const Field& field : Fields()) out.push_back(Extremes(field));
+    out.push_back(
+        {"Marker, ID3v2 tag and blocks are missing, twice or in an odd order.", Metadata()});
+    out.push_back({"More pictures, blocks or comments than there should be.", Crowds()});
+    out.push_back(
+        {"Frames are too large or change, something follows them, or their numbers lead astray.",
+         Frames()});
+    out.push_back({"The second of three frames has another header.", SecondFrames()});
+    out.push_back({"A file of a picture and two frames is cut.", CutFiles()});
+    out.push_back(
+        {"The first 4,096 bytes, which are read at once, end within the first frame's header.",
+         CutByTheFirstChunk()});
+    out.push_back({"The file ends within a header of 16 bytes or at the first subframe byte.",
+                   CutByTheFile(FrameBytes(longest, kLongest))});
+    out.push_back(
+        {"The ring of 8 KiB ends within such a header.", CutByTheRing(longest, kLongest)});
+    return out;
+}
+
+std::vector<NamedStream> HostileStreams() {
     Streams out;
-    for (const Field& field : Fields()) {
-        const uint64_t half = uint64_t{1} << (field.bits - 1);
-        for (uint64_t v : std::set<uint64_t>{0, 1, field.fits - 1, field.fits, field.fits + 1, 1000,
-                                             half - 1, half, 2 * half - 1}) {
-            const std::string name = field.name + "-" + std::to_string(v);
-            if (v < 2 * half) out.push_back({name, field.stream(static_cast<uint32_t>(v))});
-        }
-    }
-    for (const Streams& part : {Metadata(), Crowds(), Frames(), CutHeaders()})
-        out.insert(out.end(), part.begin(), part.end());
+    for (const StreamGroup& group : HostileGroups())
+        out.insert(out.end(), group.streams.begin(), group.streams.end());
     return out;
 }
 

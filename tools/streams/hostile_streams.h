@@ -2,16 +2,37 @@
 // trip over, fields of STREAMINFO at their extremes, and faults that other parsers have had.
 #pragma once
 
+#include <functional>
+
 #include "tools/streams/stream_builder.h"
 
 namespace kelflac_streams {
 
 struct NamedStream {
-    std::string name;  ///< Words that tell what is wrong, fit for a file name.
+    std::string name;  ///< Plain words that tell what is wrong, fit for a file name.
     Bytes bytes;
 };
 
-/** The whole table, in a fixed order. */
-std::vector<NamedStream> HostileStreams();
+/** Streams that try one thing. */
+struct StreamGroup {
+    std::string title;  ///< What they try, as a sentence.
+    std::vector<NamedStream> streams;
+};
+
+/** All of them, in a fixed order. */
+std::vector<StreamGroup> HostileGroups();
+std::vector<NamedStream> HostileStreams();  ///< Those of each group.
+
+/** 1501 frames of 40 bytes with these numbers, in a stream that states as many: seeks go astray. */
+Bytes NumberedStream(const std::function<uint64_t(uint64_t index)>& number);
+
+/** A seek to kCreepingUs meets frames whose numbers creep towards its target's and never reach it.
+    The last number is so large that each step is short, and the next probe crosses as much again.
+ */
+Bytes CreepingStream();
+constexpr int64_t kCreepingUs = 9'287'981'858;
+
+/** A number with its unit, which is given in the plural: "1 byte", "30,000 bytes". */
+std::string Counted(uint64_t number, const std::string& unit);
 
 }  // namespace kelflac_streams

@@ -1,0 +1,48 @@
+// Plays the demuxer's caller: one open over a source.
+#pragma once
+
+#include "libextractor/flac/demuxer/kelflacfd.h"
+#include "tools/host/memory_source.h"
+
+namespace kelflac_host {
+
+/** What one read gave. */
+struct Frame {
+    int status = 0;
+    std::vector<uint8_t> bytes;  ///< Empty unless a frame was delivered.
+    int64_t time = -1, next_time = -1;
+    uint32_t length = 0;
+};
+
+/** One open over a source, which outlives it. Closed at the end of its scope. */
+struct DemuxerPlayer {
+    explicit DemuxerPlayer(MemorySource* over, int64_t in_duration = 0) {
+        _KELCMN_MFAL record = over->Record();
+        ctx = kelflacfd_create(&record, &in_duration, &info, &err);
+    }
+    ~DemuxerPlayer() { kelflacfd_delete(ctx); }
+    DemuxerPlayer(const DemuxerPlayer&) = delete;
+    DemuxerPlayer& operator=(const DemuxerPlayer&) = delete;
+
+    // For an open stream:
+    /** Without room it looks, and gives as many zeros. */
+    Frame Read(int32_t buffer_bytes = 102400) const {
+        Frame frame;
+        frame.bytes.resize(static_cast<size_t>(buffer_bytes));
+        uint8_t* const to = buffer_bytes != 0 ? frame.bytes.data() : nullptr;
+        frame.status = kelflacfd_get_frm(ctx, to, buffer_bytes, &frame.length, &frame.time,
+                                         &frame.next_time);
+        frame.bytes.resize(frame.status == 0 ? frame.length : 0);
+        return frame;
+    }
+    int Seek(int64_t time, int64_t* landed = nullptr) const {
+        int64_t unused = 0;
+        return kelflacfd_seek(ctx, &time, landed != nullptr ? landed : &unused);
+    }
+
+    KELFLACFD_INFO info = {};
+    int err = 99;
+    KELFLACFD_CTX* ctx = nullptr;  ///< Null: not opened.
+};
+
+}  // namespace kelflac_host
