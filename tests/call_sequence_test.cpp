@@ -103,19 +103,19 @@ TEST(CallSequence, IsThatOfTheModel) {
         if (library == model) continue;
         size_t line = 0;
         while (library[line] == model[line]) ++line;
-        testing::Message both;
-        for (size_t i = line - std::min<size_t>(line, 10); i < line; ++i)
-            both << library[i] << '\n';
-        const auto at = [line](const Texts& log) {
-            const auto is_answer = [](const std::string& text) { return text[0] != ' '; };
-            const auto place = log.begin() + static_cast<ptrdiff_t>(line);
-            return *place + "\n... of: " + *std::find_if(place, log.end(), is_answer) + "\n";
+        // From ten lines before on, up to the answer that the first differing line leads to.
+        const auto around = [line](const Texts& log) {
+            std::string text;
+            for (size_t i = line - std::min<size_t>(line, 10); i < log.size(); ++i) {
+                text += (i == line ? "> " : "  ") + log[i] + '\n';
+                if (i >= line && log[i][0] != ' ') break;
+            }
+            return text;
         };
         FAIL() << "Stream " << seed << " of " << file.size() << " bytes, " << fault.name
-               << ". Both:\n"
-               << both << "then the library:\n"
-               << at(library) << "but the model:\n"
-               << at(model);
+               << ". The library:\n"
+               << around(library) << "The model:\n"
+               << around(model);
     }
 }
 

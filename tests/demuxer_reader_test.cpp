@@ -11,7 +11,6 @@
 namespace kelflac_test {
 namespace {
 
-
 Bytes Noise(size_t size) {
     Bytes bytes(size);
     std::mt19937_64 random(7);

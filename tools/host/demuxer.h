@@ -30,8 +30,8 @@ struct DemuxerPlayer {
         Frame frame;
         frame.bytes.resize(static_cast<size_t>(buffer_bytes));
         uint8_t* const to = buffer_bytes != 0 ? frame.bytes.data() : nullptr;
-        frame.status = kelflacfd_get_frm(ctx, to, buffer_bytes, &frame.length, &frame.time,
-                                         &frame.next_time);
+        frame.status =
+            kelflacfd_get_frm(ctx, to, buffer_bytes, &frame.length, &frame.time, &frame.next_time);
         frame.bytes.resize(frame.status == 0 ? frame.length : 0);
         return frame;
     }
