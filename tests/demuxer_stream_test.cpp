@@ -105,21 +105,6 @@ TEST(Context, RefusesBadHandles) {
     EXPECT_EQ(kelflacfd_create(&record, &time, &info, nullptr), nullptr) << "an error has no place";
 }
 
-TEST(Read, LooksWithoutABufferAndCountsIt) {
-    Demuxer demuxer(StreamBuilder{}.Frames(7, 3, 200).Build());
-    for (int left : {243, 242}) {
-        Frame look;
-        look.status =
-            kelflacfd_get_frm(demuxer.ctx, nullptr, 0, &look.length, &look.time, &look.next_time);
-        EXPECT_EQ(look.status, 0);
-        EXPECT_EQ(look.length, 200U);
-        EXPECT_EQ(look.time, 6501587);
-        EXPECT_EQ(look.next_time, 7430385);
-        EXPECT_EQ(demuxer.ctx->full_check_count, left);
-    }
-    EXPECT_EQ(Reads(&demuxer, 1), "200@6501587 ");
-}
-
 TEST(Read, GivesPiecesAfter244NumberedFrames) {
     const Bytes stream = StreamBuilder(Info(300)).Frames(0, 250, 200).Build();
     Demuxer demuxer(stream);
@@ -130,39 +115,6 @@ TEST(Read, GivesPiecesAfter244NumberedFrames) {
     EXPECT_EQ(Reads(&demuxer, 5), "300@0 300@0 100@0 1 ");
 }
 
-TEST(Read, CountsFramesThatItLeavesOutUntilASeek) {
-    Demuxer demuxer(StreamBuilder(Info(300)).Frames(0, 250, 200).Build());
-    for (int i = 0; i < 245; ++i) ASSERT_EQ(demuxer.Read(199).status, -7) << i;
-    EXPECT_EQ(Reads(&demuxer, 6, 199), "-7 -7 -7 -7 -7 -7 ") << "pieces, also at the file's end";
-    EXPECT_EQ(demuxer.Seek(0), 0);
-    EXPECT_EQ(Reads(&demuxer, 2), "200@0 200@928798 ");
-}
-
-TEST(Seek, StepsOnTheLineToTheFarBracket) {
-    // The size and number of the first frames, which others follow evenly up to 10 MB; what moves
-    // come after the first probe, at 500,105.
-    const std::tuple<size_t, size_t, Texts> rows[] = {
-        {9285, 1000, {}},
-        {9843, 50, {"setpos 524288 @516096 = 0"}},   // frame 50 is met first
-        {8202, 60, {"setpos 442368 @516096 = 0"}}};  // frame 60
-    for (const auto& [size, count, moves] : rows) {
-        SCOPED_TRACE(size);
-        const size_t rest = 10'000'000 - size * count, even = rest / (1077 - count);
-        StreamBuilder stream(Info(12000, 1077 * 4096));
-        stream.Block(kPadding, Bytes(8000 - 46)).Frames(0, count, size);
-        stream.Frames(count, 1076 - count, even).Frames(1076, 1, rest - even * (1076 - count));
-        Demuxer demuxer(stream.Build());
-        EXPECT_EQ(demuxer.info.byte_rate, 99968);
-        demuxer.source.calls.clear();
-        int64_t landed = -1;
-        EXPECT_EQ(demuxer.Seek(50000000, &landed), 0);
-        EXPECT_EQ(landed, 49226303);
-        EXPECT_EQ(demuxer.Read().time, landed);
-        const Texts all = demuxer.source.Lines("setpos");
-        EXPECT_EQ(Texts(all.begin() + 3, all.end()), moves);
-    }
-}
-
 TEST(Seek, ToATimeBeforeTheStartMeetsTheFirstFrame) {
     // The target is frame -1: the first probe, in the padding, meets frame 0 and ends the search.
     StreamBuilder stream({192, 192, 0, 8000, 1, 16, 400, 200 * 192});
@@ -171,29 +123,6 @@ TEST(Seek, ToATimeBeforeTheStartMeetsTheFirstFrame) {
     EXPECT_EQ(demuxer.Seek(-360000), 0);
     EXPECT_EQ(demuxer.source.counts["read"], 5);
     EXPECT_EQ(demuxer.Read().bytes, FrameBytes({0}, 300));
-}
-
-TEST(Seek, RemembersNineNumbersAndEndsAtTheTenthRepeat) {
-    // The frames' numbers; the time sought; that of the nearest number; the frame that the reader
-    // stands at; how often the size is asked for: for each move, and each frame without a
-    // successor.
-    const std::tuple<uint64_t (*)(uint64_t), int64_t, int64_t, int, int> rows[] = {
-        // Meets eleven numbers, then steps from the nearest of nine; 0 is one that it has met.
-        {[](uint64_t i) { return i == 1500 ? 4370 : i * 1288 % 437; }, 280122978, 277710657, 456,
-         26},
-        // Nine, two of which are equally near: the first is taken.
-        {[](uint64_t i) { return i == 1500 ? 1500 : i * 7 % 29; }, 708672874, 22291156, 1500, 29},
-    };
-    for (const auto& [number, time, nearest, frame, size_queries] : rows) {
-        SCOPED_TRACE(time);
-        Demuxer demuxer(NumberedStream(number));
-        demuxer.source.counts.clear();
-        int64_t landed = -1;
-        EXPECT_EQ(demuxer.Seek(time, &landed), 0);
-        EXPECT_EQ(landed, nearest);
-        EXPECT_EQ(logical_pos(&demuxer.ctx->fal), demuxer.ctx->first_frm_pos + 40 * frame);
-        EXPECT_EQ(demuxer.source.counts["getsize"], size_queries);
-    }
 }
 
 TEST(Seek, EndsWhereReadsGoOn) {

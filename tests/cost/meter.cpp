@@ -112,38 +112,22 @@ void ReadToTheEnd(kelflac_host::Player* player) {
     }
 }
 
-void Start(const char* name, uint64_t calls) {
-    meter = {};
-    meter.name = name;
-    Allow(0, calls);
-    meter.is_running = true;
-}
-
-Bill Stop() {
-    meter.is_running = false;
-    return meter.bill;
-}
-
 }  // namespace
-
-Bill Meter(const char* name, host::DataSource* inner,
-           const std::function<void(android::CDataSource*)>& call) {
-    MeteredSource source(inner);
-    Start(name, 1);
-    call(source.slots());
-    return Stop();
-}
 
 Bill MeterLife(const char* name, host::DataSource* inner) {
     MeteredSource source(inner);
     const kelflac_host::Owned<AMediaFormat> format(AMediaFormat_new());
-    Start(name, 2);  // the sniffer and the tear-down
+    meter = {};
+    meter.name = name;
+    Allow(0, 2);  // the sniffer and the tear-down
+    meter.is_running = true;
     {
         kelflac_host::Player player(GETEXTRACTORDEF(), source.slots());
         if (player.extractor != nullptr && AskEverything(&player, &source, format.get()))
             ReadToTheEnd(&player);
     }
-    return Stop();
+    meter.is_running = false;
+    return meter.bill;
 }
 
 }  // namespace kelflac_test

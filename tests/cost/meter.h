@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 
 #include "host/data_source.h"
 
@@ -38,10 +37,6 @@ struct Bill {
  * Ends the process, with `name` on standard error, as soon as the law is broken.
  */
 Bill MeterLife(const char* name, host::DataSource* source);
-
-/** Likewise for one call of anything else over the source, for the framework to give. */
-Bill Meter(const char* name, host::DataSource* source,
-           const std::function<void(android::CDataSource*)>& call);
 
 /** Lets libFuzzer keep an input that spends more of what the law allows than any before. */
 void TellFuzzer(const Bill& bill);

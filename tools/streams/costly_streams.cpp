@@ -170,8 +170,12 @@ Streams RepeatingStreams(size_t size) {
     for (const Streams& part :
          {SameKey(size), Comments(size), Promises(), Blocks(size), Audio(size)})
         out.insert(out.end(), part.begin(), part.end());
-    for (int kind = 0; kind < kCostlyKindCount; kind++)
-        out.push_back({kCostlyKinds[kind], CostlyStream(kind, size, 9000)});
+    for (int kind = 0; kind < kCostlyKindCount; kind++) {
+        const std::string name = kCostlyKinds[kind];
+        out.push_back({name, CostlyStream(kind, size, 9000)});
+        if (kind != kPairs)
+            out.push_back({name + " in the largest ring", CostlyStream(kind, size, 0xFFFFFF)});
+    }
     return out;
 }
 

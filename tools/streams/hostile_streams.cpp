@@ -164,6 +164,13 @@ Streams Crowds() {
     };
 }
 
+/** 1501 frames of 40 bytes with these numbers, in a stream that states as many: seeks go astray. */
+Bytes NumberedStream(const std::function<uint64_t(uint64_t)>& number) {
+    StreamBuilder frames({4096, 4096, 0, 44100, 2, 16, 30000, uint64_t{1501} * 4096});
+    for (uint64_t i = 0; i <= 1500; i++) frames.Frames(number(i), 1, 40);
+    return frames.Build();
+}
+
 /** Frames too large, changed, with something behind them, or with numbers that lead astray. */
 Streams Frames() {
     const Bytes tag = Cat({Text("TAG"), Bytes(125, 't')}), tags = Cat({tag, tag}), none;
@@ -277,12 +284,6 @@ StreamGroup Extremes(const Field& field) {
 }
 
 }  // namespace
-
-Bytes NumberedStream(const std::function<uint64_t(uint64_t)>& number) {
-    StreamBuilder frames({4096, 4096, 0, 44100, 2, 16, 30000, uint64_t{1501} * 4096});
-    for (uint64_t i = 0; i <= 1500; i++) frames.Frames(number(i), 1, 40);
-    return frames.Build();
-}
 
 Bytes CreepingStream() {
     constexpr uint64_t kTarget = 100'000;

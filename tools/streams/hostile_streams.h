@@ -2,7 +2,6 @@
 // trip over, fields of STREAMINFO at their extremes, and faults that other parsers have had.
 #pragma once
 
-#include <functional>
 
 #include "tools/streams/stream_builder.h"
 
@@ -22,9 +21,6 @@ struct StreamGroup {
 /** All of them, in a fixed order. */
 std::vector<StreamGroup> HostileGroups();
 std::vector<NamedStream> HostileStreams();  ///< Those of each group.
-
-/** 1501 frames of 40 bytes with these numbers, in a stream that states as many: seeks go astray. */
-Bytes NumberedStream(const std::function<uint64_t(uint64_t index)>& number);
 
 /** A seek to kCreepingUs meets frames whose numbers creep towards its target's and never reach it.
     The last number is so large that each step is short, and the next probe crosses as much again.
