@@ -1,5 +1,6 @@
 #include "tools/streams/hostile_streams.h"
 
+#include <functional>
 #include <set>
 
 namespace kelflac_streams {
