@@ -29,7 +29,7 @@ static std::pair<Account, Account> Lives(const Bytes& file) {
 
 /** A line of the table. The last cell and empty ones before it take no room. */
 static std::string Line(const Texts& cells) {
-    constexpr int kWidths[] = {51, 29, 13, 5, 15, 7, 6, 0};
+    constexpr int kWidths[] = {51, 29, 13, 5, 17, 7, 6, 0};
     std::ostringstream out;
     for (size_t i = 0; i < cells.size(); i++)
         out << (i > 0 ? "| " : "") << std::left << std::setw(kWidths[i]) << cells[i];

@@ -158,6 +158,8 @@ Streams Crowds() {
         {"image longer than its block", Picture({}, {}, 100)},
         {"image of 16 MiB that isn't there",
          Amid(StreamBuilder{}.Block(kPicture, picture, 0xFFFFFF))},
+        {"image of 17 MiB, more than a block can state",
+         Amid(StreamBuilder{}.Picture({Bytes(17 << 20, 'p')}))},
         {"200,001 blocks", Amid(StreamBuilder{}.Block(kApplication, blocks, 1))},
         {"100,000 empty comments before a title", comments(100001, very_many)},
         {"4,294,967,295 comments in 12 bytes", comments(0xFFFFFFFF, Bytes(4))},
