@@ -46,7 +46,7 @@ TEST(RealStream, SeeksLandOnTheFrameOrOneBesideIt) {
         const uint64_t us = NextRandom(random) % 48'000'000;
         const Packet p = s.Read(android::SEEK, static_cast<int64_t>(us));
         if (p.status != AMEDIA_OK) missed.push_back(us);
-        const uint64_t n = (p.status == AMEDIA_OK ? TimeUs(p) : us) / kFrameUs;
+        const auto n = static_cast<size_t>((p.status == AMEDIA_OK ? TimeUs(p) : us) / kFrameUs);
         EXPECT_LE(n + 1 - us / kFrameUs, 2U) << us;
         EXPECT_EQ(p.bytes, p.status == AMEDIA_OK ? e.Frame(n) : Bytes{}) << us;
     }
