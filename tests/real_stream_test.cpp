@@ -18,7 +18,7 @@ static uint64_t TimeUs(const Packet& p) {
 TEST(RealStream, FramesComeInTimeAndDecodeToTheSamples) {
     for (uint32_t ch = 1; ch <= 8; ch++) {
         SCOPED_TRACE(ch);
-        const Encoded e = EncodeKind(ch, ch == 1 ? 384000 : 20000);
+        const EncodedStream e = EncodeKind(ch, ch == 1 ? 384000 : 20000);
         Started s(Cat({ch % 4 == 0 ? Id3v2(5000) : Bytes{}, e.stream}));
         Bytes out = Text(s.TrackFormat().substr(strlen("csd-0=<"), 42));
         size_t n = 0;
@@ -37,7 +37,7 @@ TEST(RealStream, FramesComeInTimeAndDecodeToTheSamples) {
 }
 
 TEST(RealStream, SeeksLandOnTheFrameOrOneBesideIt) {
-    const Encoded e = EncodeKind(1, 384000);
+    const EncodedStream e = EncodeKind(1, 384000);
     constexpr uint64_t kFrameUs = 24'000;
     Started s(e.stream);
     std::vector<uint64_t> missed;
