@@ -18,6 +18,7 @@ TEST(Constants, AreThoseThatOthersRelyOn) {
         {"bytes of a chunk", KELFLACF_FAL_CHUNK, 4096},
         {"bytes of the format", KELFLACFD_FMT_BYTES, 42},
         {"pictures", KELFLACFD_MAX_PICTURES, 16},
+        {"reserved bytes of the parameters", sizeof(KELCMN_MFAL_PARAM::reserved), 4096},
         {"ticks in a second", KELFLACFD_TICKS_PER_SECOND, 10'000'000},
         {"lowest encoding", KELFLACFD_ENC_FIRST, 700},
         {"encoding UTF-8", KELFLACFD_ENC_UTF8, 703}};

@@ -21,7 +21,7 @@ TEST(Definition, NamesThePluginOnEachCall) {
     }
 }
 
-TEST(Sniffer, ClaimsTheMarkerBehindAnyTags) {
+TEST(Sniffer, ClaimsTheMarkerAfterAnyTags) {
     const Bytes flac = Text("fLaC123456"), nine = Text("fLaC12345");
     // What the source begins with, whether it is claimed, where the last read was.
     const std::tuple<const char*, Bytes, bool, int> rows[] = {

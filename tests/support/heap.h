@@ -1,6 +1,5 @@
 // The heap as the library uses it: malloc and calloc of what is linked into the test program, and
 // new (std::nothrow) of the whole process, with which the platform makes its formats and buffers.
-// Not the new of the C++ library's containers.
 #pragma once
 
 #include <atomic>
