@@ -31,6 +31,7 @@ TEST(Open, TellsDurationByteRateAndSizes) {
     };
     const Bytes many = StreamBuilder(Info(300)).Raw({0, 0}).Frames(0, 5000, 200).Build();
     const Hook sound;
+    // Duration, byte rate, seekable, largest frame, ring; the stream, its source, a given duration.
     const std::tuple<int64_t, int, int, int, int, Bytes, Hook, int64_t> rows[] = {
         {100000000, 100000, 1, 300, 8192, many, sound, 0},
         {10000000, 400, 1, 300, 8192, two(Info(300)), sound, 10000000},

@@ -21,10 +21,10 @@ TEST(Definition, NamesThePluginOnEachCall) {
     }
 }
 
-TEST(Sniffer, ClaimsTheMarkerBehindAnyTags) {
+TEST(Sniffer, ClaimsTheMarkerAfterAnyTags) {
     const Bytes flac = Text("fLaC123456"), nine = Text("fLaC12345");
+    // What the source begins with, whether it is claimed, where the last read was.
     const std::tuple<const char*, Bytes, bool, int> rows[] = {
-        // the last: where the last read was
         {"the marker", flac, true, 0},
         {"nine bytes", nine, false, 0},
         {"a failing source", {}, false, 0},

@@ -73,8 +73,8 @@ struct Held : Session {
     explicit Held(const sp<KelFLACFDSF>& holder)
         : Session(StreamBuilder{}.Frames(0, 3, 200).Build()) {
         track.reset(wrap(new KelFLACSource(nullptr, meta, holder)));
+        AMediaFormat_setInt32(meta, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, 100);
     }
-    void SetSize() { AMediaFormat_setInt32(meta, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, 100); }
 };
 
 TEST(Track, FailsOverAHolderWithoutAStreamOrABuffer) {
@@ -89,7 +89,6 @@ TEST(Track, FailsOverAHolderWithoutAStreamOrABuffer) {
          "() : not supported video codec\n" + kLog + "::start() ERROR_UNSUPPORTED.\n"}};
     for (const auto& [holder, kept, has_buffers, start, read, log] : rows) {
         Held s(holder);
-        s.SetSize();
         CMediaBufferGroup group = *s.group;
         if (!has_buffers) group.add_buffer = [](void*, size_t) {};
         EXPECT_EQ(s.track->start(s.track->data, &group), start);
@@ -116,11 +115,12 @@ TEST(TrackDeathTest, CallsOutOfTurnEndTheProcess) {
     Held s(new KelFLACFDSF);
     const char* const check =
         "AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, &max_size)";
-    EXPECT_DEATH(s.Start(), Dies("529", check));
     EXPECT_DEATH(s.track->stop(s.track->data), Dies("541", "mStarted"));
-    s.SetSize();
-    ASSERT_EQ(s.Start(), AMEDIA_OK);
+    EXPECT_EQ(s.Start(), AMEDIA_OK);
     EXPECT_DEATH(s.Start(), Dies("521", "!mStarted"));
+    EXPECT_EQ(s.track->stop(s.track->data), AMEDIA_OK);
+    AMediaFormat_clear(s.meta);
+    EXPECT_DEATH(s.Start(), Dies("529", check));
 }
 
 }  // namespace kelflac_test

@@ -37,9 +37,8 @@ TEST(Comments, CountByKeyTheFirstTextAndTheLastNumber) {
         {{"DATE=99999999999"}, "date='99999999999', year='121575219', "},  // modulo 2^32, 9 digits
         {{"DISCNUMBER=4294967295", "COMPILATION=2147483648"}, ""},         // negative: absent
     };
-    for (const auto& [comments, expected] : rows) {
+    for (const auto& [comments, expected] : rows)
         EXPECT_EQ(Published(StreamBuilder{}.Comments(comments)), expected);
-    }
 }
 
 TEST(Comments, AKeyPastTheBufferedBytesIsNotRecognised) {

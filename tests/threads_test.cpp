@@ -8,23 +8,19 @@
 
 namespace kelflac_test {
 
-static const StreamBuilder kStream = StreamBuilder{}.Comments({"TITLE=t"}).Frames(0, 240, 700);
-
-static Bytes Audio() {
-    const Bytes stream = kStream.Build();
-    return {stream.end() - 240 * 700, stream.end()};
-}
+static const Bytes kFile = StreamBuilder{}.Comments({"TITLE=t"}).Frames(0, 240, 700).Build(),
+                   kAudio(kFile.end() - 240 * 700, kFile.end());
 
 TEST(Threads, AnExtractorEachAndItsTrackDroppedByAnother) {
     const auto live = [] {
         std::thread dropper;
         {
-            Started s(kStream.Build());
+            Started s(kFile);
             EXPECT_NE(s.FileMeta().find("title='t'"), std::string::npos);
             Bytes got;
             for (Packet p = s.Read(); p.status == AMEDIA_OK; p = s.Read())
                 got.insert(got.end(), p.bytes.begin(), p.bytes.end());
-            EXPECT_EQ(got, Audio());
+            EXPECT_EQ(got, kAudio);
             EXPECT_EQ(s.Read(android::SEEK, 1'000'000).bytes, FrameBytes({10}, 700));
             dropper = std::thread([track = std::move(s.track)]() mutable { track.reset(); });
         }
@@ -36,7 +32,7 @@ TEST(Threads, AnExtractorEachAndItsTrackDroppedByAnother) {
 }
 
 TEST(Threads, TwoReadATrackAndReleaseItsOneBufferLate) {
-    Started s(kStream.Build());
+    Started s(kFile);
     std::atomic<int> readers{2};
     Bytes got;  // whoever has the buffer has it
     const auto read = [&] {
@@ -58,7 +54,7 @@ TEST(Threads, TwoReadATrackAndReleaseItsOneBufferLate) {
     };
     std::thread first(read), second(read), third(ask);
     first.join(), second.join(), third.join();
-    EXPECT_EQ(got, Audio());
+    EXPECT_EQ(got, kAudio);
 }
 
 }  // namespace kelflac_test

@@ -136,7 +136,7 @@ void AMediaFormat_setString(AMediaFormat* format, const char* key, const char* v
 }
 
 void AMediaFormat_setBuffer(AMediaFormat* format, const char* key, const void* data, size_t size) {
-    if (data == nullptr && size > 0) return;
+    if (data == nullptr && size > 0) abort();  // a device would read there
     set(format, key, FormatType::kBuffer, 0, data != nullptr ? data : "", size);
 }
 

@@ -77,7 +77,7 @@ static int Read(Demuxer& d, const Bytes& file, Life* life) {
     if (frame.status != 0) return frame.status;
     const int64_t end = logical_pos(&d.ctx->fal), start = end - frame.length;
     const bool is_inside = start >= 0 && end <= static_cast<int64_t>(file.size());
-    EXPECT_EQ(is_inside ? Bytes(file.begin() + start, file.begin() + end) : Bytes{}, frame.bytes);
+    EXPECT_EQ(is_inside ? Bytes(file.data() + start, file.data() + end) : Bytes{}, frame.bytes);
     life->frames.insert(frame.bytes);
     return 0;
 }

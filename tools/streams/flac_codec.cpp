@@ -82,14 +82,15 @@ Decoded Decode(Bytes stream) {
     return out;
 }
 
-Encoded EncodeKind(uint32_t channels, size_t length) {
+EncodedStream EncodeKind(uint32_t channels, size_t length) {
     constexpr uint32_t kBits[] = {16, 16, 24, 24, 8, 20, 12, 24},
                        kBlocks[] = {192, 4096, 1152, 4608, 1000, 2048, 200, 576},
                        kRates[] = {8000, 44100, 48000, 96000, 12345, 192000, 22050, 655350};
     const uint32_t kind = channels - 1;
     StreamBuilder tags;
     if (channels % 2 != 0) tags.Block(kSeekTable, Bytes(36)).Picture({Bytes(20000, 0xFF)});
-    Encoded out = {MakePcm(length, channels, kBits[kind], kRates[kind]), kBlocks[kind], {}, {}};
+    EncodedStream out = {
+        MakePcm(length, channels, kBits[kind], kRates[kind]), kBlocks[kind], {}, {}};
     out.stream = Encode(out.pcm, out.block, tags, channels % 3 != 0);
     out.frames = Decode(out.stream).frames;
     return out;

@@ -35,7 +35,7 @@ struct Decoded {
 Decoded Decode(Bytes stream);
 
 /** Audio that libFLAC has encoded. */
-struct Encoded {
+struct EncodedStream {
     Pcm pcm;
     uint32_t block;
     Bytes stream;
@@ -49,6 +49,6 @@ struct Encoded {
 
 /** `length` samples of 1 to 8 channels: with each number of channels other sizes, other rates, tags
     or none, a sample count or none. */
-Encoded EncodeKind(uint32_t channels, size_t length);
+EncodedStream EncodeKind(uint32_t channels, size_t length);
 
 }  // namespace kelflac_streams

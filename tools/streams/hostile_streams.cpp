@@ -7,7 +7,7 @@ namespace kelflac_streams {
 namespace {
 
 using Streams = std::vector<NamedStream>;
-constexpr int kFrameBytes = 200, kFramesBytes = 3 * kFrameBytes;
+constexpr int kFrameBytes = 200, kTwoFramesBytes = 2 * kFrameBytes, kFramesBytes = 3 * kFrameBytes;
 
 /** The blocks before a title and three frames. */
 Bytes Amid(StreamBuilder blocks = StreamBuilder{}) {
@@ -159,6 +159,8 @@ Streams Crowds() {
         {"image longer than its block", Picture({}, {}, 100)},
         {"image of 16 MiB that isn't there",
          Amid(StreamBuilder{}.Block(kPicture, picture, 0xFFFFFF))},
+        {"image of 17 MiB, more than a block can state",
+         Amid(StreamBuilder{}.Picture({Bytes(17 << 20, 'p')}))},
         {"200,001 blocks", Amid(StreamBuilder{}.Block(kApplication, blocks, 1))},
         {"100,000 empty comments before a title", comments(100001, very_many)},
         {"4,294,967,295 comments in 12 bytes", comments(0xFFFFFFFF, Bytes(4))},
@@ -222,7 +224,7 @@ Streams SecondFrames() {
         FrameHeader header;
         change(header);
         StreamBuilder stream = StreamBuilder{}.Frames(0, 1, kFrameBytes);
-        stream.Frames(1, 1, kFrameBytes, header).Frames(2, 1, 2 * kFrameBytes);
+        stream.Frames(1, 1, kFrameBytes, header).Frames(2, 1, kTwoFramesBytes);
         out.push_back({"second frame with " + what, stream.Build()});
     }
     return out;
@@ -232,9 +234,10 @@ Streams SecondFrames() {
 Streams CutFiles() {
     const Bytes sound = StreamBuilder{}.Picture({Text("P")}).Frames(0, 2, 60).Build();
     Streams out;
-    for (const size_t size : {0U, 3U, 4U, 88U, 93U, 94U, 148U, 149U, 153U, 154U, 207U})
-        out.push_back({"first " + Counted(size, "bytes") + " of a file",
-                       {sound.data(), sound.data() + size}});
+    for (const size_t size : {0U, 3U, 4U, 88U, 93U, 94U, 148U, 149U, 153U, 154U, 207U}) {
+        const std::string name = "first " + Counted(size, "bytes") + " of a file";
+        out.push_back({name, {sound.data(), sound.data() + size}});
+    }
     return out;
 }
 
