@@ -1,77 +1,85 @@
-"""Reads coverage in lcov's format, prints what is not covered and why.
+"""Reads what the tests reached of each function, branch and condition, and prints the rest and why.
 
 Usage: coverage_report.py COVERAGE REASONS
 
-REASONS has a line "file name | part of the source line | reason" for each source line that the
-tests can't cover whole. A reason whose line is covered, or is gone, is named too.
+COVERAGE is the export of llvm-cov in JSON. A branch counts once for true and once for false. A
+condition counts when some pair of runs shows that it alone decides (modified condition/decision
+coverage). REASONS has a line "file name | part of the source line | reason" for each source line
+that can't be reached whole. Anything else that is not reached is a failure, and so is a reason whose
+line is reached, or is gone.
 """
+import collections
+import json
 import pathlib
 import sys
 
-MIN_LINES, MIN_BRANCHES = 98.0, 95.0
+
+def read_branches(files):
+    """How often each place was true and was false; instances of one template are one place."""
+    runs = collections.defaultdict(lambda: [0, 0])
+    for file in files:
+        for line, column, last_line, last_column, true, false, *_ in file["branches"]:
+            count = runs[file["filename"], line, column, last_line, last_column]
+            count[0] += true
+            count[1] += false
+    return runs
 
 
-def read_coverage(path):
-    """Yields (source path, line number, runs, branches, branches taken) for each line of code."""
-    source, lines = None, {}
-    for record in pathlib.Path(path).read_text().splitlines():
-        kind, _, rest = record.partition(":")
-        if kind == "SF":
-            source, lines = pathlib.Path(rest), {}
-        elif kind == "DA":
-            number, runs = rest.split(",")[:2]
-            lines.setdefault(int(number), [0, 0, 0])[0] = int(runs)
-        elif kind == "BRDA":
-            number, _, _, taken = rest.split(",")
-            line = lines.setdefault(int(number), [0, 0, 0])
-            line[1] += 1
-            line[2] += taken not in ("-", "0")
-        elif record == "end_of_record":
-            yield from ((source, number, *counts) for number, counts in sorted(lines.items()))
+def read_conditions(files):
+    """Whether each condition of each decision has been shown to decide alone."""
+    shown = {}
+    for file in files:
+        for line, column, last_line, last_column, *_, conditions in file["mcdc_records"]:
+            place = file["filename"], line, column, last_line, last_column
+            before = shown.get(place, [False] * len(conditions))
+            shown[place] = [a or b for a, b in zip(before, conditions)]
+    return shown
 
 
-def read_reasons(path):
-    rows = [row.split(" | ") for row in pathlib.Path(path).read_text().splitlines() if row]
-    return [tuple(row) for row in rows]
+def missing(data):
+    """Yields (file, line, what) for each thing that the tests didn't reach."""
+    sources = {file["filename"] for file in data["files"]}
+    run_lines = collections.Counter()
+    for function in data["functions"]:
+        if function["filenames"][0] in sources:
+            run_lines[function["filenames"][0], function["regions"][0][0]] += function["count"]
+    for (source, line), count in run_lines.items():
+        if count == 0:
+            yield source, line, "function never run"
+    for (source, line, *_), counts in read_branches(data["files"]).items():
+        for value, count in zip(("true", "false"), counts):
+            if count == 0:
+                yield source, line, f"never {value}"
+    for (source, line, *_), conditions in read_conditions(data["files"]).items():
+        for number, is_shown in enumerate(conditions, 1):
+            if not is_shown:
+                yield source, line, f"condition {number} never decides alone"
 
 
-def percent(part, whole):
-    return 100.0 * part / whole
-
-
-def uncovered(rows):
-    """Groups neighbouring lines of a file that never ran; yields (source, first, last, what)."""
-    group = None
-    for source, number, runs, branches, taken in rows:
-        if group and (runs > 0 or group[0] != source or group[2] + 1 < number):
-            yield *group, "not run"
-            group = None
-        if runs == 0:
-            group = (source, group[1] if group else number, number)
-        elif taken < branches:
-            yield source, number, number, f"{branches - taken} of {branches} branches not taken"
-    if group:
-        yield *group, "not run"
+def share(reached, total):
+    return f"{reached} of {total} ({100 * reached / total:.1f} %)"
 
 
 def main():
-    rows = list(read_coverage(sys.argv[1]))
-    reasons = read_reasons(sys.argv[2])
-    used = set()
-    for source, first, last, what in uncovered(rows):
-        text = source.read_text().splitlines()[first - 1].strip()
-        reason = next((r for r in reasons if r[0] == source.name and r[1] in text), None)
-        used.add(reason)
-        where = f"{source.name}:{first}" + (f"-{last}" if last > first else "")
-        print(f"{where}: {text}\n    {what}: {reason[2] if reason else 'NO REASON'}")
-    for reason in reasons:
-        if reason not in used:
-            print(f"covered, or gone, but has a reason: {' | '.join(reason)}")
-    lines = percent(sum(row[2] > 0 for row in rows), len(rows))
-    taken = percent(sum(row[4] for row in rows), sum(row[3] for row in rows))
-    print(f"lines {lines:.2f} %, branches {taken:.2f} %")
-    sound = lines >= MIN_LINES and taken >= MIN_BRANCHES
-    return 0 if sound else 1
+    data = json.loads(pathlib.Path(sys.argv[1]).read_text())["data"][0]
+    rows = pathlib.Path(sys.argv[2]).read_text().splitlines()
+    reasons = [row.split(" | ") for row in rows if row]
+    used, unexplained = [], 0
+    for source, line, what in sorted(set(missing(data))):
+        path = pathlib.Path(source)
+        text = path.read_text().splitlines()[line - 1].strip()
+        reason = next((r for r in reasons if r[0] == path.name and r[1] in text), None)
+        used.append(reason)
+        unexplained += reason is None
+        print(f"{path.name}:{line}: {text}\n    {what}: {reason[2] if reason else 'NO REASON'}")
+    idle = [reason for reason in reasons if reason not in used]
+    for reason in idle:
+        print(f"reached, or gone, but has a reason: {' | '.join(reason)}")
+    sides = [count > 0 for counts in read_branches(data["files"]).values() for count in counts]
+    conditions = [c for row in read_conditions(data["files"]).values() for c in row]
+    print(f"branches {share(sum(sides), len(sides))}, "
+          f"conditions {share(sum(conditions), len(conditions))}")
+    return 1 if unexplained or idle else 0
 
 
 sys.exit(main())
