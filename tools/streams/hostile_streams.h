@@ -2,7 +2,6 @@
 // trip over, fields of STREAMINFO at their extremes, and faults that other parsers have had.
 #pragma once
 
-
 #include "tools/streams/stream_builder.h"
 
 namespace kelflac_streams {
