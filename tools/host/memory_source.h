@@ -1,4 +1,4 @@
-// A file in memory behind both seams: the demuxer's I/O callback record, and the framework's data
+// A file in memory for both seams: the demuxer's I/O callback record, and the framework's data
 // source. It writes every call down, and can misbehave in each way that a real source does.
 #pragma once
 
