@@ -21,7 +21,7 @@ constexpr int ENDING_REPEAT = 10;
 // public test files. An honest file comes near the bound where one half of it is digital silence in
 // one piece, for seeks to the music far from the silence. Two hours of 16/44.1 stereo (a ring of 16
 // KiB) load 1 GB at most, two hours of 24/96 stereo (32 KiB) 7 GB, an hour of 24/96 in six channels
-// (128 KiB) 7 GB. Of 20 seeks spread over such a file at most 2 reach the bound.
+// (128 KiB) 7 GB. Of 20 seeks spread over such a file at most one reaches the bound.
 constexpr int64_t MAX_SEARCH_BYTES = int64_t{1} << 32;
 
 /** Where the target lies: frame numbers and probe positions on either side of it. */
