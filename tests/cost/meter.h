@@ -14,8 +14,8 @@ namespace kelflac_test {
 // often it is read. The zeros that a stored value gets where its source gives nothing count as
 // delivered. A query whose open fails pays for that open, and so does the next query.
 //
-// Honest files cost 0.03 to 0.2 blocks a byte. The most that a hostile one has been made to cost is
-// 14.7, by a number whose digits do not end.
+// Honest files cost 0.03 to 0.3 blocks a byte. The most that a hostile one has been made to cost is
+// 14.9, by a number whose digits do not end.
 constexpr uint64_t kBlocksPerByte = 24;
 constexpr uint64_t kBlocksPerCall = 2000;
 constexpr double kHonestBlocksPerByte = 0.5;
