@@ -74,7 +74,8 @@ void Insert(Bytes* file, const Part& where, const Bytes& bytes) {
     Write(file, vendor_at + 4 + Number(*file, vendor_at, 4, true), 4, true, UINT32_MAX);
 }
 
-/** A part over and over, between others or where it was; or a comment's value gets much longer. */
+/** A part, or two in turn, over and over, between others or where it was; or a comment's value gets
+    much longer. */
 void Grow(Bytes* file, size_t max_size, std::minstd_rand* random) {
     const std::vector<Part> parts = PartsOf(*file);
     if (parts.empty()) return;
@@ -87,9 +88,14 @@ void Grow(Bytes* file, size_t max_size, std::minstd_rand* random) {
         Write(file, what.at, 4, true, Number(*file, what.at, 4, true) + more.size());
         return Insert(file, {what.at + what.size, 0, what.comments}, more);
     }
-    const auto from = file->begin() + static_cast<ptrdiff_t>(what.at);
-    const Bytes unit(from, from + static_cast<ptrdiff_t>(what.size));
-    Bytes copies;
+    const auto start = [&](const Part& part) {
+        return file->begin() + static_cast<ptrdiff_t>(part.at);
+    };
+    const auto end = [&](const Part& part) {
+        return start(part) + static_cast<ptrdiff_t>(part.size);
+    };
+    Bytes unit(start(what), end(what)), copies;
+    if ((*random)() % 4 == 0) unit.insert(unit.end(), start(other), end(other));
     for (size_t n = std::min(room / unit.size(), size_t{1} << (*random)() % 16); n > 0; --n)
         copies.insert(copies.end(), unit.begin(), unit.end());
     Insert(file, (*random)() % 2 != 0 ? what : other, copies);

@@ -66,7 +66,7 @@ TEST(Cost, OfStreamsThatRepeatOneThingGrowsAsTheirSize) {
     Worst worst;
     for (const size_t size : {size_t{64} << 10, size_t{512} << 10})
         for (const auto& [name, bytes] : RepeatingStreams(size))
-            worst.Meter(name + " of " + std::to_string(size) + " bytes", bytes);
+            worst.Meter(name + " for " + std::to_string(size), bytes);
 }
 
 TEST(Cost, OfHostileStreamsIsLawful) {

@@ -12,7 +12,8 @@ namespace kelflac_test {
 // The law: a life costs at most kBlocksPerByte for each byte that the source delivers and
 // kBlocksPerCall for each call of the callback tables. A byte counts once for each open, however
 // often it is read. The zeros that a stored value gets where its source gives nothing count as
-// delivered. A query whose open fails pays for that open, and so does the next query.
+// delivered; so do the zeros of an open's own records, about 10 KB. A query whose open fails pays
+// for that open, and so does the next query.
 //
 // Honest files cost 0.03 to 0.3 blocks a byte. The most that a hostile one has been made to cost is
 // 14.9, by a number whose digits do not end.

@@ -46,7 +46,7 @@ _KELCMN_MFAL MemorySource::Record() {
     };
     record.getsize = [](void* fp, long long* p) {
         *p = Of(fp)->Note("getsize", 0, static_cast<int64_t>(Of(fp)->data.size()));
-        return Of(fp)->getsize_status;
+        return 0;
     };
     return record;
 }

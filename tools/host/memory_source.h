@@ -45,7 +45,7 @@ inline Hook SpoilRead(int index, int64_t result) {
 
 /** As it stands a sound file: accepts any position and gives 0 bytes outside its data. A read
     scribbles over what it leaves unfilled of the buffer, as a source may, so that a reader that
-   asks for more than it has room for is found out. The source is its own one handle. */
+    asks for more than it has room for is found out. The source is its own one handle. */
 class MemorySource : public host::DataSource {
   public:
     using Bytes = std::vector<uint8_t>;
@@ -67,7 +67,6 @@ class MemorySource : public host::DataSource {
     Hook hook;
     bool keeps_calls = true;  ///< False: only the hook sees them. For long runs.
     uint8_t scribble = 0xA5;
-    int getsize_status = 0;
     std::vector<Call> calls;                 ///< In order; may be cleared at any time.
     std::map<std::string_view, int> counts;  ///< Calls of each kind, the next index; may be reset.
     long long pos = 0;

@@ -3,16 +3,14 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdlib>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 
-#include "host/media.h"
 #include "input.h"
 #include "media/MediaExtractorPluginApi.h"
 #include "plugin.h"
+#include "tools/host/player.h"
 
 namespace kelflac {
 
@@ -74,18 +72,8 @@ class Session {
   private:
     static constexpr uint32_t kCanSeek = 8;  // in flags()
 
-    struct Deleter {
-        void operator()(AMediaFormat* format) const { AMediaFormat_delete(format); }
-        void operator()(android::CMediaBuffer* buffer) const { buffer->release(buffer->handle); }
-        void operator()(android::CMediaBufferGroup* group) const { host::deleteBufferGroup(group); }
-        template <class Table>
-        void operator()(Table* table) const {
-            table->free(table->data);
-            ::free(table);
-        }
-    };
     template <class Thing>
-    using Owned = std::unique_ptr<Thing, Deleter>;
+    using Owned = kelflac_host::Owned<Thing>;
 
     std::string failureOf(const Run& run, bool seeking) const;
     [[noreturn]] void refuse(const std::string& reason) const;

@@ -93,9 +93,11 @@ Streams Promises() {
     };
 }
 
-/** As many blocks as there is room for, each as short as the walk takes them. */
+/** A block for each eight bytes of `size`, 2^16 for 512 KiB, each as short as the walk takes it. */
 Streams Blocks(size_t size) {
-    const auto blocks = [size](const Bytes& block) { return Framed({Repeat(block, size)}); };
+    const auto blocks = [size](const Bytes& block) {
+        return Framed({Repeat(block, size / 8 * block.size())});
+    };
     Streams out = {
         {"pictures of 0 bytes", blocks(MetaBlock(kPicture, PictureBody({{}, 3, "", ""})))},
         {"pictures of 1 byte", blocks(MetaBlock(kPicture, PictureBody({{'p'}, 3, "", ""})))},
@@ -114,7 +116,7 @@ Streams Blocks(size_t size) {
     return out;
 }
 
-/** `count` frames of `frame`, by default numbered 0: such frames are searched for ever. */
+/** About `size` bytes of one frame. Frames numbered 0 are searched for as long as they come. */
 Bytes Frames(uint32_t max_frame, const Bytes& frame, size_t size) {
     StreamInfo info = {4096, 4096, 0, 44100, 2, 16, max_frame, size};
     return StreamBuilder(info).Raw(Repeat(frame, size)).Build();
@@ -126,11 +128,12 @@ Streams Audio(size_t size) {
     other.rate_code = 10;
     const Bytes twins = Cat({least, FrameBytes(other, 7)});
     constexpr uint32_t kLargest = 0xFFFFFF;
+    const size_t many = 2 * size;  // a million for 512 KiB
     return {
-        {"ID3v2 tags of 0 bytes", Cat({Repeat(Id3v2(0), size), Framed({})})},
+        {"ID3v2 tags of 0 bytes", Cat({Repeat(Id3v2(0), many * 10), Framed({})})},
         {"frames of 7 bytes", Frames(7, least, size)},
         {"frames of 7 bytes of two kinds", Frames(99, twins, size)},
-        {"frames above the stated maximum", Frames(6, least, size)},
+        {"frames above the stated maximum", Frames(6, least, many * 7)},
         {"frames above the stated maximum, then pieces of 1 byte", Frames(1, numbered, size)},
         {"pieces above the buffer", Frames(kLargest, numbered, size)},
         {"frames of 7 bytes in the largest ring", Frames(kLargest, least, size)},

@@ -24,8 +24,10 @@ constexpr const char* kCostlyKinds[kCostlyKindCount] = {
     `max_frame` bytes. */
 Bytes CostlyStream(int kind, size_t size, uint32_t max_frame);
 
-/** About `size` bytes each, in a fixed order: the same comment, block, tag or frame again and
-   again, a huge one and then small ones. The work that they make must grow as their size does. */
+/** Streams that grow as `size` does, in a fixed order: the same comment, block, tag or frame again
+    and again, or a huge one and then small ones. Most have about `size` bytes. Some have as many
+    blocks or frames as are wanted, up to 20 times as many bytes. The work that they make must grow
+    as their size does. */
 std::vector<NamedStream> RepeatingStreams(size_t size);
 
 /** A file of `size` bytes, half of them the digits of a date, then comments "DATE=", or "DATF="
