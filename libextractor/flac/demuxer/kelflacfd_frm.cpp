@@ -9,10 +9,6 @@
 
 namespace {
 
-// A header this near to the last buffered byte is judged with zeros behind it, and anew once more
-// bytes are in.
-constexpr int UNSETTLED_BYTES = KELFLACFD_HDR_LOOK_BYTES - 1;
-
 /**
  * Moves to the next position that can be a header: over those in sight that can't be, and where
  * fewer than four bytes are in sight, by one refill step and no further. Returns whether one stands
@@ -29,49 +25,6 @@ bool move_to_header(KELFLACF_FAL* fal, KELFLACFD_FRM_HDR* hdr) {
         kelflacf_fal_skip(fal, in_sight - (KELFLACFD_SYNC_BYTES - 1));
     return check_frm_sync(kelflacf_fal_peek4(fal, 0)) &&
            check_frm_hdr(fal, 0, &hdr->frm_num, &hdr->hz_code, &hdr->ch, &hdr->bits_code) == 0;
-}
-
-bool is_same_kind(const KELFLACFD_FRM_HDR& a, const KELFLACFD_FRM_HDR& b) {
-    return a.hz_code == b.hz_code && a.ch == b.ch && a.bits_code == b.bits_code;
-}
-
-int64_t& last_of_kind(KELFLACFD_SEEN* seen, const KELFLACFD_FRM_HDR& hdr) {
-    return seen->last[hdr.hz_code][hdr.ch - 1][hdr.bits_code];
-}
-
-/** Notes the headers in sight that have not been and whose judgement can't change any more. */
-void note_headers(KELFLACFD_CTX* ctx, int buffered) {
-    KELFLACFD_SEEN& seen = ctx->seen;
-    const int64_t here = ctx->fal.reach - buffered;
-    const int settled = buffered - UNSETTLED_BYTES;
-    seen.noted = std::max(seen.noted, here + KELFLACFD_SYNC_BYTES);
-    KELFLACFD_FRM_HDR hdr;
-    for (auto at = static_cast<int>(seen.noted - here); at < settled; ++at) {
-        at = find_frm_hdr(&ctx->fal, at, buffered, &hdr);
-        if (at < settled) last_of_kind(&seen, hdr) = here + at;
-    }
-    seen.noted = std::max(seen.noted, here + settled);
-}
-
-/**
- * The distance from the header at the read point to its successor among the first `buffered` bytes,
- * or 0: the next header of the same rate, channels and sample size. Block size and number may
- * differ.
- */
-int find_successor(KELFLACFD_CTX* ctx, int buffered, const KELFLACFD_FRM_HDR& hdr) {
-    KELFLACFD_SEEN& seen = ctx->seen;
-    const int64_t first = ctx->fal.reach - buffered + KELFLACFD_SYNC_BYTES;
-    int from = KELFLACFD_SYNC_BYTES;
-    if (last_of_kind(&seen, hdr) < first && seen.noted > first) {
-        from += static_cast<int>(seen.noted - first);  // there is none in what is noted
-    }
-    KELFLACFD_FRM_HDR next;
-    for (int at = from; at < buffered; ++at) {
-        at = find_frm_hdr(&ctx->fal, at, buffered, &next);
-        if (at < buffered && is_same_kind(next, hdr)) return at;
-    }
-    note_headers(ctx, buffered);
-    return 0;
 }
 
 bool buffered_to_end(KELFLACF_FAL* fal, int buffered) {
@@ -110,7 +63,7 @@ int kelflacfd_find_frm(KELFLACFD_CTX* ctx, uint32_t* frm_len, uint64_t* frm_num)
         if (!is_header) continue;
 
         const int buffered = kelflacf_fal_bytes_peek(fal);
-        const int length = find_successor(ctx, buffered, hdr);
+        const int length = find_successor(fal, &ctx->seen, hdr);
         *frm_len =
             static_cast<uint32_t>(length > 0 ? length : std::max(buffered, KELFLACFD_SYNC_BYTES));
         if (length > 0 || buffered_to_end(fal, buffered)) return KELFLACFD_OK;

@@ -1,6 +1,7 @@
 // Frame headers (RFC 9639, 9.1): the sync-word test and the header test, in that order.
 //
 // Neither test compares a header with the stream information.
+#include <algorithm>
 #include <array>
 
 #include "libextractor/flac/demuxer/big_endian.h"
@@ -36,6 +37,13 @@ constexpr uint8_t HZ_16BIT_TENS_TAIL = 14;  // in units of 10 Hz
 constexpr uint8_t STEREO_FIRST = 0x80;
 constexpr uint8_t STEREO_LIMIT = 0xB0;
 
+// A sync code's second byte can't be the first of another one.
+constexpr int SYNC_CODE_STEP = 2;
+
+// A header this near to the last buffered byte is judged with zeros after it, and again once more
+// bytes are buffered.
+constexpr int UNSETTLED_BYTES = KELFLACFD_HDR_LOOK_BYTES - 1;
+
 // First subframe byte (RFC 9639, 9.2.1): a zero bit, six bits of type, a wasted-bits flag.
 constexpr uint8_t SUBFRAME_ZERO_BIT = 0x80;
 constexpr uint8_t SUBFRAME_TYPE_FIXED = 8;  // types 2 to 7 are reserved
@@ -67,7 +75,7 @@ constexpr std::array<CRC8_TABLE, WORD_BYTES> make_crc8_tables() {
 constexpr std::array<CRC8_TABLE, WORD_BYTES> CRC8_TABLES = make_crc8_tables();
 
 /** Of the eight bytes of a big-endian word. The look-ups don't wait for each other. */
-uint8_t crc8_of_word(uint64_t word) {
+inline uint8_t crc8_of_word(uint64_t word) {
     const auto part = [word](unsigned k) -> unsigned {
         return CRC8_TABLES[k][static_cast<uint8_t>(word >> 8 * k)];
     };
@@ -82,7 +90,7 @@ uint64_t first_bytes(const uint8_t* bytes, int count) {
 }
 
 /** Whether `count` bytes, 1 to 16, end with the CRC-8 of those before. Sixteen bytes are there. */
-bool ends_with_crc8(const uint8_t* bytes, int count) {
+inline bool ends_with_crc8(const uint8_t* bytes, int count) {
     if (count <= WORD_BYTES) return crc8_of_word(first_bytes(bytes, count)) == 0;
     const uint64_t crc = crc8_of_word(be64(bytes));
     const int rest = count - WORD_BYTES;
@@ -156,8 +164,11 @@ int crc8_offset(const uint8_t* hdr, uint64_t* frm_num) {
     return number_bytes > 0 ? KELFLACFD_SYNC_BYTES + number_bytes + TAIL_BYTES[hdr[2]] : 0;
 }
 
+// Where false headers are dense, all time goes into judging them. Not all compilers inline these
+// three of their own accord, and calls would cost a third of that time.
+
 /** What stands from the CRC-8 on; the look at the subframe is the cheaper one. */
-bool is_sound(const uint8_t* hdr, int crc_at) {
+[[gnu::always_inline]] inline bool is_sound(const uint8_t* hdr, int crc_at) {
     return is_subframe_header(hdr[crc_at + 1]) && ends_with_crc8(hdr, crc_at + 1);
 }
 
@@ -171,7 +182,7 @@ int32_t bits_code_of(const uint8_t* hdr) {
 }
 
 /** All tests, on KELFLACFD_HDR_LOOK_BYTES bytes in hand. */
-bool is_header(const uint8_t* bytes, KELFLACFD_FRM_HDR* hdr) {
+[[gnu::always_inline]] inline bool is_header(const uint8_t* bytes, KELFLACFD_FRM_HDR* hdr) {
     if (!check_frm_sync(be32(bytes))) return false;
     const int crc_at = crc8_offset(bytes, &hdr->frm_num);
     if (crc_at == 0 || !is_sound(bytes, crc_at)) return false;
@@ -181,20 +192,22 @@ bool is_header(const uint8_t* bytes, KELFLACFD_FRM_HDR* hdr) {
     return true;
 }
 
-/** All tests where the bytes don't lie in one piece. */
-bool is_scattered_header(const KELFLACF_FAL* fal, int at, KELFLACFD_FRM_HDR* hdr) {
-    uint8_t scratch[KELFLACFD_HDR_LOOK_BYTES];
-    return is_header(kelflacf_fal_copy_view(fal, at, KELFLACFD_HDR_LOOK_BYTES, scratch), hdr);
-}
-
-/** All tests on what the reader holds at an offset. */
-bool is_header_at(const KELFLACF_FAL* fal, const KELFLACF_FAL_RUNS& runs, int at,
-                  KELFLACFD_FRM_HDR* hdr) {
+/** All tests on what the reader holds at an offset. `scratch` has KELFLACFD_HDR_LOOK_BYTES. */
+[[gnu::always_inline]] inline bool is_header_at(const KELFLACF_FAL* fal,
+                                                const KELFLACF_FAL_RUNS& runs, int at,
+                                                KELFLACFD_FRM_HDR* hdr, uint8_t* scratch) {
     const bool in_first = at < runs.first.count;
     const KELFLACF_FAL_RUN& run = in_first ? runs.first : runs.second;
     const int offset = in_first ? at : at - runs.first.count;
-    if (run.count - offset < KELFLACFD_HDR_LOOK_BYTES) return is_scattered_header(fal, at, hdr);
-    return is_header(run.bytes + offset, hdr);
+    const bool in_one_piece = run.count - offset >= KELFLACFD_HDR_LOOK_BYTES;
+    return is_header(in_one_piece
+                         ? run.bytes + offset
+                         : kelflacf_fal_copy_view(fal, at, KELFLACFD_HDR_LOOK_BYTES, scratch),
+                     hdr);
+}
+
+int64_t* last_of_kind(KELFLACFD_SEEN* seen, const KELFLACFD_FRM_HDR& hdr) {
+    return &seen->last[hdr.hz_code][hdr.ch - 1][hdr.bits_code];
 }
 
 }  // namespace
@@ -220,19 +233,45 @@ int check_frm_hdr(KELFLACF_FAL* fal, int offset, uint64_t* frm_num, int32_t* hz_
 
 int find_frm_hdr(const KELFLACF_FAL* fal, int from, int buffered, KELFLACFD_FRM_HDR* hdr) {
     const KELFLACF_FAL_RUNS runs = kelflacf_fal_runs(fal);
+    uint8_t scratch[KELFLACFD_HDR_LOOK_BYTES];
     const int limit = buffered - (KELFLACFD_SYNC_BYTES - 1);
-    for (int at = from; at < limit; ++at) {
+    for (int at = from; at < limit; at += SYNC_CODE_STEP) {
         at = find_sync_code(runs, at, limit);
-        if (at < limit && is_header_at(fal, runs, at, hdr)) return at;
+        if (at < limit && is_header_at(fal, runs, at, hdr, scratch)) return at;
     }
     return buffered;
 }
 
+int find_successor(const KELFLACF_FAL* fal, KELFLACFD_SEEN* seen, const KELFLACFD_FRM_HDR& hdr) {
+    const int buffered = kelflacf_fal_buffered(fal);
+    const int limit = buffered - (KELFLACFD_SYNC_BYTES - 1);
+    const int settled = buffered - UNSETTLED_BYTES;
+    const int64_t here = fal->reach - buffered;
+    const int64_t first = here + KELFLACFD_SYNC_BYTES;
+    seen->noted = std::max(seen->noted, first);
+    const int64_t* const wanted = last_of_kind(seen, hdr);
+    const bool is_noted = *wanted >= first;
+    const KELFLACF_FAL_RUNS runs = kelflacf_fal_runs(fal);
+    uint8_t scratch[KELFLACFD_HDR_LOOK_BYTES];
+    KELFLACFD_FRM_HDR next;
+    int at = static_cast<int>((is_noted ? first : seen->noted) - here);
+    for (; at < limit; at += SYNC_CODE_STEP) {
+        at = find_sync_code(runs, at, limit);
+        if (at >= limit || !is_header_at(fal, runs, at, &next, scratch)) continue;
+        int64_t* const last = last_of_kind(seen, next);
+        if (at < settled) *last = std::max(*last, here + at);
+        if (last == wanted) return at;
+    }
+    seen->noted = std::max(seen->noted, here + settled);
+    return 0;
+}
+
 int find_last_frm_hdr(const KELFLACF_FAL* fal, int buffered, KELFLACFD_FRM_HDR* hdr) {
     const KELFLACF_FAL_RUNS runs = kelflacf_fal_runs(fal);
+    uint8_t scratch[KELFLACFD_HDR_LOOK_BYTES];
     for (int at = buffered - 1; at > 0;) {
         at = find_last_sync_code(runs, at);
-        if (at >= 0 && is_header_at(fal, runs, at, hdr)) return at;
+        if (at >= 0 && is_header_at(fal, runs, at, hdr, scratch)) return at;
     }
     return -1;
 }

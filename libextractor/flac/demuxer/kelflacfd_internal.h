@@ -50,6 +50,15 @@ int check_frm_hdr(KELFLACF_FAL* fal, int offset, uint64_t* frm_num, int32_t* hz_
  */
 int find_frm_hdr(const KELFLACF_FAL* fal, int from, int buffered, KELFLACFD_FRM_HDR* hdr);
 
+/**
+ * The distance from the header at the read point to its successor among the buffered bytes, or 0:
+ * the next header of the same rate, channels and sample size. Block size and number may differ.
+ * Reads and consumes nothing.
+ *
+ * @param seen receives the headers that it passes whose judgement can't change any more.
+ */
+int find_successor(const KELFLACF_FAL* fal, KELFLACFD_SEEN* seen, const KELFLACFD_FRM_HDR& hdr);
+
 /** The highest offset at which a header stands, where bytes beyond the buffered ones count as zeros
     from the first test on; -1 when there is none. Otherwise as find_frm_hdr. */
 int find_last_frm_hdr(const KELFLACF_FAL* fal, int buffered, KELFLACFD_FRM_HDR* hdr);

@@ -130,8 +130,10 @@ int find_last(const KELFLACF_FAL_RUNS& runs, int limit) {
 }  // namespace sync_search
 
 /** The lowest offset from `from` up to but not with `limit` at which a sync code stands, or
-    `limit`. Offsets and `limit` as those of find_last_sync_code; `from` is at most `limit`. */
-inline int find_sync_code(const KELFLACF_FAL_RUNS& runs, int from, int limit) {
+    `limit`. Offsets and `limit` as those of find_last_sync_code; `from` is at most `limit`. Dense
+    codes call it for every eight bytes, and not all compilers inline it of their own accord. */
+[[gnu::always_inline]] inline int find_sync_code(const KELFLACF_FAL_RUNS& runs, int from,
+                                                 int limit) {
     const bool in_first = from < runs.first.count;
     const KELFLACF_FAL_RUN& run = in_first ? runs.first : runs.second;
     const int offset = in_first ? from : from - runs.first.count;
