@@ -1,6 +1,9 @@
 // Opening, reading and seeking whole streams.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
+#include "libextractor/mfal/kelcmn_mfal_memory.h"
 #include "tests/support/demuxer_host.h"
 #include "tools/streams/hostile_streams.h"
 
@@ -101,9 +104,21 @@ TEST(Context, RefusesBadHandles) {
         EXPECT_EQ(kelflacfd_get_frm(bad, nullptr, 0, &length, &time, &time), -1);
         EXPECT_EQ(kelflacfd_seek(bad, &time, &time), -1);
     }
-    MemorySource empty;
-    _KELCMN_MFAL record = empty.Record();
-    EXPECT_EQ(kelflacfd_create(&record, &time, &info, nullptr), nullptr) << "an error has no place";
+}
+
+TEST(Open, TakesBytesInMemory) {
+    KELCMN_MFAL_MEMORY source = {nullptr, 0};
+    _KELCMN_MFAL record = kelcmn_mfal_memory(&source);
+    KELFLACFD_INFO info;
+    const int64_t none = 0, time = 150 * 928798;
+    EXPECT_EQ(kelflacfd_create(&record, &none, &info, nullptr), nullptr) << "an error has no place";
+    const Bytes stream = StreamBuilder{}.Frames(0, 200, 300).Build();
+    source = {stream.data(), stream.size()};
+    int64_t landed = 0;
+    KELFLACFD_CTX* const ctx = kelflacfd_create(&record, &none, &info, nullptr);
+    EXPECT_EQ(kelflacfd_seek(ctx, &time, &landed), 0);
+    EXPECT_LE(std::abs(landed - time), 928798);
+    kelflacfd_delete(ctx);
 }
 
 TEST(Read, GivesPiecesAfter244NumberedFrames) {
