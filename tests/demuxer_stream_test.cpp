@@ -103,6 +103,7 @@ TEST(Context, RefusesBadHandles) {
         EXPECT_EQ(kelflacfd_get_fmt(bad, nullptr, &size), -1);
         EXPECT_EQ(kelflacfd_get_frm(bad, nullptr, 0, &length, &time, &time), -1);
         EXPECT_EQ(kelflacfd_seek(bad, &time, &time), -1);
+        EXPECT_FALSE(kelflacfd_reads_frames(bad));
     }
 }
 
@@ -124,7 +125,9 @@ TEST(Open, TakesBytesInMemory) {
 TEST(Read, GivesPiecesAfter244NumberedFrames) {
     const Bytes stream = StreamBuilder(Info(300)).Frames(0, 250, 200).Build();
     Demuxer demuxer(stream);
-    for (int i = 0; i < 245; ++i) ASSERT_EQ(demuxer.Read().bytes.size(), 200U) << i;
+    for (int i = 0; i < 245; ++i)
+        ASSERT_TRUE(kelflacfd_reads_frames(demuxer.ctx) && demuxer.Read().length == 200) << i;
+    EXPECT_FALSE(kelflacfd_reads_frames(demuxer.ctx));
     const Frame piece = demuxer.Read();
     EXPECT_EQ(piece.bytes, Bytes(stream.end() - 1000, stream.end() - 700));
     EXPECT_EQ(piece.next_time, 928798);

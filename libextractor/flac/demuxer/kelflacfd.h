@@ -168,6 +168,15 @@ int kelflacfd_get_frm(KELFLACFD_CTX* ctx, uint8_t* frm_buf, int32_t buf_size, ui
                       int64_t* frm_time, int64_t* next_frm_time);
 
 /**
+ * Whether the next kelflacfd_get_frm looks for a frame and hands out that one alone, with its own
+ * times. If not, it hands out a piece of fixed size, wherever frames begin; a seek that succeeds
+ * brings frames back.
+ *
+ * @return false for a bad handle too.
+ */
+bool kelflacfd_reads_frames(const KELFLACFD_CTX* ctx);
+
+/**
  * Moves to the frame that holds a time, or to one of its neighbours.
  *
  * @param seek_time the time in 100 ns, 0 to the stream's duration.
