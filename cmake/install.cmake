@@ -4,17 +4,14 @@ include(CMakePackageConfigHelpers)
 
 set_target_properties(kelflac PROPERTIES INSTALL_RPATH "$ORIGIN/../${KELFLAC_PRIVATE_DIR}")
 set_target_properties(kelflacextractor platform_media PROPERTIES INSTALL_RPATH "$ORIGIN")
-set_target_properties(kelflac_demuxer PROPERTIES EXPORT_NAME demuxer)
+set_target_properties(kelflacfd PROPERTIES EXPORT_NAME demuxer)
 
 install(TARGETS kelflac RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES tools/kelflac/kelflac.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-install(TARGETS kelflacextractor platform_media extmediaformatdef
+install(TARGETS kelflacextractor platform_log platform_media extmediaformatdef
     LIBRARY DESTINATION ${KELFLAC_PRIVATE_DIR})
 
-# A host's consumer of the demuxer needs the log's stand-in with it.
-install(TARGETS kelflac_demuxer platform_log EXPORT KelFLACTargets
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    LIBRARY DESTINATION ${KELFLAC_PRIVATE_DIR})
+install(TARGETS kelflacfd EXPORT KelFLACTargets)
 foreach(header flac/demuxer/kelflacf_fal.h flac/demuxer/kelflacfd.h mfal/kelcmn_mfal.h)
     get_filename_component(folder ${header} DIRECTORY)
     install(FILES libextractor/${header} DESTINATION include/kelflac/libextractor/${folder})
