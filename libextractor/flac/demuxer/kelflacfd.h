@@ -117,6 +117,10 @@ struct KELFLACFD_CTX {
     KELFLACFD_SEEN seen;       ///< Places are those of KELFLACF_FAL::reach.
 };
 
+#ifdef KELFLACFD_SHARED  // A shared library of the demuxer alone exports what follows.
+#pragma GCC visibility push(default)
+#endif
+
 /**
  * Opens a stream and stands at its first frame.
  *
@@ -185,3 +189,7 @@ bool kelflacfd_reads_frames(const KELFLACFD_CTX* ctx);
  *     -3 when the end of the source could not be examined, with the position lost; -1.
  */
 int kelflacfd_seek(KELFLACFD_CTX* ctx, const int64_t* seek_time, int64_t* out_time);
+
+#ifdef KELFLACFD_SHARED
+#pragma GCC visibility pop
+#endif
