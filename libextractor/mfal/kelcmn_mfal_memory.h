@@ -20,16 +20,17 @@ struct KELCMN_MFAL_MEMORY {
     long long pos = 0;  ///< Of the next read; may lie outside the bytes.
 };
 
-/** Copies up to `size` bytes from the position on, and advances it. Returns their count; 0 where
-    the position lies outside the bytes. */
+/** Copies up to `size` bytes, 0 or more, from the position on, and advances it. Returns their
+    count; 0 where the position lies outside the bytes. */
 inline int kelcmn_mfal_memory_read(void* fp, void* buf, int size) {
     auto* source = static_cast<KELCMN_MFAL_MEMORY*>(fp);
-    const auto end = static_cast<long long>(source->size);
-    if (source->pos < 0 || source->pos >= end || size < 1) return 0;
-    const auto count = static_cast<int>(std::min<long long>(end - source->pos, size));
-    memcpy(buf, static_cast<const char*>(source->bytes) + source->pos, static_cast<size_t>(count));
-    source->pos += count;
-    return count;
+    const auto at = static_cast<unsigned long long>(source->pos);  // below 0: beyond any size
+    if (at >= source->size) return 0;
+    const auto wanted = static_cast<size_t>(size);
+    const size_t count = std::min(wanted, source->size - static_cast<size_t>(at));
+    memcpy(buf, static_cast<const char*>(source->bytes) + at, count);
+    source->pos += static_cast<long long>(count);
+    return static_cast<int>(count);
 }
 
 /**
