@@ -1,6 +1,9 @@
 // Opening, reading and seeking whole streams.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
+#include "libextractor/mfal/kelcmn_mfal_memory.h"
 #include "tests/support/demuxer_host.h"
 #include "tools/streams/hostile_streams.h"
 
@@ -100,16 +103,31 @@ TEST(Context, RefusesBadHandles) {
         EXPECT_EQ(kelflacfd_get_fmt(bad, nullptr, &size), -1);
         EXPECT_EQ(kelflacfd_get_frm(bad, nullptr, 0, &length, &time, &time), -1);
         EXPECT_EQ(kelflacfd_seek(bad, &time, &time), -1);
+        EXPECT_FALSE(kelflacfd_reads_frames(bad));
     }
-    MemorySource empty;
-    _KELCMN_MFAL record = empty.Record();
-    EXPECT_EQ(kelflacfd_create(&record, &time, &info, nullptr), nullptr) << "an error has no place";
+}
+
+TEST(Open, TakesBytesInMemory) {
+    KELCMN_MFAL_MEMORY source = {nullptr, 0};
+    _KELCMN_MFAL record = kelcmn_mfal_memory(&source);
+    KELFLACFD_INFO info;
+    const int64_t none = 0, time = 150 * 928798;
+    EXPECT_EQ(kelflacfd_create(&record, &none, &info, nullptr), nullptr) << "an error has no place";
+    const Bytes stream = StreamBuilder{}.Frames(0, 200, 300).Build();
+    source = {stream.data(), stream.size()};
+    int64_t landed = 0;
+    KELFLACFD_CTX* const ctx = kelflacfd_create(&record, &none, &info, nullptr);
+    EXPECT_EQ(kelflacfd_seek(ctx, &time, &landed), 0);
+    EXPECT_LE(std::abs(landed - time), 928798);
+    kelflacfd_delete(ctx);
 }
 
 TEST(Read, GivesPiecesAfter244NumberedFrames) {
     const Bytes stream = StreamBuilder(Info(300)).Frames(0, 250, 200).Build();
     Demuxer demuxer(stream);
-    for (int i = 0; i < 245; ++i) ASSERT_EQ(demuxer.Read().bytes.size(), 200U) << i;
+    for (int i = 0; i < 245; ++i)
+        ASSERT_TRUE(kelflacfd_reads_frames(demuxer.ctx) && demuxer.Read().length == 200) << i;
+    EXPECT_FALSE(kelflacfd_reads_frames(demuxer.ctx));
     const Frame piece = demuxer.Read();
     EXPECT_EQ(piece.bytes, Bytes(stream.end() - 1000, stream.end() - 700));
     EXPECT_EQ(piece.next_time, 928798);

@@ -112,6 +112,15 @@ TEST(Extractor, TriesAFailedOpenAgainForEachQuery) {
     EXPECT_EQ(s.FileMeta(), kMime);
 }
 
+TEST(Extractor, LogsWhatIsKnownOfAStreamWithoutASampleCount) {
+    Session s(StreamBuilder({192, 192, 77, 8000, 2, 16, 900, 0}).Frames(0, 3, 300).Build());
+    EXPECT_EQ(s.CountTracks(), 1U);
+    EXPECT_EQ(TakeLog(),
+              "3 - Info >>> info samples 0 hz 8000 ch 2 bits 16 duration 0 min_block 192 "
+              "max_block 192 min_frm 77\n"
+              "3 - Info >>>>>> fsize = 942 ctx->info.max_frm_size 900\n");
+}
+
 TEST(Extractor, HasNoCodecDataWithoutStreamInfo) {
     Bytes stream = kSound.Build();
     stream[4] = kPadding | kLastBlockFlag;

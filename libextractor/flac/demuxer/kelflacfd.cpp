@@ -29,6 +29,10 @@ int kelflacfd_get_fmt(KELFLACFD_CTX* ctx, uint8_t* dst, int* len) {
     return KELFLACFD_OK;
 }
 
+bool kelflacfd_reads_frames(const KELFLACFD_CTX* ctx) {
+    return kelflacfd_is_open(ctx) && ctx->full_check_count != 0;
+}
+
 void kelflacfd_delete(KELFLACFD_CTX* ctx) {
     if (!kelflacfd_is_open(ctx)) return;
     kelflacf_fal_delete(&ctx->fal);

@@ -117,6 +117,10 @@ struct KELFLACFD_CTX {
     KELFLACFD_SEEN seen;       ///< Places are those of KELFLACF_FAL::reach.
 };
 
+#ifdef KELFLACFD_SHARED  // A shared library of the demuxer alone exports what follows.
+#pragma GCC visibility push(default)
+#endif
+
 /**
  * Opens a stream and stands at its first frame.
  *
@@ -168,6 +172,15 @@ int kelflacfd_get_frm(KELFLACFD_CTX* ctx, uint8_t* frm_buf, int32_t buf_size, ui
                       int64_t* frm_time, int64_t* next_frm_time);
 
 /**
+ * Whether the next kelflacfd_get_frm looks for a frame and hands out that one alone, with its own
+ * times. If not, it hands out a piece of fixed size, wherever frames begin; a seek that succeeds
+ * brings frames back.
+ *
+ * @return false for a bad handle too.
+ */
+bool kelflacfd_reads_frames(const KELFLACFD_CTX* ctx);
+
+/**
  * Moves to the frame that holds a time, or to one of its neighbours.
  *
  * @param seek_time the time in 100 ns, 0 to the stream's duration.
@@ -176,3 +189,7 @@ int kelflacfd_get_frm(KELFLACFD_CTX* ctx, uint8_t* frm_buf, int32_t buf_size, ui
  *     -3 when the end of the source could not be examined, with the position lost; -1.
  */
 int kelflacfd_seek(KELFLACFD_CTX* ctx, const int64_t* seek_time, int64_t* out_time);
+
+#ifdef KELFLACFD_SHARED
+#pragma GCC visibility pop
+#endif

@@ -1,6 +1,5 @@
 // Opening a stream: marker, metadata walk (RFC 9639, 8), duration, first frame.
-#include <android/log.h>
-
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -8,6 +7,7 @@
 #include "libextractor/flac/demuxer/big_endian.h"
 #include "libextractor/flac/demuxer/id3v2.h"
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
+#include "libextractor/flac/demuxer/kelflacfd_log.h"
 #include "libextractor/mfal/wrap_arith.h"
 
 namespace {
@@ -31,6 +31,8 @@ static_assert(sizeof(FMT_HEADER) + STREAMINFO_BYTES == KELFLACFD_FMT_BYTES);
 constexpr int32_t MIN_BLOCK_SAMPLES = 16;
 
 constexpr uint32_t SEEK_POINT_BYTES = 18;
+
+constexpr size_t LOG_LINE_BYTES = 256;  // eight numbers of at most 11 characters, text, NUL
 
 /** Fills `info` from the 34 bytes of a STREAMINFO block (RFC 9639, 8.2). Returns 0, -3 or -6. */
 int parse_streaminfo(const uint8_t* block, KELFLACFD_INFO* info) {
@@ -85,15 +87,16 @@ int skip_block(KELFLACFD_CTX* ctx, uint32_t length) {
 }
 
 void log_untimed_stream(const KELFLACFD_INFO& info, int64_t size) {
-    __android_log_print(ANDROID_LOG_DEBUG, nullptr,
-                        "Info >>> info samples %d hz %d ch %d bits %d duration %d min_block %d "
-                        "max_block %d min_frm %d",
-                        static_cast<int>(info.samples), info.hz, info.ch, info.bits,
-                        static_cast<int>(info.duration), info.min_block, info.max_block,
-                        info.min_frm);
-    __android_log_print(ANDROID_LOG_DEBUG, nullptr,
-                        "Info >>>>>> fsize = %ld ctx->info.max_frm_size %d",
-                        static_cast<long>(size), info.max_frm_size);
+    char line[LOG_LINE_BYTES];
+    snprintf(line, sizeof(line),
+             "Info >>> info samples %d hz %d ch %d bits %d duration %d min_block %d "
+             "max_block %d min_frm %d",
+             static_cast<int>(info.samples), info.hz, info.ch, info.bits,
+             static_cast<int>(info.duration), info.min_block, info.max_block, info.min_frm);
+    kelflacfd_log(line);
+    snprintf(line, sizeof(line), "Info >>>>>> fsize = %ld ctx->info.max_frm_size %d",
+             static_cast<long>(size), info.max_frm_size);
+    kelflacfd_log(line);
 }
 
 /** Works the duration out from the number of the last frame, for a STREAMINFO without a sample

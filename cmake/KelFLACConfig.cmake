@@ -1,0 +1,10 @@
+# The package KelFLAC: the target KelFLAC::demuxer.
+set(KelFLAC_demuxer_FOUND TRUE)
+foreach(component IN LISTS KelFLAC_FIND_COMPONENTS)
+    if(KelFLAC_FIND_REQUIRED_${component} AND NOT KelFLAC_${component}_FOUND)
+        set(KelFLAC_FOUND FALSE)
+        set(KelFLAC_NOT_FOUND_MESSAGE "KelFLAC has no component \"${component}\"")
+        return()
+    endif()
+endforeach()
+include(${CMAKE_CURRENT_LIST_DIR}/KelFLACTargets.cmake)

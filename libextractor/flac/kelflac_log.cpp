@@ -1,0 +1,8 @@
+// The demuxer's debug lines in the platform's log: without a tag.
+#include <android/log.h>
+
+#include "libextractor/flac/demuxer/kelflacfd_log.h"
+
+void kelflacfd_log(const char* line) {
+    __android_log_print(ANDROID_LOG_DEBUG, nullptr, "%s", line);
+}
