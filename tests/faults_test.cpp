@@ -70,7 +70,9 @@ TEST(Faults, WithoutMemoryTheDemuxerLeavesOutATagOrRefuses) {
 
 TEST(Faults, WithoutMemoryThePluginPublishesNoTextByHalves) {
     const std::vector<Life> lives = StrikeEach(PluginLife, FailAllocations, true);
+#ifndef KELFLAC_REAL_LIBS  // whose texts take memory that no test can refuse
     EXPECT_GT(lives.size(), 60U);
+#endif
     for (const Life& life : lives) {
         const size_t list = life.answers.find("types='");  // NULs stand before
         if (list == std::string::npos) continue;

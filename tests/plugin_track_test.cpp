@@ -108,7 +108,12 @@ TEST(Track, HasTheOptionalCallsOfItsBase) {
 
 static auto Dies(const std::string& line, const std::string& check) {
     const std::string at = "F KelFLACExtractorSO: libextractor/flac/kelflac_extractor.cpp:" + line;
-    return testing::HasSubstr(at + " CHECK(" + check + ") failed.\ncondition: !(" + check + ")\n");
+#ifdef KELFLAC_REAL_LIBS  // whose log tells nothing of the condition
+    const std::string condition;
+#else
+    const std::string condition = "condition: !(" + check + ")\n";
+#endif
+    return testing::HasSubstr(at + " CHECK(" + check + ") failed.\n" + condition);
 }
 
 TEST(TrackDeathTest, CallsOutOfTurnEndTheProcess) {

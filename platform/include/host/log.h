@@ -5,15 +5,15 @@ namespace host {
 #pragma GCC visibility push(default)
 
 /** Drops messages below a priority of android_LogPriority. The default, ANDROID_LOG_SILENT, drops
-    all but those of __android_log_assert, which nothing stops. */
+    all. What __android_log_assert prints, nothing stops. */
 void setLogMinPriority(int prio);
 
 /** Receives one message: its priority, its tag (null when it has none) and its text. Calls come
     one at a time, from the logging thread. A sink must not log. */
 using LogSink = void (*)(void* opaque, int prio, const char* tag, const char* text);
 
-/** Sends messages to `sink` instead of standard error; null undoes it. When this returns, the old
-    sink is not called any more. */
+/** Sends messages to `sink` instead of standard error, fatal ones to both; null undoes it. When
+   this returns, the old sink is not called any more. */
 void setLogSink(LogSink sink, void* opaque);
 
 #pragma GCC visibility pop

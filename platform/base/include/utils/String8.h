@@ -9,8 +9,8 @@
 
 namespace android {
 
-/** Text with a NUL behind it. A null pointer counts as empty text. Without memory the text stays
-    what it was: a copy or a construction then comes out empty, an append says NO_MEMORY. */
+/** Text with a NUL behind it. Without memory the text stays what it was: a copy or a construction
+    then comes out empty, an append says NO_MEMORY. */
 class String8 {
   public:
     String8() = default;
@@ -25,9 +25,9 @@ class String8 {
     }
 
     status_t append(const String8& other) { return append(other.mText, other.mSize); }
-    status_t append(const char* text) { return append(text, text != nullptr ? strlen(text) : 0); }
+    status_t append(const char* text) { return append(text, strlen(text)); }
     status_t append(const char* bytes, size_t count) {
-        if (bytes == nullptr || count == 0) return OK;
+        if (count == 0) return OK;
         // A new block each time, so that text of the string itself can be appended.
         auto* joined = static_cast<char*>(malloc(mSize + count + 1));
         if (joined == nullptr) return NO_MEMORY;

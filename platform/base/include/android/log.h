@@ -17,12 +17,12 @@ extern "C" {
 #pragma GCC visibility push(default)
 
 /** Logs one formatted message; text beyond 1023 bytes is cut off. `tag` may be null. Returns 1, or
-    a negative errno value when nothing was logged. */
+   0 when nothing was logged. */
 int __android_log_print(int prio, const char* tag, const char* fmt, ...)
     __attribute__((__format__(printf, 3, 4)));
 
-/** Logs a fatal message and ends the process with SIGABRT. `cond` is the text of the condition
-    that made it. `cond`, `tag` and `fmt` may be null. */
+/** Prints a message, logs it as fatal and ends the process with SIGABRT. `cond` is the text of the
+    condition that made it: the message where `fmt` is null. All of them may be null. */
 void __android_log_assert(const char* cond, const char* tag, const char* fmt, ...)
     __attribute__((__noreturn__, __format__(printf, 3, 4)));
 
