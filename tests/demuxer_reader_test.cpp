@@ -81,6 +81,13 @@ TEST(Reader, ServesSkipsMovesReadsAndPeeks) {
     }
 }
 
+TEST(Reader, SkipsMoreThanAnIntHoldsInTwoSteps) {
+    Reader reader(Noise(20000), RefusePositions);  // gives bytes where there would be none
+    skip_u32(&reader, 3'000'000'000);
+    EXPECT_EQ(reader.source.Lines("setpos"),
+              (Texts{"setpos 2147479552 @4096 = -1", "setpos 852520960 @8192 = -1"}));
+}
+
 TEST(Reader, FillsUpToTheSecondEmptyReadInARow) {
     // The reads that give nothing, the first load being number 0; the bytes then buffered in a ring
     // of 32 KiB, and the reads made.
@@ -99,13 +106,13 @@ TEST(Reader, FillsUpToTheSecondEmptyReadInARow) {
 
 TEST(Reader, KeepsBytesThatWrapInTheRingAndInALargerOne) {
     const Bytes data = Noise(12288), rest(data.begin() + 8100, data.end());
-    for (int hint : {100, 20000}) {
+    for (const auto& [hint, status] : {std::pair(100, 0), {20000, 0}, {1 << 30, -2}}) {
         Reader reader(data);
         Play(&reader, "skip 4000 () fill 0 () skip 4100 () fill 0 ()");
         const auto [a, b] = kelflacf_fal_runs(&reader);
         EXPECT_EQ(a.count, 92);
         EXPECT_EQ(Cat({{a.bytes, a.bytes + a.count}, {b.bytes, b.bytes + b.count}}), rest);
-        EXPECT_EQ(kelflacf_fal_resize_buf(&reader, hint), 0);
+        EXPECT_EQ(kelflacf_fal_resize_buf(&reader, hint), status);
         Bytes read(5000);
         read.resize(static_cast<size_t>(kelflacf_fal_read(&reader, read.data(), 5000)));
         EXPECT_EQ(read, rest);

@@ -116,6 +116,17 @@ TEST(Read, GivesPiecesAfter244NumberedFrames) {
     EXPECT_EQ(Reads(&demuxer, 5), "300@0 300@0 100@0 1 ");
 }
 
+TEST(Read, GivesNoTimesWhereTheBlockSizeVaries) {
+    Demuxer demuxer(StreamBuilder{}.Frames(5, 9, 200).Build());
+    demuxer.ctx->info.min_block = 16;
+    const Frame frame = demuxer.Read();
+    EXPECT_EQ(frame.time, 0);
+    EXPECT_EQ(frame.next_time, 0);
+    int64_t landed = -1;
+    EXPECT_EQ(demuxer.Seek(9000000, &landed), 0);
+    EXPECT_EQ(landed, 0);
+}
+
 TEST(Seek, ToATimeBeforeTheStartMeetsTheFirstFrame) {
     // The target is frame -1: the first probe, in the padding, meets frame 0 and ends the search.
     StreamBuilder stream({192, 192, 0, 8000, 1, 16, 400, 200 * 192});

@@ -112,6 +112,16 @@ TEST(Extractor, TriesAFailedOpenAgainForEachQuery) {
     EXPECT_EQ(s.FileMeta(), kMime);
 }
 
+TEST(Extractor, AQueryFromWithinTheOpenStartsNoOther) {
+    Session s(kSound.Build());
+    Texts within;
+    s.source.hook = [&](const Call& call) {
+        if (call.op == "read" && call.index == 0) within.push_back(s.FileMeta());
+    };
+    EXPECT_EQ(s.FileMeta(), kMime);
+    EXPECT_EQ(within, Texts{""}) << "nothing is known yet";
+}
+
 TEST(Extractor, HasNoCodecDataWithoutStreamInfo) {
     Bytes stream = kSound.Build();
     stream[4] = kPadding | kLastBlockFlag;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "tests/support/demuxer_host.h"
 #include "tests/support/plugin_host.h"
 
 namespace kelflac_test {
@@ -48,6 +49,14 @@ TEST(Comments, AKeyPastTheBufferedBytesIsNotRecognised) {
         EXPECT_EQ(Published(StreamBuilder{}.Block(kVorbisComment, body)),
                   in_sight == 0 || in_sight >= 6 ? "title='t', " : "")
             << in_sight;
+    }
+}
+
+TEST(Comments, BehindTheDataAreEmptyAsFarAsTheBlockHasRoom) {
+    for (const auto& [count, status] : {std::pair(3, 0), {4, -1}}) {
+        Reader reader(Cat({Bytes(4), Le(static_cast<uint64_t>(count), 4)}));
+        KELFLACFD_TAG tag = {};
+        EXPECT_EQ(parse_vorbis_comment(&reader, 8 + 3 * 4, &tag), status) << count;
     }
 }
 
