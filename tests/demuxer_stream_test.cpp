@@ -106,16 +106,6 @@ TEST(Context, RefusesBadHandles) {
     EXPECT_EQ(kelflacfd_create(&record, &time, &info, nullptr), nullptr) << "an error has no place";
 }
 
-TEST(Read, GivesPiecesAfter244NumberedFrames) {
-    const Bytes stream = StreamBuilder(Info(300)).Frames(0, 250, 200).Build();
-    Demuxer demuxer(stream);
-    for (int i = 0; i < 245; ++i) ASSERT_EQ(demuxer.Read().bytes.size(), 200U) << i;
-    const Frame piece = demuxer.Read();
-    EXPECT_EQ(piece.bytes, Bytes(stream.end() - 1000, stream.end() - 700));
-    EXPECT_EQ(piece.next_time, 928798);
-    EXPECT_EQ(Reads(&demuxer, 5), "300@0 300@0 100@0 1 ");
-}
-
 TEST(Read, GivesNoTimesWhereTheBlockSizeVaries) {
     Demuxer demuxer(StreamBuilder{}.Frames(5, 9, 200).Build());
     demuxer.ctx->info.min_block = 16;
@@ -125,16 +115,6 @@ TEST(Read, GivesNoTimesWhereTheBlockSizeVaries) {
     int64_t landed = -1;
     EXPECT_EQ(demuxer.Seek(9000000, &landed), 0);
     EXPECT_EQ(landed, 0);
-}
-
-TEST(Seek, ToATimeBeforeTheStartMeetsTheFirstFrame) {
-    // The target is frame -1: the first probe, in the padding, meets frame 0 and ends the search.
-    StreamBuilder stream({192, 192, 0, 8000, 1, 16, 400, 200 * 192});
-    Demuxer demuxer(stream.Block(kPadding, Bytes(9000)).Frames(0, 200, 300).Build());
-    demuxer.source.counts.clear();
-    EXPECT_EQ(demuxer.Seek(-360000), 0);
-    EXPECT_EQ(demuxer.source.counts["read"], 5);
-    EXPECT_EQ(demuxer.Read().bytes, FrameBytes({0}, 300));
 }
 
 TEST(Seek, EndsWhereReadsGoOn) {
