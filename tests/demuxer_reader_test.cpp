@@ -8,9 +8,8 @@
 #include "tests/support/demuxer_host.h"
 
 namespace kelflac_test {
-namespace {
 
-Bytes Noise(size_t size) {
+static Bytes Noise(size_t size) {
     Bytes bytes(size);
     uint64_t random = 7;
     for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(NextRandom(random) | 1);  // never 0
@@ -35,7 +34,7 @@ TEST(Reader, HasARingForItsHintAndAChunk) {
 
 /** Does the steps of a script, "read 200 = 100 (3 end)", and tells it with the results that come:
     of a peek 1 for what is not 0; then how much is buffered, and "end" once the data ended. */
-std::string Play(Reader* reader, const std::string& script) {
+static std::string Play(Reader* reader, const std::string& script) {
     Bytes to(30000);
     const std::map<std::string, std::function<int(int)>> steps = {
         {"skip", [=](int n) { return kelflacf_fal_skip(reader, n); }},
@@ -119,5 +118,4 @@ TEST(Reader, KeepsBytesThatWrapInTheRingAndInALargerOne) {
     }
 }
 
-}  // namespace
 }  // namespace kelflac_test

@@ -5,14 +5,13 @@
 #include "tools/streams/hostile_streams.h"
 
 namespace kelflac_test {
-namespace {
 
-StreamInfo Info(uint32_t max_frame, uint64_t samples = 441000, uint32_t bits = 16) {
+static StreamInfo Info(uint32_t max_frame, uint64_t samples = 441000, uint32_t bits = 16) {
     return {4096, 4096, 0, 44100, 2, bits, max_frame, samples};
 }
 
 /** "size@start" for each frame delivered, the status for any other read, up to the end. */
-std::string Reads(Demuxer* demuxer, int count, int32_t buf_size = 102400) {
+static std::string Reads(Demuxer* demuxer, int count, int32_t buf_size = 102400) {
     std::string out;
     for (int i = 0, status = 0; i < count && status != 1; ++i) {
         const Frame frame = demuxer->Read(buf_size);
@@ -134,5 +133,4 @@ TEST(Seek, EndsWhereReadsGoOn) {
     }
 }
 
-}  // namespace
 }  // namespace kelflac_test
