@@ -23,7 +23,7 @@ TEST(Reader, HasARingForItsHintAndAChunk) {
         {4096, 4096, 0, 0, 8192, 0},   {9000, 4097, 0, 0, 16384, 0}, {9000, 20000, 0, 0, 32768, 0},
         {9000, 12288, 0, 0, 16384, 0}, {9000, 1 << 30, -2, 0, 0, 1}};
     for (const auto& [bytes, hint, created, at_end, ring, closes] : rows) {
-        SCOPED_TRACE(std::to_string(bytes) + " " + std::to_string(hint));
+        SCOPED_TRACE(std::to_string(bytes) + " bytes, a hint of " + std::to_string(hint));
         Reader reader(Noise(bytes), {}, hint);
         EXPECT_EQ(reader.created, created);
         EXPECT_EQ(reader.eof, at_end);
@@ -98,8 +98,9 @@ TEST(Reader, FillsUpToTheSecondEmptyReadInARow) {
             if (call.op == "read" && std::get<0>(row).count(call.index) > 0) call.result = 0;
         };
         Reader reader(Noise(40000), fail, 20000);
-        EXPECT_EQ(kelflacf_fal_bytes_peek(&reader), buffered) << testing::PrintToString(empty);
-        EXPECT_EQ(reader.source.counts["read"], reads) << testing::PrintToString(empty);
+        SCOPED_TRACE("empty reads: " + testing::PrintToString(empty));
+        EXPECT_EQ(kelflacf_fal_bytes_peek(&reader), buffered);
+        EXPECT_EQ(reader.source.counts["read"], reads);
     }
 }
 

@@ -18,7 +18,8 @@ TEST(Track, SeeksToTheFrameOfATimeOrOneBesideIt) {
         {7, 5, 11, "1021678"}};  // seeks nowhere
     for (const auto& [options, us, number, at] : rows) {
         const auto [status, bytes, meta] = s.Read(options, us);
-        EXPECT_EQ(bytes, FrameBytes({number}, 200)) << us;
+        EXPECT_EQ(bytes, FrameBytes({number}, 200))
+            << "not frame " << number << ", at " << us << " us";
         EXPECT_EQ(meta, "timeUs=" + at + "L, is-sync-frame=1, durationUs=92879L, ");
     }
 }
@@ -64,7 +65,7 @@ TEST(Track, LogsWhatItRefuses) {
         EXPECT_EQ(s.Read(us < 0 ? 0 : uint32_t{SEEK}, us).status, status);
         EXPECT_EQ(TakeLog(), kLog + "::read() " + line + "\n");
         const Bytes frame = next < 0 ? Bytes{} : FrameBytes({static_cast<uint64_t>(next)}, 200);
-        EXPECT_EQ(s.Read().bytes, frame);
+        EXPECT_EQ(s.Read().bytes, frame) << "expected frame " << next << ", -1: none";
     }
 }
 
