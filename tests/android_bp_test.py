@@ -25,7 +25,6 @@ MODULES = {
     "kelflac_plugin_fuzz": {"plugin_fuzz"} | FRONT_END,
     "kelflac_demuxer_fuzz": {"demuxer_fuzz"} | FRONT_END,
     "kelflac_tags_fuzz": {"tags_fuzz"} | FRONT_END,
-    "kelflac_frmhdr_fuzz": {"frmhdr_fuzz"} | FRONT_END,
 }
 OPTIONAL = {"bench/peer_bench.cpp"}
 

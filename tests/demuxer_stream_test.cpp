@@ -10,18 +10,6 @@ static StreamInfo Info(uint32_t max_frame, uint64_t samples = 441000, uint32_t b
     return {4096, 4096, 0, 44100, 2, bits, max_frame, samples};
 }
 
-/** "size@start" for each frame delivered, the status for any other read, up to the end. */
-static std::string Reads(Demuxer* demuxer, int count, int32_t buf_size = 102400) {
-    std::string out;
-    for (int i = 0, status = 0; i < count && status != 1; ++i) {
-        const Frame frame = demuxer->Read(buf_size);
-        status = frame.status;
-        out += std::to_string(status == 0 ? static_cast<int>(frame.length) : status);
-        out += status == 0 ? "@" + std::to_string(frame.time) + " " : " ";
-    }
-    return out;
-}
-
 TEST(Open, TellsDurationByteRateAndSizes) {
     const auto two = [](const StreamInfo& info, size_t seek_table = 0) {
         StreamBuilder out(info);
@@ -114,23 +102,6 @@ TEST(Read, GivesNoTimesWhereTheBlockSizeVaries) {
     int64_t landed = -1;
     EXPECT_EQ(demuxer.Seek(9000000, &landed), 0);
     EXPECT_EQ(landed, 0);
-}
-
-TEST(Seek, EndsWhereReadsGoOn) {
-    const Bytes stream = StreamBuilder{}.Frames(0, 200, 300).Build();
-    const std::tuple<const char*, int64_t, int, const char*, Bytes, Hook> rows[] = {
-        {"past the last frame", 9000000000, 0, "1 ", stream, {}},
-        {"a time that wraps to the start", INT64_MAX, 0, "300@0 300@928798 ", stream, {}},
-        {"of unknown size", 0, -3, "300@0 300@928798 ", stream, UnknownSize},
-        {"no header near the end", 0, -3, "1 ", Cat({stream, Bytes(301, 't')}), {}},
-        {"a source that doesn't move", 0, -3, "300@0 300@928798 ", stream, RefusePositions},
-    };
-    for (const auto& [what, time, result, reads, bytes, hook] : rows) {
-        SCOPED_TRACE(what);
-        Demuxer demuxer(bytes, hook);
-        EXPECT_EQ(demuxer.Seek(time), result);
-        EXPECT_EQ(Reads(&demuxer, 2), reads);
-    }
 }
 
 }  // namespace kelflac_test
