@@ -88,17 +88,19 @@ TEST(Reader, SkipsMoreThanAnIntHoldsInTwoSteps) {
 }
 
 TEST(Reader, FillsUpToTheSecondEmptyReadInARow) {
-    // The reads that give nothing, the first load being number 0; the bytes then buffered in a ring
-    // of 32 KiB, and the reads made.
-    const std::tuple<std::set<int>, int, int> rows[] = {
-        {{}, 28672, 7}, {{1}, 24576, 7}, {{1, 2}, 4096, 3}, {{1, 3}, 20480, 7}, {{5, 6}, 20480, 7}};
+    // Reads that give few bytes, the first load being number 0, and how many; the bytes then
+    // buffered in a ring of 32 KiB, and the reads made.
+    const std::tuple<std::set<int>, int, int, int> rows[] = {
+        {{}, 0, 28672, 7},     {{1}, 0, 24576, 7},    {{1, 2}, 0, 4096, 3},
+        {{1, 3}, 0, 20480, 7}, {{5, 6}, 0, 20480, 7}, {{1, 2}, 1, 20482, 7}};
     for (const auto& row : rows) {
-        const auto& [empty, buffered, reads] = row;
-        const auto fail = [&](Call& call) {
-            if (call.op == "read" && std::get<0>(row).count(call.index) > 0) call.result = 0;
+        const auto& [few, bytes, buffered, reads] = row;
+        SCOPED_TRACE(std::to_string(bytes) + " bytes by reads " + testing::PrintToString(few));
+        const auto spoil = [&](Call& call) {
+            if (call.op == "read" && std::get<0>(row).count(call.index) > 0)
+                call.result = std::get<1>(row);
         };
-        Reader reader(Noise(40000), fail, 20000);
-        SCOPED_TRACE("empty reads: " + testing::PrintToString(empty));
+        Reader reader(Noise(40000), spoil, 20000);
         EXPECT_EQ(kelflacf_fal_bytes_peek(&reader), buffered);
         EXPECT_EQ(reader.source.counts["read"], reads);
     }
