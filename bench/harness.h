@@ -11,8 +11,28 @@
 #include <string>
 #include <vector>
 
-#include "bench/memory_source.h"
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
+#include "tools/host/demuxer.h"
+
+using kelflac_host::DemuxerPlayer;
+
+/** A file in memory. Writes no calls down unless told to, so that a timed loop has its bytes alone.
+ */
+struct Source : kelflac_host::MemorySource {
+    explicit Source(Bytes bytes) : MemorySource(std::move(bytes)) { keeps_calls = false; }
+    int64_t Size() const { return static_cast<int64_t>(data.size()); }
+    /** The reads that the source serves while `work` runs. */
+    template <typename Work>
+    std::vector<kelflac_host::Call> ReadsOf(Work work) {
+        std::vector<kelflac_host::Call> reads;
+        hook = [&](const kelflac_host::Call& call) {
+            if (call.op == "read") reads.push_back(call);
+        };
+        work();
+        hook = {};
+        return reads;
+    }
+};
 
 /** A stream of one of the groups
     - "music": minutes long, encoded by libFLAC;
@@ -21,7 +41,7 @@
     - "seek": to seek in, hostile or honest, by the size of the reader's ring. */
 struct Stream {
     std::string group, name;
-    std::function<MemorySource()> source;  ///< Made when it is first asked for, and kept.
+    std::function<Source*()> source;  ///< Made when it is first asked for, and kept.
     std::string detail;  ///< "/" and the size in MiB, where there are several; for "seek" the kind.
 };
 
@@ -33,20 +53,9 @@ constexpr int kChunkBytes = 4096;
 /** Where reads deliver to, written to before, so that no read pays for the pages. */
 inline std::vector<uint8_t> buffer(1 << 25, 1);
 
-/** Each stream here opens. */
-inline KELFLACFD_CTX* Open(MemorySource* source) {
-    _KELCMN_MFAL record = source->Record();
-    const int64_t in_duration = 0;
-    KELFLACFD_INFO info;
-    return kelflacfd_create(&record, &in_duration, &info, nullptr);
-}
-
-/** One read into the buffer. */
-inline int ReadFrame(KELFLACFD_CTX* ctx) {
-    int64_t time = 0, next = 0;
-    uint32_t length = 0;
-    return kelflacfd_get_frm(ctx, buffer.data(), static_cast<int32_t>(buffer.size()), &length,
-                             &time, &next);
+/** One read into the buffer. Each stream here opens. */
+inline int ReadFrame(const DemuxerPlayer& demuxer) {
+    return demuxer.ReadTo(buffer.data(), static_cast<int32_t>(buffer.size())).status;
 }
 
 /** The same times for whoever seeks, 0 up to `duration`. */
@@ -58,11 +67,10 @@ inline std::vector<int64_t> SeekTimes(int64_t duration) {
 }
 
 /** Seeks to each of the times and reads one frame there. */
-inline void SeekAndRead(KELFLACFD_CTX* ctx, const std::vector<int64_t>& times) {
-    int64_t landed = 0;
+inline void SeekAndRead(const DemuxerPlayer& demuxer, const std::vector<int64_t>& times) {
     for (const int64_t time : times) {
-        kelflacfd_seek(ctx, &time, &landed);
-        ReadFrame(ctx);
+        demuxer.Seek(time);
+        ReadFrame(demuxer);
     }
 }
 

@@ -1,6 +1,5 @@
 // The demuxer, and the plug-in as a framework drives it.
 #include "bench/harness.h"
-#include "host/data_source.h"
 #include "tools/host/player.h"
 
 extern "C" android::ExtractorDef GETEXTRACTORDEF();
@@ -12,29 +11,27 @@ constexpr uint8_t kSearched = KELFLACFD_FULL_CHECK_COUNT, kFixedSize = 0;
 
 /** Opens and reads to the end, each frame located as `full_check_count` says. */
 void Read(benchmark::State& state, const Stream& stream, uint8_t full_check_count) {
-    MemorySource source = stream.source();
+    Source& source = *stream.source();
     for (auto _ : state) {
-        KELFLACFD_CTX* ctx = Open(&source);
+        const DemuxerPlayer demuxer(&source);
         do {
-            ctx->full_check_count = full_check_count;
-        } while (ReadFrame(ctx) != KELFLACFD_END);
-        kelflacfd_delete(ctx);
+            demuxer.ctx->full_check_count = full_check_count;
+        } while (ReadFrame(demuxer) != KELFLACFD_END);
     }
-    state.SetBytesProcessed(state.iterations() * source.size);
+    state.SetBytesProcessed(state.iterations() * source.Size());
 }
 
 void OpenOnly(benchmark::State& state, const Stream& stream) {
-    MemorySource source = stream.source();
-    for (auto _ : state) kelflacfd_delete(Open(&source));
+    Source& source = *stream.source();
+    for (auto _ : state) const DemuxerPlayer demuxer(&source);
     state.SetItemsProcessed(state.iterations());
 }
 
 void Seek(benchmark::State& state, const Stream& stream) {
-    MemorySource source = stream.source();
-    KELFLACFD_CTX* ctx = Open(&source);
-    const std::vector<int64_t> times = SeekTimes(ctx->info.duration);
-    for (auto _ : state) SeekAndRead(ctx, times);
-    kelflacfd_delete(ctx);
+    Source& source = *stream.source();
+    const DemuxerPlayer demuxer(&source);
+    const std::vector<int64_t> times = SeekTimes(demuxer.info.duration);
+    for (auto _ : state) SeekAndRead(demuxer, times);
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(times.size()));
 }
 
@@ -56,13 +53,12 @@ int64_t PlayAll(const kelflac_host::Player& player) {
 }
 
 void Play(benchmark::State& state, const Stream& stream) {
-    const MemorySource file = stream.source();
-    host::MemorySource source(file.bytes, static_cast<size_t>(file.size));
+    Source& source = *stream.source();
     kelflac_host::Player player(GETEXTRACTORDEF(), source.slots());
     player.Start();
     for (auto _ : state)
-        if (PlayAll(player) < file.size / 100 * 99) abort();  // not to the end
-    state.SetBytesProcessed(state.iterations() * file.size);
+        if (PlayAll(player) < source.Size() / 100 * 99) abort();  // not to the end
+    state.SetBytesProcessed(state.iterations() * source.Size());
 }
 
 const bool added = [] {

@@ -23,8 +23,8 @@ size_t LookForPairs(const uint8_t* bytes, size_t count) {
 
 /** From the source to the ring of `size` bytes chunk by chunk, a look if wanted, and from the ring
     to `to` in pieces of `piece` bytes: each to the same place, or behind the last if `in_a_row`. */
-void CopyThrough(MemorySource* source, uint8_t* ring, size_t size, size_t piece, bool look,
-                 uint8_t* to, bool in_a_row) {
+void CopyThrough(Source* source, uint8_t* ring, size_t size, size_t piece, bool look, uint8_t* to,
+                 bool in_a_row) {
     _KELCMN_MFAL record = source->Record();
     benchmark::DoNotOptimize(record);  // its calls stay calls, as the demuxer's are
     source->pos = 0;
@@ -52,20 +52,20 @@ void CopyThrough(MemorySource* source, uint8_t* ring, size_t size, size_t piece,
 struct Setup {
     size_t ring, largest_frame, mean_frame;
 
-    explicit Setup(MemorySource* source) {
-        KELFLACFD_CTX* ctx = Open(source);
-        const int64_t frames = std::max<int64_t>(ctx->info.samples / ctx->info.max_block, 1);
-        ring = static_cast<size_t>(ctx->fal.size);
-        largest_frame = static_cast<size_t>(ctx->info.max_frm_size);
-        mean_frame = static_cast<size_t>(source->size / frames);
-        kelflacfd_delete(ctx);
+    explicit Setup(Source* source) {
+        const DemuxerPlayer demuxer(source);
+        const KELFLACFD_INFO& info = demuxer.info;
+        const int64_t frames = std::max<int64_t>(info.samples / info.max_block, 1);
+        ring = static_cast<size_t>(demuxer.ctx->fal.size);
+        largest_frame = static_cast<size_t>(info.max_frm_size);
+        mean_frame = static_cast<size_t>(source->Size() / frames);
     }
 };
 
 /** A call of the library's search for each sync code of the whole file. Returns their number. */
-int CallForEach(const MemorySource& file) {
-    const auto size = static_cast<int32_t>(file.size);
-    const KELFLACF_FAL_RUNS runs = {{file.bytes, size}, {nullptr, 0}};
+int CallForEach(const Source& file) {
+    const auto size = static_cast<int32_t>(file.Size());
+    const KELFLACF_FAL_RUNS runs = {{file.data.data(), size}, {nullptr, 0}};
     int codes = 0;
     for (int at = -1; (at = find_sync_code(runs, at + 1, size - 1)) < size - 1;) ++codes;
     return codes;
@@ -74,25 +74,27 @@ int CallForEach(const MemorySource& file) {
 /** Two copies, in pieces of the size that `piece` names, and what is wanted besides. */
 void Copy(benchmark::State& state, const Stream& stream, size_t Setup::*piece, bool look,
           bool with_calls) {
-    MemorySource source = stream.source();
+    Source& source = *stream.source();
     const Setup setup(&source);
     std::vector<uint8_t> ring(setup.ring);
     for (auto _ : state) {
         CopyThrough(&source, ring.data(), ring.size(), setup.*piece, look, buffer.data(), false);
         if (with_calls) benchmark::DoNotOptimize(CallForEach(source));
     }
-    state.SetBytesProcessed(state.iterations() * source.size);
+    state.SetBytesProcessed(state.iterations() * source.Size());
 }
 
 /** As many bytes as the open has the source give, through a ring into memory from malloc. */
 void CopyForOpening(benchmark::State& state, const Stream& stream) {
     constexpr size_t kRingBytes = 32 << 10;
-    MemorySource whole = stream.source();
-    const Setup setup(&whole);
-    MemorySource source(whole.bytes, whole.bytes_read);
+    Source& whole = *stream.source();
+    size_t bytes = 0;
+    for (const auto& read : whole.ReadsOf([&] { const DemuxerPlayer opened(&whole); }))
+        bytes += static_cast<size_t>(read.result);
+    Source source({whole.data.data(), whole.data.data() + bytes});
     for (auto _ : state) {
         auto* ring = static_cast<uint8_t*>(malloc(kRingBytes));
-        auto* to = static_cast<uint8_t*>(malloc(static_cast<size_t>(source.size)));
+        auto* to = static_cast<uint8_t*>(malloc(bytes));
         CopyThrough(&source, ring, kRingBytes, kRingBytes, false, to, true);
         free(to);
         free(ring);
@@ -100,31 +102,19 @@ void CopyForOpening(benchmark::State& state, const Stream& stream) {
     state.SetItemsProcessed(state.iterations());
 }
 
-/** A source that writes its reads down: the place and the bytes wanted. */
-struct NotingSource : MemorySource {
-    std::vector<std::pair<int64_t, int>> reads;
-};
-
 /** The reads that the demuxer's seeks make, and after each a look at what it gave. */
 void CopyForSeeks(benchmark::State& state, const Stream& stream) {
-    NotingSource source{stream.source(), {}};
+    Source& source = *stream.source();
     std::vector<uint8_t> ring(Setup(&source).ring);
-    KELFLACFD_CTX* ctx = Open(&source);
-    const std::vector<int64_t> times = SeekTimes(ctx->info.duration);
-    ctx->fal.mfal.read = [](void* fp, void* to, int count) {
-        auto* noting = static_cast<NotingSource*>(MemorySource::Of(fp));
-        noting->reads.emplace_back(noting->pos, count);
-        return noting->Read(to, count);
-    };
-    SeekAndRead(ctx, times);
-    kelflacfd_delete(ctx);
+    const DemuxerPlayer demuxer(&source);
+    const std::vector<int64_t> times = SeekTimes(demuxer.info.duration);
+    const auto reads = source.ReadsOf([&] { SeekAndRead(demuxer, times); });
     for (auto _ : state) {
         size_t in = 0;
-        for (const auto& [pos, wanted] : source.reads) {
+        for (const auto& read : reads) {
             uint8_t* to = ring.data() + (in & (ring.size() - 1));
-            source.pos = pos;
-            const auto count = static_cast<size_t>(source.Read(to, wanted));
-            benchmark::DoNotOptimize(LookForPairs(to, count));
+            const ssize_t count = source.readAt(read.pos, to, static_cast<size_t>(read.arg));
+            benchmark::DoNotOptimize(LookForPairs(to, static_cast<size_t>(count)));
             in += kChunkBytes;
         }
     }

@@ -9,14 +9,15 @@ extern "C" {
 namespace {
 
 int ReadPacket(void* opaque, uint8_t* to, int wanted) {
-    const int count = MemorySource::Of(opaque)->Read(to, wanted);
-    return count > 0 ? count : AVERROR_EOF;
+    auto* source = static_cast<Source*>(opaque);
+    const ssize_t count = source->readAt(source->pos, to, static_cast<size_t>(wanted));
+    return count > 0 ? static_cast<int>(count) : AVERROR_EOF;
 }
 
 int64_t SeekTo(void* opaque, int64_t offset, int whence) {
-    MemorySource* source = MemorySource::Of(opaque);
-    if (whence == AVSEEK_SIZE) return source->size;
-    const int64_t from = whence == SEEK_CUR ? source->pos : whence == SEEK_END ? source->size : 0;
+    auto* source = static_cast<Source*>(opaque);
+    if (whence == AVSEEK_SIZE) return source->Size();
+    const int64_t from = whence == SEEK_CUR ? source->pos : whence == SEEK_END ? source->Size() : 0;
     return source->pos = from + offset;
 }
 
@@ -25,7 +26,7 @@ struct Peer {
     AVIOContext* io;
     AVFormatContext* format = avformat_alloc_context();
     AVPacket* packet = av_packet_alloc();
-    explicit Peer(MemorySource* source) {
+    explicit Peer(Source* source) {
         source->pos = 0;
         auto* bytes = static_cast<uint8_t*>(av_malloc(kChunkBytes));
         io = avio_alloc_context(bytes, kChunkBytes, 0, source, ReadPacket, nullptr, SeekTo);
@@ -48,20 +49,20 @@ struct Peer {
 };
 
 void Read(benchmark::State& state, const Stream& stream) {
-    MemorySource source = stream.source();
+    Source& source = *stream.source();
     for (auto _ : state)
         for (Peer peer(&source); peer.Next();) continue;
-    state.SetBytesProcessed(state.iterations() * source.size);
+    state.SetBytesProcessed(state.iterations() * source.Size());
 }
 
 void OpenOnly(benchmark::State& state, const Stream& stream) {
-    MemorySource source = stream.source();
+    Source& source = *stream.source();
     for (auto _ : state) Peer peer(&source);
     state.SetItemsProcessed(state.iterations());
 }
 
 void Seek(benchmark::State& state, const Stream& stream) {
-    MemorySource source = stream.source();
+    Source& source = *stream.source();
     Peer peer(&source);
     avformat_find_stream_info(peer.format, nullptr);  // or the duration is not known
     const std::vector<int64_t> times = SeekTimes(peer.format->duration);

@@ -14,13 +14,12 @@ using Make = std::function<Bytes()>;
 
 constexpr size_t kMib = 1 << 20;
 
-/** A source of what `make` makes, once for each `key`, without the last `less` bytes. */
-std::function<MemorySource()> Kept(const std::string& key, const Make& make, size_t less = 0) {
+/** A source of what `make` makes, once for each `key`. */
+std::function<Source*()> Kept(const std::string& key, const Make& make) {
     return [=] {
-        static std::map<std::string, Bytes> kept;
-        Bytes& bytes = kept[key];
-        if (bytes.empty()) bytes = make();
-        return MemorySource(bytes.data(), static_cast<int64_t>(bytes.size() - less));
+        static std::map<std::string, Source> kept;
+        if (kept.count(key) == 0) kept.try_emplace(key, make());
+        return &kept.at(key);
     };
 }
 
@@ -99,10 +98,17 @@ void AddCostly(const std::string& ring, uint32_t max_frame, bool small,
                 return bytes;
             };
         };
-        for (const size_t mib : sizes)  // the first part of the largest
+        const auto largest = Kept(name, make(sizes.back()));
+        for (const size_t mib : sizes) {
+            const size_t less = (sizes.back() - mib) * kMib;
+            const auto first_part = [=] {
+                const Bytes& whole = largest()->data;
+                return Bytes(whole.data(), whole.data() + whole.size() - less);
+            };
+            const std::string size = "/" + std::to_string(mib);
             streams->push_back({dense ? "dense" : "hostile", name,
-                                Kept(name, make(sizes.back()), (sizes.back() - mib) * kMib),
-                                "/" + std::to_string(mib)});
+                                less == 0 ? largest : Kept(name + size, first_part), size});
+        }
         to_seek(kCostlyKinds[kind], make(16));
     }
 }
@@ -115,8 +121,8 @@ std::vector<Stream> Streams() {
                                {"open", "untimed", Kept("untimed", [] { return Untagged(0); }), ""},
                                {"open", "tagged", Kept("tagged", Tagged), ""}};
     for (const Recipe& recipe : kRecipes) {
-        const auto source = Kept(recipe.name, [=] { return Music(recipe); });
-        if (!small || &recipe == kRecipes) all.push_back({"music", recipe.name, source, ""});
+        const auto music = Kept(recipe.name, [=] { return Music(recipe); });
+        if (!small || &recipe == kRecipes) all.push_back({"music", recipe.name, music, ""});
     }
     AddCostly("small ring", 9000, small, &all);
     if (!small) AddCostly("large ring", 0xFFFFFF, small, &all);

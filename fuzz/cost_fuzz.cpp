@@ -5,13 +5,16 @@
 
 #include "fuzz/faulty_source.h"
 #include "tests/cost/meter.h"
+#include "tools/streams/stream_builder.h"
+
+using kelflac_streams::Cat;
 
 extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t max_size);
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Source source(data, size, 0xFF);
     source.reads_left = INT32_MAX;  // the law itself cuts a long search short
-    kelflac_test::TellFuzzer(kelflac_test::MeterLife("the input", &source));
+    kelflac_test::TellMost(kelflac_test::MeterLife("the input", &source));
     return 0;
 }
 
@@ -38,15 +41,18 @@ void Write(Bytes* file, size_t at, size_t count, bool is_little_endian, size_t n
             static_cast<uint8_t>(number >> 8 * (is_little_endian ? i : count - 1 - i));
 }
 
+Bytes Copy(const Bytes& file, const Part& part) {
+    return {file.data() + part.at, file.data() + part.at + part.size};
+}
+
 /** Metadata blocks with their headers, comments with their lengths, frames, ID3v2 tags. */
 std::vector<Part> PartsOf(const Bytes& file) {
-    const std::string marker = "fLaC";
     std::vector<Part> parts;
-    auto at = static_cast<size_t>(
-        std::search(file.begin(), file.end(), marker.begin(), marker.end()) - file.begin());
+    size_t at = std::string(file.begin(), file.end()).find("fLaC");
+    if (at == std::string::npos) return parts;
     if (at > 0) parts.push_back({0, at, 0});
     bool is_last = false;
-    for (at += marker.size(); !is_last && at + 4 < file.size();) {
+    for (at += 4; !is_last && at + 4 < file.size();) {
         is_last = (file[at] & 0x80) != 0;
         const size_t end = std::min(at + 4 + Number(file, at + 1, 3, false), file.size());
         parts.push_back({at, end - at, 0});
@@ -88,17 +94,10 @@ void Grow(Bytes* file, size_t max_size, std::minstd_rand* random) {
         Write(file, what.at, 4, true, Number(*file, what.at, 4, true) + more.size());
         return Insert(file, {what.at + what.size, 0, what.comments}, more);
     }
-    const auto start = [&](const Part& part) {
-        return file->begin() + static_cast<ptrdiff_t>(part.at);
-    };
-    const auto end = [&](const Part& part) {
-        return start(part) + static_cast<ptrdiff_t>(part.size);
-    };
-    Bytes unit(start(what), end(what)), copies;
-    if ((*random)() % 4 == 0) unit.insert(unit.end(), start(other), end(other));
-    for (size_t n = std::min(room / unit.size(), size_t{1} << (*random)() % 16); n > 0; --n)
-        copies.insert(copies.end(), unit.begin(), unit.end());
-    Insert(file, (*random)() % 2 != 0 ? what : other, copies);
+    Bytes unit = Copy(*file, what);
+    if ((*random)() % 4 == 0) unit = Cat({unit, Copy(*file, other)});
+    const size_t times = std::min(room / unit.size(), size_t{1} << (*random)() % 16);
+    Insert(file, (*random)() % 2 != 0 ? what : other, Cat(std::vector<Bytes>(times, unit)));
 }
 
 }  // namespace

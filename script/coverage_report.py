@@ -1,8 +1,9 @@
 """Reads what the tests reached of each function, branch and condition, and prints the rest and why.
 
-Usage: coverage_report.py COVERAGE REASONS
+Usage: coverage_report.py COVERAGE FUNCTIONS REASONS
 
-COVERAGE is the export of llvm-cov in JSON. A branch counts once for true and once for false. A
+COVERAGE is the export of llvm-cov in JSON, FUNCTIONS the list of all functions of llvm-profdata.
+Functions that are not in the latter are left out: they run in the compiler alone. A branch counts once for true and once for false. A
 condition counts when some pair of runs shows that it alone decides (modified condition/decision
 coverage). REASONS has a line "file name | part of the source line | reason" for each source line
 that can't be reached whole. Anything else that is not reached is a failure, and so is a reason whose
@@ -11,6 +12,7 @@ line is reached, or is gone.
 import collections
 import json
 import pathlib
+import re
 import sys
 
 
@@ -36,12 +38,12 @@ def read_conditions(files):
     return shown
 
 
-def missing(data):
+def missing(data, compiled):
     """Yields (file, line, what) for each thing that the tests didn't reach."""
     sources = {file["filename"] for file in data["files"]}
     run_lines = collections.Counter()
     for function in data["functions"]:
-        if function["filenames"][0] in sources:
+        if function["filenames"][0] in sources and function["name"] in compiled:
             run_lines[function["filenames"][0], function["regions"][0][0]] += function["count"]
     for (source, line), count in run_lines.items():
         if count == 0:
@@ -62,10 +64,11 @@ def share(reached, total):
 
 def main():
     data = json.loads(pathlib.Path(sys.argv[1]).read_text())["data"][0]
-    rows = pathlib.Path(sys.argv[2]).read_text().splitlines()
+    compiled = set(re.findall(r"^  (\S+):$", pathlib.Path(sys.argv[2]).read_text(), re.MULTILINE))
+    rows = pathlib.Path(sys.argv[3]).read_text().splitlines()
     reasons = [row.split(" | ") for row in rows if row]
     used, unexplained = [], 0
-    for source, line, what in sorted(set(missing(data))):
+    for source, line, what in sorted(set(missing(data, compiled))):
         path = pathlib.Path(source)
         text = path.read_text().splitlines()[line - 1].strip()
         reason = next((r for r in reasons if r[0] == path.name and r[1] in text), None)

@@ -1,8 +1,6 @@
 // Numbers and layouts that others rely on, as plain values.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "libextractor/mfal/kelcmn_mfal_android_q.h"
 #include "tests/support/demuxer_host.h"
 
@@ -44,27 +42,6 @@ TEST(Records, KeepTheirSizes) {
         {"KELFLACFD_INFO", sizeof(KELFLACFD_INFO), 72, 72}};
     for (const auto& [record, bytes, by_64_bits, by_32_bits] : rows)
         EXPECT_EQ(bytes, sizeof(void*) == 8 ? by_64_bits : by_32_bits) << record;
-}
-
-template <typename R, typename... M>
-static bool Ordered(M R::*... member) {
-    const R r{};
-    const std::vector<const void*> places = {&(r.*member)...};
-    return places[0] == &r && std::is_sorted(places.begin(), places.end());
-}
-
-TEST(Records, KeepTheOrderOfTheirFields) {
-    using R = _KELCMN_MFAL;
-    EXPECT_TRUE(Ordered(&R::open, &R::close, &R::read, &R::write, &R::getpos, &R::setpos, &R::skip,
-                        &R::getsize, &R::ioctl, &R::reserved_callbacks, &R::open_param));
-    using I = KELFLACFD_INFO;
-    EXPECT_TRUE(Ordered(&I::codec, &I::max_frm_size, &I::hz, &I::bits, &I::ch, &I::seekable,
-                        &I::byte_rate, &I::samples, &I::min_block, &I::max_block, &I::min_frm,
-                        &I::duration, &I::tag));
-    using G = KELFLACFD_TAG;
-    EXPECT_TRUE(Ordered(&G::title, &G::artist, &G::album, &G::genre, &G::album_artist, &G::author,
-                        &G::composer, &G::lyricist, &G::date, &G::year, &G::track_num,
-                        &G::track_total, &G::disc_num, &G::compilation, &G::pic_num, &G::pic));
 }
 
 }  // namespace kelflac_test

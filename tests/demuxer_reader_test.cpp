@@ -8,9 +8,8 @@
 #include "tests/support/demuxer_host.h"
 
 namespace kelflac_test {
-namespace {
 
-Bytes Noise(size_t size) {
+static Bytes Noise(size_t size) {
     Bytes bytes(size);
     uint64_t random = 7;
     for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(NextRandom(random) | 1);  // never 0
@@ -24,7 +23,7 @@ TEST(Reader, HasARingForItsHintAndAChunk) {
         {4096, 4096, 0, 0, 8192, 0},   {9000, 4097, 0, 0, 16384, 0}, {9000, 20000, 0, 0, 32768, 0},
         {9000, 12288, 0, 0, 16384, 0}, {9000, 1 << 30, -2, 0, 0, 1}};
     for (const auto& [bytes, hint, created, at_end, ring, closes] : rows) {
-        SCOPED_TRACE(std::to_string(bytes) + " " + std::to_string(hint));
+        SCOPED_TRACE(std::to_string(bytes) + " bytes, a hint of " + std::to_string(hint));
         Reader reader(Noise(bytes), {}, hint);
         EXPECT_EQ(reader.created, created);
         EXPECT_EQ(reader.eof, at_end);
@@ -35,7 +34,7 @@ TEST(Reader, HasARingForItsHintAndAChunk) {
 
 /** Does the steps of a script, "read 200 = 100 (3 end)", and tells it with the results that come:
     of a peek 1 for what is not 0; then how much is buffered, and "end" once the data ended. */
-std::string Play(Reader* reader, const std::string& script) {
+static std::string Play(Reader* reader, const std::string& script) {
     Bytes to(30000);
     const std::map<std::string, std::function<int(int)>> steps = {
         {"skip", [=](int n) { return kelflacf_fal_skip(reader, n); }},
@@ -81,36 +80,45 @@ TEST(Reader, ServesSkipsMovesReadsAndPeeks) {
     }
 }
 
+TEST(Reader, SkipsMoreThanAnIntHoldsInTwoSteps) {
+    Reader reader(Noise(20000), RefusePositions);  // gives bytes where there would be none
+    skip_u32(&reader, 3'000'000'000);
+    EXPECT_EQ(reader.source.Lines("setpos"),
+              (Texts{"setpos 2147479552 @4096 = -1", "setpos 852520960 @8192 = -1"}));
+}
+
 TEST(Reader, FillsUpToTheSecondEmptyReadInARow) {
-    // The reads that give nothing, the first load being number 0; the bytes then buffered in a ring
-    // of 32 KiB, and the reads made.
-    const std::tuple<std::set<int>, int, int> rows[] = {
-        {{}, 28672, 7}, {{1}, 24576, 7}, {{1, 2}, 4096, 3}, {{1, 3}, 20480, 7}, {{5, 6}, 20480, 7}};
+    // Reads that give few bytes, the first load being number 0, and how many; the bytes then
+    // buffered in a ring of 32 KiB, and the reads made.
+    const std::tuple<std::set<int>, int, int, int> rows[] = {
+        {{}, 0, 28672, 7},     {{1}, 0, 24576, 7},    {{1, 2}, 0, 4096, 3},
+        {{1, 3}, 0, 20480, 7}, {{5, 6}, 0, 20480, 7}, {{1, 2}, 1, 20482, 7}};
     for (const auto& row : rows) {
-        const auto& [empty, buffered, reads] = row;
-        const auto fail = [&](Call& call) {
-            if (call.op == "read" && std::get<0>(row).count(call.index) > 0) call.result = 0;
+        const auto& [few, bytes, buffered, reads] = row;
+        SCOPED_TRACE(std::to_string(bytes) + " bytes by reads " + testing::PrintToString(few));
+        const auto spoil = [&](Call& call) {
+            if (call.op == "read" && std::get<0>(row).count(call.index) > 0)
+                call.result = std::get<1>(row);
         };
-        Reader reader(Noise(40000), fail, 20000);
-        EXPECT_EQ(kelflacf_fal_bytes_peek(&reader), buffered) << testing::PrintToString(empty);
-        EXPECT_EQ(reader.source.counts["read"], reads) << testing::PrintToString(empty);
+        Reader reader(Noise(40000), spoil, 20000);
+        EXPECT_EQ(kelflacf_fal_bytes_peek(&reader), buffered);
+        EXPECT_EQ(reader.source.counts["read"], reads);
     }
 }
 
 TEST(Reader, KeepsBytesThatWrapInTheRingAndInALargerOne) {
     const Bytes data = Noise(12288), rest(data.begin() + 8100, data.end());
-    for (int hint : {100, 20000}) {
+    for (const auto& [hint, status] : {std::pair(100, 0), {20000, 0}, {1 << 30, -2}}) {
         Reader reader(data);
         Play(&reader, "skip 4000 () fill 0 () skip 4100 () fill 0 ()");
         const auto [a, b] = kelflacf_fal_runs(&reader);
         EXPECT_EQ(a.count, 92);
         EXPECT_EQ(Cat({{a.bytes, a.bytes + a.count}, {b.bytes, b.bytes + b.count}}), rest);
-        EXPECT_EQ(kelflacf_fal_resize_buf(&reader, hint), 0);
+        EXPECT_EQ(kelflacf_fal_resize_buf(&reader, hint), status);
         Bytes read(5000);
         read.resize(static_cast<size_t>(kelflacf_fal_read(&reader, read.data(), 5000)));
         EXPECT_EQ(read, rest);
     }
 }
 
-}  // namespace
 }  // namespace kelflac_test

@@ -63,8 +63,10 @@ TEST(Faults, WithoutMemoryTheDemuxerLeavesOutATagOrRefuses) {
     ASSERT_EQ(lives.size(), 2 * std::size(rows) + 1);
     auto life = lives.begin();
     for (const auto& [allocation, once, lasting] : rows) {
-        EXPECT_EQ((life++)->account.Unlike(lives.back().account), once) << allocation;
-        EXPECT_EQ((life++)->account.Unlike(lives.back().account), lasting) << allocation;
+        const Account& sound = lives.back().account;
+        EXPECT_EQ((life++)->account.Unlike(sound), once) << "without " << allocation;
+        EXPECT_EQ((life++)->account.Unlike(sound), lasting)
+            << "without all from it on: " << allocation;
     }
 }
 

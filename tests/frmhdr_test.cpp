@@ -5,8 +5,9 @@
 
 namespace kelflac_test {
 
-/** Status, number, sample-rate code, channels, sample-size code; -9: not stored. */
+/** The values of kVerdict; -9: not stored. */
 using Verdict = std::array<int64_t, 5>;
+constexpr const char* kVerdict = "status, number, sample-rate code, channels, sample-size code of ";
 
 /** Judges the header that begins at `at` in a ring of 8192 bytes, with nothing after `bytes`. */
 static Verdict Judge(const Bytes& bytes, size_t at = 0) {
@@ -26,7 +27,7 @@ static Verdict Judge(const Bytes& bytes, size_t at = 0) {
 static void Expect(const FrameHeader& header, const Verdict& verdict) {
     if (testing::Test::HasFailure()) return;
     EXPECT_EQ(Judge(FrameBytes(header, 20)), verdict)
-        << testing::PrintToString(HeaderBytes(header));
+        << kVerdict << testing::PrintToString(HeaderBytes(header));
 }
 
 const FrameHeader kLongest = {0xFFFFFFFFF, {}, 0xFFF8, 7, 0x1234, 13, 0x5678};
@@ -52,7 +53,8 @@ TEST(FrameHeader, LiteralBytes) {
         {"FF F8 C9 18 00 C3 00", {-3, 0, 9, 2, 4}},
         {"FF F8 C9 18 FF 80 80 80 80 80 80 80", {-3, 0, -9, -9, -9}},
         {"FF F8 C9 18 E5 81 41 00", {-3, 321, -9, -9, -9}}};
-    for (const auto& [bytes, verdict] : rows) EXPECT_EQ(Judge(Hex(bytes)), verdict) << bytes;
+    for (const auto& [bytes, verdict] : rows)
+        EXPECT_EQ(Judge(Hex(bytes)), verdict) << kVerdict << bytes;
 }
 
 TEST(FrameHeader, CodesSayWhatIsReportedAndHowLongTheTailsAre) {
@@ -112,19 +114,22 @@ TEST(FrameHeader, ASubframeOfAReservedTypeIsRefused) {
         const int type = byte >> 1;  // 64 and above: a bit in front of the type that must be 0
         const bool known = type < 2 || (type >= 8 && type < 16) || (type >= 32 && type < 64);
         header.subframe = static_cast<uint8_t>(byte);
-        EXPECT_EQ(Judge(FrameBytes(header, 20)), (Verdict{known ? 0 : -3, 0, 9, 2, 4})) << byte;
+        EXPECT_EQ(Judge(FrameBytes(header, 20)), (Verdict{known ? 0 : -3, 0, 9, 2, 4}))
+            << kVerdict << "a header before the subframe byte " << byte;
     }
 }
 
 TEST(FrameHeader, MayLieAcrossTheRingsEnd) {
     for (size_t at = 8192 - 17; at <= 8192; ++at)
-        EXPECT_EQ(Judge(FrameBytes(kLongest, 17), at), (Verdict{0, 0xFFFFFFFFF, 0, 2, 4})) << at;
+        EXPECT_EQ(Judge(FrameBytes(kLongest, 17), at), (Verdict{0, 0xFFFFFFFFF, 0, 2, 4}))
+            << kVerdict << "a header at " << at;
 }
 
 TEST(FrameHeader, BytesThatAreNotBufferedCountAsZero) {
     for (Bytes bytes : {Hex("FF F8 54 3C"), FrameBytes({}, 17), FrameBytes(kLongest, 17)}) {
         for (; !bytes.empty(); bytes.pop_back())
-            EXPECT_EQ(Judge(bytes), Judge(Cat({bytes, Bytes(17)}))) << bytes.size() << " bytes";
+            EXPECT_EQ(Judge(bytes), Judge(Cat({bytes, Bytes(17)})))
+                << kVerdict << bytes.size() << " bytes";
     }
 }
 

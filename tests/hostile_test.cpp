@@ -63,16 +63,6 @@ TEST(Hostile, StreamsLiveAsTheTableTells) {
     EXPECT_TRUE(expected_rows.peek() == EOF) << "the table has more rows";
 }
 
-TEST(Hostile, NoOtherMarkerOpensAStream) {
-    const Bytes sound = StreamBuilder{}.Frames(0, 2, 60).Build(), letters = Text("fLaCID3");
-    for (size_t marker = 0; marker < 7 * 7 * 7 * 7; marker++) {
-        Bytes file = sound;
-        for (size_t at = 0, rest = marker; at < 4; at++, rest /= 7) file[at] = letters[rest % 7];
-        EXPECT_EQ(Demuxer(file).err, file == sound ? 0 : -5);
-        EXPECT_EQ(PluginLife(file).answers.empty(), file != sound);
-    }
-}
-
 TEST(Hostile, ASeekThatCreepsEndsAfter4GiB) {
     Started s(CreepingStream());
     s.source.keeps_calls = false;

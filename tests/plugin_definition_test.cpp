@@ -36,6 +36,7 @@ TEST(Sniffer, ClaimsTheMarkerAfterAnyTags) {
         {"a footer", Cat({Id3v2(30, 0, true), flac}), false, 40},
         {"a tag in lower case", Cat({Text("id3"), Bytes(7), flac}), false, 0},
         {"a marker in lower case", Text("flac123456"), false, 0},
+        {"a marker with another end", Text("fLaK123456"), false, 0},
     };
     for (const auto& [what, bytes, claimed, at] : rows) {
         SCOPED_TRACE(what);

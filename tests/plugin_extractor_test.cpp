@@ -121,6 +121,16 @@ TEST(Extractor, LogsWhatIsKnownOfAStreamWithoutASampleCount) {
               "3 - Info >>>>>> fsize = 942 ctx->info.max_frm_size 900\n");
 }
 
+TEST(Extractor, AQueryFromWithinTheOpenStartsNoOther) {
+    Session s(kSound.Build());
+    Texts within;
+    s.source.hook = [&](const Call& call) {
+        if (call.op == "read" && call.index == 0) within.push_back(s.FileMeta());
+    };
+    EXPECT_EQ(s.FileMeta(), kMime);
+    EXPECT_EQ(within, Texts{""}) << "nothing is known yet";
+}
+
 TEST(Extractor, HasNoCodecDataWithoutStreamInfo) {
     Bytes stream = kSound.Build();
     stream[4] = kPadding | kLastBlockFlag;

@@ -18,7 +18,8 @@ TEST(Track, SeeksToTheFrameOfATimeOrOneBesideIt) {
         {7, 5, 11, "1021678"}};  // seeks nowhere
     for (const auto& [options, us, number, at] : rows) {
         const auto [status, bytes, meta] = s.Read(options, us);
-        EXPECT_EQ(bytes, FrameBytes({number}, 200)) << us;
+        EXPECT_EQ(bytes, FrameBytes({number}, 200))
+            << "not frame " << number << ", at " << us << " us";
         EXPECT_EQ(meta, "timeUs=" + at + "L, is-sync-frame=1, durationUs=92879L, ");
     }
 }
@@ -64,17 +65,19 @@ TEST(Track, LogsWhatItRefuses) {
         EXPECT_EQ(s.Read(us < 0 ? 0 : uint32_t{SEEK}, us).status, status);
         EXPECT_EQ(TakeLog(), kLog + "::read() " + line + "\n");
         const Bytes frame = next < 0 ? Bytes{} : FrameBytes({static_cast<uint64_t>(next)}, 200);
-        EXPECT_EQ(s.Read().bytes, frame);
+        EXPECT_EQ(s.Read().bytes, frame) << "expected frame " << next << ", -1: none";
     }
 }
 
 /** A session whose track is one over a holder of the test's. */
 struct Held : Session {
     explicit Held(const sp<KelFLACFDSF>& holder)
-        : Session(StreamBuilder{}.Frames(0, 3, 200).Build()) {
-        track.reset(wrap(new KelFLACSource(nullptr, meta, holder)));
+        : Session(StreamBuilder{}.Frames(0, 3, 200).Build()),
+          unwrapped(new KelFLACSource(nullptr, meta, holder)) {
+        track.reset(wrap(unwrapped));
         AMediaFormat_setInt32(meta, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, 100);
     }
+    KelFLACSource* const unwrapped;
 };
 
 TEST(Track, FailsOverAHolderWithoutAStreamOrABuffer) {
@@ -97,6 +100,24 @@ TEST(Track, FailsOverAHolderWithoutAStreamOrABuffer) {
         EXPECT_EQ(holder->getStrongCount(), 1 + kept);
         EXPECT_EQ(TakeLog(), kLog + log);
     }
+}
+
+TEST(Track, ReadsWithoutOptions) {
+    Held s(new KelFLACFDSF);
+    EXPECT_EQ(s.Start(), AMEDIA_OK);
+    MediaBufferHelper* buffer = nullptr;
+    EXPECT_EQ(s.unwrapped->read(&buffer, nullptr), AMEDIA_ERROR_IO) << "there is no stream";
+}
+
+TEST(Track, RefusesABufferThatIsSmallerThanTheFrame) {
+    Started s(StreamBuilder{}.Frames(0, 3, 200).Build());
+    CMediaBuffer* buffer = nullptr;
+    s.group->acquire_buffer(s.group->handle, &buffer, false, 0);
+    buffer->data = [](void*) -> void* { return nullptr; };  // else the demuxer refuses
+    buffer->size = [](void*) -> size_t { return 199; };
+    buffer->release(buffer->handle);
+    EXPECT_EQ(s.Read().status, AMEDIA_ERROR_UNKNOWN);
+    EXPECT_EQ(TakeLog(), kLog + "::read() ERROR_BUFFER_TOO_SMALL\n");
 }
 
 TEST(Track, HasTheOptionalCallsOfItsBase) {

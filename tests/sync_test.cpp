@@ -43,21 +43,28 @@ static void Compare(const Bytes& bytes, size_t cut) {
     }
 }
 
-/** A code at each place among bytes that are half of one, cut at each place. */
 template <typename BLOCK>
-static void CompareEveryPlace() {
-    constexpr size_t kSize = sync_search::ROUND_BYTES<BLOCK> + 3 * BLOCK::POSITIONS;
+struct SyncSearch : testing::Test {};
+using Blocks = testing::Types<KELFLACFD_SYNC_BLOCK, KELFLACFD_SYNC_BLOCK_WORD>;
+struct BlockNames {
+    template <typename BLOCK>
+    static std::string GetName(int i) {
+        return i == 0 ? "BlockOfThisMachine" : "BlockOfAnyMachine";
+    }
+};
+TYPED_TEST_SUITE(SyncSearch, Blocks, BlockNames);
+
+TYPED_TEST(SyncSearch, MeetsACodeAtEachPlaceAmongBytesThatAreHalfOfOne) {
+    constexpr size_t kSize = sync_search::ROUND_BYTES<TypeParam> + 3 * TypeParam::POSITIONS;
     for (size_t place = 0; place + 1 < kSize; ++place) {
         Bytes bytes(kSize, 0xFF);
         bytes[place + 1] = 0xF9;
-        for (size_t cut = 1; cut <= kSize; ++cut) Compare<BLOCK>(bytes, cut);
+        for (size_t cut = 1; cut <= kSize; ++cut) Compare<TypeParam>(bytes, cut);
     }
 }
 
-/** Each pair of bytes among such as nearly are a code. */
-template <typename BLOCK>
-static void CompareEveryPair() {
-    constexpr size_t kSize = 2 * BLOCK::POSITIONS + 3;
+TYPED_TEST(SyncSearch, JudgesEachPairOfBytesAmongSuchAsNearlyAreACode) {
+    constexpr size_t kSize = 2 * TypeParam::POSITIONS + 3;
     constexpr uint8_t kNearMisses[] = {0xFE, 0xF8, 0x7F, 0xFF, 0xFA, 0xFF, 0xF7, 0x01, 0xF9, 0x00};
     Bytes bytes(kSize);
     for (size_t pair = 0; pair < 0x10000; ++pair) {
@@ -65,18 +72,8 @@ static void CompareEveryPair() {
         for (size_t i = 0; i < kSize; ++i) bytes[i] = kNearMisses[(pair + i) % sizeof(kNearMisses)];
         bytes[place] = static_cast<uint8_t>(pair >> 8);
         bytes[place + 1] = static_cast<uint8_t>(pair);
-        Compare<BLOCK>(bytes, pair % 3 == 0 ? place + 1 : kSize);
+        Compare<TypeParam>(bytes, pair % 3 == 0 ? place + 1 : kSize);
     }
-}
-
-TEST(SyncSearch, BlocksOfThisMachine) {
-    CompareEveryPlace<KELFLACFD_SYNC_BLOCK>();
-    CompareEveryPair<KELFLACFD_SYNC_BLOCK>();
-}
-
-TEST(SyncSearch, BlocksOfAnyMachine) {
-    CompareEveryPlace<KELFLACFD_SYNC_BLOCK_WORD>();
-    CompareEveryPair<KELFLACFD_SYNC_BLOCK_WORD>();
 }
 
 }  // namespace kelflac_test

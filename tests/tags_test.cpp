@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "tests/support/demuxer_host.h"
 #include "tests/support/plugin_host.h"
 
 namespace kelflac_test {
@@ -38,7 +39,8 @@ TEST(Comments, CountByKeyTheFirstTextAndTheLastNumber) {
         {{"DISCNUMBER=4294967295", "COMPILATION=2147483648"}, ""},         // negative: absent
     };
     for (const auto& [comments, expected] : rows)
-        EXPECT_EQ(Published(StreamBuilder{}.Comments(comments)), expected);
+        EXPECT_EQ(Published(StreamBuilder{}.Comments(comments)), expected)
+            << "of " << testing::PrintToString(comments);
 }
 
 TEST(Comments, AKeyPastTheBufferedBytesIsNotRecognised) {
@@ -47,7 +49,15 @@ TEST(Comments, AKeyPastTheBufferedBytesIsNotRecognised) {
         const Bytes body = Cat({Le(vendor, 4), Bytes(vendor), Le(1, 4), Le(7, 4), Text("TITLE=t")});
         EXPECT_EQ(Published(StreamBuilder{}.Block(kVorbisComment, body)),
                   in_sight == 0 || in_sight >= 6 ? "title='t', " : "")
-            << in_sight;
+            << in_sight << " bytes of the comment are buffered";
+    }
+}
+
+TEST(Comments, BehindTheDataAreEmptyAsFarAsTheBlockHasRoom) {
+    for (const auto& [count, status] : {std::pair(3, 0), {4, -1}}) {
+        Reader reader(Cat({Bytes(4), Le(static_cast<uint64_t>(count), 4)}));
+        KELFLACFD_TAG tag = {};
+        EXPECT_EQ(parse_vorbis_comment(&reader, 8 + 3 * 4, &tag), status) << count << " comments";
     }
 }
 

@@ -46,11 +46,11 @@ static_assert(wrap_mul(INT64_MAX, 2) == -2);
 /** Quotient truncated toward zero; 0 for a zero divisor; the most negative value divided by -1
     wraps to itself. */
 constexpr int64_t wrap_div(int64_t a, int64_t b) {
-    if (b == 0) return 0;
-    if (b == -1) return wrap_sub(0, a);
+    if (b >= -1 && b <= 0) return wrap_mul(a, b);  // 0, or the negative of `a`
     return a / b;
 }
-static_assert(wrap_div(INT64_MIN, -1) == INT64_MIN && wrap_div(7, 0) == 0 && wrap_div(-7, 2) == -3);
+static_assert(wrap_div(INT64_MIN, -1) == INT64_MIN && wrap_div(7, -1) == -7);
+static_assert(wrap_div(7, 0) == 0 && wrap_div(-7, 2) == -3 && wrap_div(7, -2) == -3);
 
 /** `number` * 10 + `digit` modulo 2^32, on the bits of a signed number. */
 KELFLAC_WRAPS constexpr int32_t wrap_append_digit(int32_t number, uint32_t digit) {

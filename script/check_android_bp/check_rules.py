@@ -39,7 +39,6 @@ MODULES = {
     "kelflac_plugin_fuzz": (HOST, ["plugin_fuzz"]),
     "kelflac_demuxer_fuzz": (DEVICE | HOST, ["demuxer_fuzz"]),
     "kelflac_tags_fuzz": (DEVICE | HOST, ["tags_fuzz"]),
-    "kelflac_frmhdr_fuzz": (DEVICE | HOST, ["frmhdr_fuzz"]),
 }
 # What a module may leave out: what CMake leaves out in places, and tests of what no device has.
 OPTIONAL = {"kelflac_bench": r"bench/peer_bench\.cpp", "kelflac_device_tests": r"tests/.*"}

@@ -1,6 +1,7 @@
 #include "tests/cost/meter.h"
 
 #include <algorithm>
+#include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -38,10 +39,10 @@ inline void Spend(uint64_t blocks) {
     meter.bill.blocks += blocks;
     if (meter.bill.blocks <= meter.allowed) return;
     meter.is_running = false;
-    fprintf(stderr, "%s: more than %llu blocks for %llu bytes delivered and %llu calls\n",
-            meter.name, static_cast<unsigned long long>(meter.allowed),
-            static_cast<unsigned long long>(meter.bill.bytes),
-            static_cast<unsigned long long>(meter.bill.calls));
+    fprintf(stderr,
+            "%s: more than %" PRIu64 " blocks for %" PRIu64 " bytes delivered and %" PRIu64
+            " calls\n",
+            meter.name, meter.allowed, meter.bill.bytes, meter.bill.calls);
     abort();
 }
 
@@ -140,15 +141,15 @@ constexpr uint32_t kMostBlocks = 1 << 13, kPercents = 101;
 __attribute__((
     section("__libfuzzer_extra_counters"))) static uint8_t reached[kMostBlocks + kPercents];
 
-void kelflac_test::TellFuzzer(const Bill& bill) {
+void kelflac_test::TellMost(const Bill& bill) {
     static uint64_t most = 0;
     std::fill_n(reached + kMostBlocks, bill.Percent() + 1, uint8_t{1});
     if (bill.Percent() <= most) return;
     most = bill.Percent();
-    fprintf(stderr, "%llu %% of the law: %llu blocks for %llu bytes and %llu calls\n",
-            static_cast<unsigned long long>(most), static_cast<unsigned long long>(bill.blocks),
-            static_cast<unsigned long long>(bill.bytes),
-            static_cast<unsigned long long>(bill.calls));
+    fprintf(stderr,
+            "%s: %" PRIu64 " %% of the law, %" PRIu64 " blocks for %" PRIu64 " bytes and %" PRIu64
+            " calls\n",
+            kelflac_test::meter.name, most, bill.blocks, bill.bytes, bill.calls);
 }
 
 // The compiler calls these two; the linker sends the calls here, as libFuzzer has some of its own.

@@ -39,7 +39,8 @@ struct Bill {
  */
 Bill MeterLife(const char* name, host::DataSource* source);
 
-/** Lets libFuzzer keep an input that spends more of what the law allows than any before. */
-void TellFuzzer(const Bill& bill);
+/** Prints a bill that spends more of what the law allows than any before, and lets libFuzzer keep
+    such an input. */
+void TellMost(const Bill& bill);
 
 }  // namespace kelflac_test

@@ -1,15 +1,69 @@
-// The plug-in in a framework's hands, as the tests drive it.
+// The plug-in, linked in, in a framework's hands, as the tests drive it: with its source and its
+// log.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include "tools/host/session.h"
+#include <mutex>
+#include <utility>
+
+#include "host/log.h"
+#include "tools/host/memory_source.h"
+#include "tools/host/player.h"
 #include "tools/streams/stream_builder.h"
+
+extern "C" android::ExtractorDef GETEXTRACTORDEF();
 
 namespace kelflac_test {
 
 using namespace kelflac_host;
 using namespace kelflac_streams;
+
+/** Lines "4 tag text" ("-": no tag) logged since the last call. The first call starts the log. */
+inline std::string TakeLog() {
+    static std::string lines;
+    static std::mutex lock;
+    const auto take = [](void*, int prio, const char* tag, const char* text) {
+        const std::lock_guard<std::mutex> held(lock);
+        lines += std::to_string(prio) + " " + (tag != nullptr ? tag : "-") + " " + text + "\n";
+    };
+    host::setLogSink(take, nullptr);
+    host::setLogMinPriority(0);
+    const std::lock_guard<std::mutex> held(lock);
+    return std::exchange(lines, {});
+}
+
+/** What one read gave. */
+struct Packet {
+    media_status_t status;
+    Bytes bytes;
+    std::string meta;  ///< As from Entries.
+};
+
+/** A player of the plug-in with its source and a format, for use also directly. A new
+    session empties the log. In the end the extractor is freed before its track. */
+struct Session : OwnSource, Player {
+    explicit Session(Bytes bytes, const Hook& hook = {})
+        : OwnSource{MemorySource(std::move(bytes), hook)},
+          Player(GETEXTRACTORDEF(), source.slots()) {
+        source.counts.clear();
+        TakeLog();
+    }
+    ~Session() { extractor.reset(); }
+    std::string TrackFormat() { return Entries(Player::TrackFormat(meta), meta); }
+    std::string FileMeta() { return Entries(Player::FileMeta(meta), meta); }
+    Packet Read(uint32_t options = 0, int64_t seek_us = 0) {  ///< Releases the buffer again.
+        if (!group->has_buffers(group->handle)) abort();      // the read would wait for ever
+        const auto [status, b] = Next(options, seek_us);
+        if (b == nullptr) return {status, {}, {}};
+        const auto* data = static_cast<uint8_t*>(b->data(b->handle)) + b->range_offset(b->handle);
+        return {status, Bytes(data, data + b->range_length(b->handle)),
+                Entries(status, b->meta_data(b->handle))};
+    }
+
+    Owned<AMediaFormat> owned_meta{AMediaFormat_new()};
+    AMediaFormat* const meta = owned_meta.get();  ///< Empty between calls.
+};
 
 /** A session whose track is started. */
 struct Started : Session {

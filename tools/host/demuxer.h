@@ -25,14 +25,19 @@ struct DemuxerPlayer {
     DemuxerPlayer& operator=(const DemuxerPlayer&) = delete;
 
     // For an open stream:
-    /** Without room it looks, and gives as many zeros. */
-    Frame Read(int32_t buffer_bytes = 102400) const {
+    /** Reads to where the caller has `room`; to nowhere, it looks. Leaves the frame's bytes out. */
+    Frame ReadTo(uint8_t* to, int32_t room) const {
         Frame frame;
-        frame.bytes.resize(static_cast<size_t>(buffer_bytes));
-        uint8_t* const to = buffer_bytes != 0 ? frame.bytes.data() : nullptr;
         frame.status =
-            kelflacfd_get_frm(ctx, to, buffer_bytes, &frame.length, &frame.time, &frame.next_time);
-        frame.bytes.resize(frame.status == 0 ? frame.length : 0);
+            kelflacfd_get_frm(ctx, to, room, &frame.length, &frame.time, &frame.next_time);
+        return frame;
+    }
+    /** Without room it looks, and gives as many zeros. */
+    Frame Read(int32_t room = 102400) const {
+        std::vector<uint8_t> bytes(static_cast<size_t>(room));
+        Frame frame = ReadTo(room != 0 ? bytes.data() : nullptr, room);
+        bytes.resize(frame.status == 0 ? frame.length : 0);
+        frame.bytes = std::move(bytes);
         return frame;
     }
     int Seek(int64_t time, int64_t* landed = nullptr) const {

@@ -4,9 +4,7 @@
 
 namespace kelflac_host {
 
-/** Returns what the call is to give. */
-int64_t MemorySource::Note(std::string_view op, int64_t arg, int64_t sound) {
-    if (!keeps_calls && !hook) return sound;
+int64_t MemorySource::NoteDown(std::string_view op, int64_t arg, int64_t sound) {
     Call call{op, arg, pos, sound, counts[op]++};
     if (hook) hook(call);
     if (keeps_calls) calls.push_back(call);

@@ -65,7 +65,7 @@ class MemorySource : public host::DataSource {
 
     Bytes data;  ///< May change between calls, and grow in the hook.
     Hook hook;
-    bool keeps_calls = true;  ///< False: only the hook sees them. For long runs.
+    bool keeps_calls = true;  ///< False: only the hook sees them. For long runs, and timed ones.
     uint8_t scribble = 0xA5;
     std::vector<Call> calls;                 ///< In order; may be cleared at any time.
     std::map<std::string_view, int> counts;  ///< Calls of each kind, the next index; may be reset.
@@ -73,7 +73,11 @@ class MemorySource : public host::DataSource {
 
   private:
     static MemorySource* Of(void* fp) { return static_cast<MemorySource*>(fp); }
-    int64_t Note(std::string_view op, int64_t arg, int64_t sound);
+    /** Returns what the call is to give. */
+    int64_t Note(std::string_view op, int64_t arg, int64_t sound) {
+        return keeps_calls || hook ? NoteDown(op, arg, sound) : sound;
+    }
+    int64_t NoteDown(std::string_view op, int64_t arg, int64_t sound);
     int Read(void* to, int wanted);
 };
 

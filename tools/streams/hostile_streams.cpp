@@ -72,7 +72,8 @@ std::vector<Field> Fields() {
          [=](uint32_t v) {
              return Cat({Text("ID3"), {4, 0, 0}, Be(v, 4), Bytes(20), sound});
          }},
-        {"The first STREAMINFO block states another length than its 34 bytes.",
+        {"The first STREAMINFO block, here the only block, states another length than its 34 "
+         "bytes.",
          "first STREAMINFO states", "bytes", 24, 34,
          [=](uint32_t v) { return Framed({MetaBlock(kLastBlockFlag, info, v)}); }},
         BlockLength("second STREAMINFO", kStreamInfo, info),
@@ -324,7 +325,9 @@ std::vector<StreamGroup> HostileGroups() {
         {"Frames are too large or change, something follows them, or their numbers lead astray.",
          Frames()});
     out.push_back({"The second of three frames has another header.", SecondFrames()});
-    out.push_back({"A file of a picture and two frames is cut.", CutFiles()});
+    out.push_back(
+        {"A file of 208 bytes with a picture, and with frames at bytes 88 and 148, is cut.",
+         CutFiles()});
     out.push_back(
         {"The first 4,096 bytes, which are read at once, end within the first frame's header.",
          CutByTheFirstChunk()});

@@ -14,7 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr size_t kLargest = 64 << 10;  // mutations of larger files take too long
-constexpr uint32_t kWrongSize = 1 << 20, kRing = 8192;
+constexpr uint32_t kWrongSize = 1 << 20;
 
 /** How a source misbehaves. */
 struct Faults {
@@ -90,23 +90,6 @@ void WriteTags(const fs::path& folder) {
     Write(folder / "tags", "long", CommentsBody({"TITLE=" + std::string(9000, 'x')}));
 }
 
-/** Headers in one piece and around the end of the reader's ring; every first subframe byte. */
-void WriteHeaders(const fs::path& folder) {
-    const Bytes to_ring_end = Cat({Be(4000, 2), Be(4090, 2)});
-    for (uint32_t i = 0; i < 21; ++i) {
-        FrameHeader h;
-        h.raw_number = CodedNumber(100, static_cast<int>(1 + i % 7));
-        h.block_code = 5 + i / 7, h.rate_code = 19 - h.block_code, h.assignment = i % 11;
-        const std::string name = std::to_string(i);
-        Write(folder / "frmhdr", name, FrameBytes(h, 40));
-        Write(folder / "frmhdr", name + "-wrapped", FrameBytes(h, 40), to_ring_end,
-              {0, {}, kRing - 1 - i % 15});
-    }
-    Bytes all;
-    for (uint32_t i = 0; i < 256; ++i) all = Cat({all, Hex("FF F8 C9 18 00 C2"), Be(i, 1)});
-    Write(folder / "frmhdr", "subframes", all);
-}
-
 /** The seeds of each target, with those of some real files. */
 void WriteSeeds(const fs::path& folder, const std::vector<fs::path>& files) {
     std::vector<NamedStream> streams = HostileStreams();
@@ -118,7 +101,6 @@ void WriteSeeds(const fs::path& folder, const std::vector<fs::path>& files) {
     }
     WriteStreams(folder, streams);
     WriteTags(folder);
-    WriteHeaders(folder);
 }
 
 }  // namespace

@@ -16,5 +16,8 @@ constexpr uint32_t be32(const uint8_t* b) {
 inline uint64_t be64(const uint8_t* b) {
     uint64_t word = 0;
     memcpy(&word, b, sizeof(word));
-    return __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? word : __builtin_bswap64(word);
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    word = __builtin_bswap64(word);
+#endif
+    return word;
 }

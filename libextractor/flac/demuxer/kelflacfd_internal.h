@@ -84,6 +84,12 @@ int kelflacfd_find_prev_frm(KELFLACFD_CTX* ctx, uint64_t* frm_num);
     `info->hz` is at least 1. */
 int64_t kelflacfd_frm_time(const KELFLACFD_INFO* info, uint64_t frm_num);
 
+/** Likewise of any stream: 0 where the block size varies or no rate is stated. */
+inline int64_t frm_time_or_0(const KELFLACFD_INFO& info, uint64_t frm_num) {
+    const bool is_timed = info.min_block == info.max_block && info.hz >= 1;
+    return is_timed ? kelflacfd_frm_time(&info, frm_num) : 0;
+}
+
 // Opening.
 
 /** Stands behind the "fLaC" marker, skipping one ID3v2 tag. Returns 0 or -5. */

@@ -116,11 +116,7 @@ int count_duration(KELFLACFD_CTX* ctx) {
         if (kelflacfd_find_prev_frm(ctx, &last_num) != 0) return KELFLACFD_E_MALFORMED;
         frames = last_num + 1;
     }
-    if (info.min_block != info.max_block) {
-        info.duration = 0;
-    } else if (info.hz >= 1) {
-        info.duration = kelflacfd_frm_time(&info, frames);
-    }
+    info.duration = frm_time_or_0(info, frames);
     kelflacf_fal_setpos(fal, &start);
     return KELFLACFD_OK;
 }

@@ -162,8 +162,7 @@ int kelflacfd_seek(KELFLACFD_CTX* ctx, const int64_t* seek_time, int64_t* out_ti
     move_reader(ctx, probe);
 
     const uint64_t num = search(ctx, as_unsigned(target), probe, brackets);
-    const bool timed = info.min_block == info.max_block && info.hz >= 1;
-    *out_time = timed ? kelflacfd_frm_time(&info, num) : 0;
+    *out_time = frm_time_or_0(info, num);
     ctx->full_check_count = KELFLACFD_FULL_CHECK_COUNT;
     return KELFLACFD_OK;
 }

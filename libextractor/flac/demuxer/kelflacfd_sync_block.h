@@ -29,6 +29,16 @@ constexpr bool is_sync_code(uint8_t byte_1, uint8_t byte_2) {
     return byte_1 == SYNC_BYTE_1 && (byte_2 & SYNC_BYTE_2_MASK) == SYNC_BYTE_2;
 }
 
+/** Eight bytes as a number, the first one lowest. */
+inline uint64_t sync_word_at(const uint8_t* bytes) {
+    uint64_t word = 0;
+    memcpy(&word, bytes, sizeof(word));
+#if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    word = __builtin_bswap64(word);
+#endif
+    return word;
+}
+
 /** Eight positions in a word, for machines of any kind. */
 struct KELFLACFD_SYNC_BLOCK_WORD {
     using HITS = uint64_t;  // the top bit of a position's byte
@@ -38,15 +48,9 @@ struct KELFLACFD_SYNC_BLOCK_WORD {
     static constexpr uint64_t EACH_BYTE = 0x0101010101010101;
     static constexpr uint64_t LOW_7_BITS = 0x7F * EACH_BYTE;
 
-    /** The bytes as a number, the first one lowest. */
-    static uint64_t word_at(const uint8_t* bytes) {
-        uint64_t word = 0;
-        memcpy(&word, bytes, sizeof(word));
-        return __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? __builtin_bswap64(word) : word;
-    }
     static HITS hits(const uint8_t* bytes) {
-        const uint64_t off_1 = word_at(bytes) ^ SYNC_BYTE_1 * EACH_BYTE;
-        const uint64_t off_2 = word_at(bytes + 1) ^ SYNC_BYTE_2 * EACH_BYTE;
+        const uint64_t off_1 = sync_word_at(bytes) ^ SYNC_BYTE_1 * EACH_BYTE;
+        const uint64_t off_2 = sync_word_at(bytes + 1) ^ SYNC_BYTE_2 * EACH_BYTE;
         const uint64_t off = off_1 | (off_2 & SYNC_BYTE_2_MASK * EACH_BYTE);
         // A byte that is not 0 has its top bit set here. No sum leaves its byte.
         const uint64_t misses = ((off & LOW_7_BITS) + LOW_7_BITS) | off;

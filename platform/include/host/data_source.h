@@ -5,9 +5,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstring>
-
 #include "media/MediaExtractorPluginApi.h"
 
 namespace host {
@@ -37,31 +34,6 @@ class DataSource {
 
   private:
     android::CDataSource mSlots;
-};
-
-/** Bytes in memory that the caller keeps. With `size_known` false, getSize fails and stores 0. */
-class MemorySource : public DataSource {
-  public:
-    MemorySource(const void* bytes, size_t size, bool size_known = true)
-        : mBytes(static_cast<const char*>(bytes)), mSize(size), mSizeKnown(size_known) {}
-
-    ssize_t readAt(off64_t offset, void* data, size_t size) override {
-        if (offset < 0) return android::UNKNOWN_ERROR;
-        const auto start = static_cast<uint64_t>(offset);
-        if (start >= mSize || size == 0) return 0;
-        const size_t count = std::min(size, mSize - static_cast<size_t>(start));
-        memcpy(data, mBytes + start, count);
-        return static_cast<ssize_t>(count);
-    }
-    android::status_t getSize(off64_t* size) override {
-        *size = mSizeKnown ? static_cast<off64_t>(mSize) : 0;
-        return mSizeKnown ? android::OK : android::UNKNOWN_ERROR;
-    }
-
-  private:
-    const char* mBytes;
-    size_t mSize;
-    bool mSizeKnown;
 };
 
 /** A file, opened for reading at construction. One that could not be opened fails every call. */
