@@ -56,7 +56,8 @@ static std::string Play(Reader* reader, const std::string& script) {
 TEST(Reader, ServesSkipsMovesReadsAndPeeks) {
     const Hook sound;
     const std::tuple<const char*, int, Hook, const char*> rows[] = {
-        {"past the end", 100, sound, "read 200 = 100 (0 end) peek 0 = 0 (0 end)"},
+        {"past the end", 100, sound,
+         "read 0 = 0 (100 end) read 200 = 100 (0 end) peek 0 = 0 (0 end)"},
         {"a fill leaves a byte free, peeks refill for their first bytes alone", 50000, sound,
          "peek4 4096 = 0 (4096) fill 0 = 4096 (4096) read 1 = 1 (4095) fill 0 = 8191 (8191) "
          "skip 8189 = 0 (2) peek4 0 = 1 (4098) peek4 2147483647 = 0 (4098)"},

@@ -31,6 +31,7 @@ TEST(Open, TellsDurationByteRateAndSizes) {
         {100000000, 0, 1, 300, 8192, two(Info(300), 20), UnknownSize, 0},
         {100000000, 0, 1, 300, 8192, two(Info(300), 17), UnknownSize, 0},  // not even one point
         {100000000, 40, 1, 8192, 16384, two(Info(0, 441000, 12)), sound, 0},
+        {4410000000000, 0, 1, 300, 8192, two({4096, 4096, 0, 1, 2, 16, 300, 441000}), sound, 0},
         {100000000, 40, 1, 27648, 32768, two({4608, 4608, 0, 44100, 2, 24, 0, 441000}), sound, 0},
     };
     for (const auto& [duration, byte_rate, seekable, largest, ring, bytes, hook, given] : rows) {
