@@ -16,10 +16,12 @@
 
 using kelflac_host::DemuxerPlayer;
 
-/** A file in memory. Writes no calls down unless told to, so that a timed loop has its bytes alone.
+/** A file in memory that does nothing but copy its bytes, so that a timed loop has no other cost.
  */
 struct Source : kelflac_host::MemorySource {
-    explicit Source(Bytes bytes) : MemorySource(std::move(bytes)) { keeps_calls = false; }
+    explicit Source(Bytes bytes) : MemorySource(std::move(bytes)) {
+        keeps_calls = scribbles = false;
+    }
     int64_t Size() const { return static_cast<int64_t>(data.size()); }
     /** The reads that the source serves while `work` runs. */
     template <typename Work>

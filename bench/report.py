@@ -158,10 +158,11 @@ def rows_of(check, costs):
         readings = [reading(of, costs[of][ratios.index(ratio)]) for of in (name, over)]
         kind = "speed" if "least" in check.wanted else "cost"
         if check.growth:
-            # From the smallest size to the largest: 1 where the cost grows as its limit does, 2
-            # where as the square.
-            span = math.log(int(sizes[-1][4]) / int(sizes[0][4]))
-            ratios = [1 + math.log(b / a) / span for a, b in zip(sizes[0][1], sizes[-1][1])]
+            # 1 where the cost grows as its limit does, 2 where as the square. The two largest sizes
+            # both fill the largest ring.
+            half, whole = sizes[-2:]
+            span = math.log(int(whole[4]) / int(half[4]))
+            ratios = [1 + math.log(b / a) / span for a, b in zip(half[1], whole[1])]
             ratio, kind, readings, size = statistics.median_low(ratios), "exponent", ["", ""], []
         low, _, high = map(figure, statistics.quantiles(ratios * 4, n=4))
         short = check.shortfall(ratio)

@@ -16,7 +16,7 @@ int MemorySource::Read(void* to, int wanted) {
     const int64_t sound = pos < 0 ? 0 : std::clamp<int64_t>(size - pos, 0, wanted);
     const int64_t count = std::min(Note("read", wanted, sound), sound);
     auto* bytes = static_cast<uint8_t*>(to);
-    std::fill(bytes + std::max<int64_t>(count, 0), bytes + wanted, scribble);
+    if (scribbles) std::fill(bytes + std::max<int64_t>(count, 0), bytes + wanted, scribble);
     if (count <= 0) return static_cast<int>(count);
     std::copy_n(data.data() + pos, count, bytes);
     pos += count;

@@ -66,6 +66,7 @@ class MemorySource : public host::DataSource {
     Bytes data;  ///< May change between calls, and grow in the hook.
     Hook hook;
     bool keeps_calls = true;  ///< False: only the hook sees them. For long runs, and timed ones.
+    bool scribbles = true;  ///< False: a read leaves the rest of the buffer alone. For timed runs.
     uint8_t scribble = 0xA5;
     std::vector<Call> calls;                 ///< In order; may be cleared at any time.
     std::map<std::string_view, int> counts;  ///< Calls of each kind, the next index; may be reset.
