@@ -50,7 +50,8 @@ TEST(RealStream, SeeksLandOnTheFrameOrOneBesideIt) {
         const uint64_t n = TimeUs(p) / kFrameUs, sought = us / kFrameUs;
         ASSERT_LE(std::max(n, sought) - std::min(n, sought), 1U)
             << "frame " << n << " came of a seek to frame " << sought << ", " << us << " us";
-        ASSERT_EQ(p.bytes, e.Frame(n)) << "not frame " << n << ", as its time tells";
+        ASSERT_EQ(p.bytes, e.Frame(static_cast<size_t>(n)))
+            << "not frame " << n << ", as its time tells";
     }
     // This one's first probe falls behind the last header, where the search meets the end.
     EXPECT_EQ(missed, std::vector<uint64_t>{47978645});

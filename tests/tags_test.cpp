@@ -61,6 +61,14 @@ TEST(Comments, BehindTheDataAreEmptyAsFarAsTheBlockHasRoom) {
     }
 }
 
+TEST(Comments, ANumberThatEndsWithTheBufferedBytesMovesTheSourceNowhere) {
+    const Bytes body = Cat({Le(4072, 4), Bytes(4072), Le(1, 4), Le(12, 4), Text("DISCNUMBER=7")});
+    Reader reader(Cat({body, Bytes(5000)}));
+    KELFLACFD_TAG tag = {};
+    EXPECT_EQ(parse_vorbis_comment(&reader, 4096, &tag), 0);
+    EXPECT_EQ(reader.source.Lines("setpos"), Texts{});
+}
+
 TEST(Comments, ASecondBlockResetsTheNumbers) {
     const StreamBuilder first =
         StreamBuilder{}.Comments({"TITLE=One", "DATE=1999", "DISCNUMBER=4"});
