@@ -129,7 +129,7 @@ TEST(Extractor, AQueryDuringTheOpenStartsNoSecondOpen) {
         if (call.op == "read" && call.index == 0) within.push_back(s.FileMeta());
     };
     EXPECT_EQ(s.FileMeta(), kMime);
-    EXPECT_EQ(within, Texts{""}) << "the track has no format yet";
+    EXPECT_EQ(within, Texts{""}) << "there is no file metadata yet";
 }
 
 TEST(Extractor, HasNoCodecDataWithoutStreamInfo) {
