@@ -117,8 +117,8 @@ def measure(programs, checks, rounds):
 
 
 def count_steps():
-    """Instructions for a byte of quiet data, by name. An emulator writes a line for each instruction.
-    The difference of two sizes gives the cost of a byte."""
+    """Instructions for a byte of quiet data, by name. An emulator writes a line for each one. The
+    difference of two sizes gives the cost of a byte."""
     costs, size, log = {}, 1 << 16, BUILD / "steps.log"
     for arch, build, what in itertools.product(("aarch64", "armhf"), ("plain", "device"),
                                                ("search", "memchr")):
