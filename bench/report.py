@@ -202,7 +202,7 @@ def of_compilers(results):
 
 def main():
     parser = argparse.ArgumentParser(prog="script/bench", description=__doc__)
-    parser.add_argument("--compilers", action="store_true", help="compare builds by several compilers")
+    parser.add_argument("--compilers", action="store_true", help="compare several compilers")
     parser.add_argument("--quick", action="store_true", help="small streams; write nothing")
     parser.add_argument("--rounds", type=int, metavar="N", help="how often to measure")
     options = parser.parse_args()
