@@ -67,7 +67,7 @@ Bytes Picture(Maybe32 mime, Maybe32 description, Maybe32 data) {
 std::vector<Field> Fields() {
     const Bytes info = StreamInfoBody({}), sound = Amid();
     return {
-        {"An ID3v2 tag of 20 bytes is in front. Of its size field seven bits in each byte count.",
+        {"An ID3v2 tag of 20 bytes comes first. Each byte of its size has seven bits.",
          "ID3v2 size field of", "", 32, 20,
          [=](uint32_t v) {
              return Cat({Text("ID3"), {4, 0, 0}, Be(v, 4), Bytes(20), sound});
@@ -83,7 +83,7 @@ std::vector<Field> Fields() {
         BlockLength("VORBIS_COMMENT", kVorbisComment, CommentsBody({"DATE=9"})),
         BlockLength("CUESHEET", kCueSheet, Bytes(10)),
         BlockLength("PICTURE", kPicture, PictureBody({Text("P")})),
-        {"The vendor text in front of the comments states another length than its 6 bytes.",
+        {"The vendor text before the comments states another length than its 6 bytes.",
          "vendor text states", "bytes", 32, 6, [](uint32_t v) { return Comments(v, 3, 7); }},
         {"A block of 3 comments states another number of them.", "VORBIS_COMMENT states",
          "comments", 32, 3, [](uint32_t v) { return Comments(6, v, 7); }},
