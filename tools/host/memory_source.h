@@ -82,7 +82,7 @@ class MemorySource : public host::DataSource {
     int Read(void* to, int wanted);
 };
 
-/** The first base of a class that owns its source. The second plays over it. */
+/** First base of a class that owns its source. */
 struct OwnSource {
     MemorySource source;
 };
