@@ -38,9 +38,9 @@ struct Source : kelflac_host::MemorySource {
 /** A stream of one of the groups
     - "music": minutes long, encoded by libFLAC;
     - "open": a few frames after little or much metadata;
-    - "hostile", "dense": they keep a search busy, in several sizes; "dense" is full of false
-   headers;
-    - "seek": hostile or honest streams to seek in, by the size of the reader's ring. */
+    - "hostile": it keeps a search busy, in several sizes;
+    - "dense": the same, full of false headers;
+    - "seek": hostile or honest, to seek in, by the size of the reader's ring. */
 struct Stream {
     std::string group, name;
     std::function<Source*()> source;  ///< Made at the first call, then kept.

@@ -44,8 +44,8 @@ inline Hook SpoilRead(int index, int64_t result) {
 }
 
 /** Without a hook a valid file: it accepts any position and gives 0 bytes outside its data. A read
-    overwrites the rest of the buffer, as a source may. So a reader that asks for more bytes than
-   its buffer holds is noticed. The source is its own handle. */
+    overwrites the rest of the buffer, as a source may. So a reader that asks for too many bytes is
+    noticed. The source is its own handle. */
 class MemorySource : public host::DataSource {
   public:
     using Bytes = std::vector<uint8_t>;

@@ -186,7 +186,7 @@ class MediaExtractorPluginHelper {
 };
 
 /** Makes a table for a track, and the table then owns the track. Returns null for null. Returns
-   null without memory; the caller then still owns the track. */
+    null without memory; the caller then still owns the track. */
 inline CMediaTrack* wrap(MediaTrackHelper* track) {
     using Track = MediaTrackHelper;
     if (track == nullptr) return nullptr;

@@ -10,7 +10,7 @@
 namespace android {
 
 /** Text with a NUL after it. Without memory a copy or a construction is empty, and an append
-   changes nothing and returns NO_MEMORY. */
+    changes nothing and returns NO_MEMORY. */
 class String8 {
   public:
     String8() = default;
