@@ -61,7 +61,7 @@ TEST(Comments, PastTheDataAreEmptyWhileTheBlockHasRoom) {
     }
 }
 
-TEST(Comments, ANumberThatEndsWithTheBufferedBytesMovesTheSourceNowhere) {
+TEST(Comments, ANumberAtTheEndOfTheBufferedBytesDoesNotMoveTheSource) {
     const Bytes body = Cat({Le(4072, 4), Bytes(4072), Le(1, 4), Le(12, 4), Text("DISCNUMBER=7")});
     Reader reader(Cat({body, Bytes(5000)}));
     KELFLACFD_TAG tag = {};
