@@ -1,7 +1,7 @@
 // What the benchmarks share: the streams, opening, seeking, names.
 //
-// A benchmark's name is group/stream/variant, or group/stream/variant/size. All that read a stream
-// take its bytes from memory in the same way, so that they can be set beside each other.
+// A benchmark's name is group/stream/variant, or group/stream/variant/size. All benchmarks of a
+// stream take its bytes from memory in the same way, so they can be compared.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -16,14 +16,13 @@
 
 using kelflac_host::DemuxerPlayer;
 
-/** A file in memory that does nothing but copy its bytes, so that a timed loop has no other cost.
- */
+/** A file in memory. Only copies its bytes, so a timed loop pays for nothing else. */
 struct Source : kelflac_host::MemorySource {
     explicit Source(Bytes bytes) : MemorySource(std::move(bytes)) {
         keeps_calls = scribbles = false;
     }
     int64_t Size() const { return static_cast<int64_t>(data.size()); }
-    /** The reads that the source serves while `work` runs. */
+    /** The reads of the source while `work` runs. */
     template <typename Work>
     std::vector<kelflac_host::Call> ReadsOf(Work work) {
         std::vector<kelflac_host::Call> reads;
@@ -39,28 +38,29 @@ struct Source : kelflac_host::MemorySource {
 /** A stream of one of the groups
     - "music": minutes long, encoded by libFLAC;
     - "open": a few frames after little or much metadata;
-    - "hostile", "dense": made to keep a search busy, in several sizes; the last with false headers;
-    - "seek": to seek in, hostile or honest, by the size of the reader's ring. */
+    - "hostile": it keeps a search busy, in several sizes;
+    - "dense": the same, full of false headers;
+    - "seek": hostile or honest, to seek in, by the size of the reader's ring. */
 struct Stream {
     std::string group, name;
-    std::function<Source*()> source;  ///< Made when it is first asked for, and kept.
+    std::function<Source*()> source;  ///< Made at the first call, then kept.
     std::string detail;  ///< "/" and the size in MiB, where there are several; for "seek" the kind.
 };
 
-/** All of them; few and small ones with the variable KELFLAC_BENCH_SMALL set. */
+/** All streams. With the variable KELFLAC_BENCH_SMALL set, few and small ones. */
 std::vector<Stream> Streams();
 
 constexpr int kChunkBytes = 4096;
 
-/** Where reads deliver to, written to before, so that no read pays for the pages. */
+/** The destination of reads. Already written, so no read pays for new pages. */
 inline std::vector<uint8_t> buffer(1 << 25, 1);
 
-/** One read into the buffer. Each stream here opens. */
+/** One read into the buffer. The stream must be open. */
 inline int ReadFrame(const DemuxerPlayer& demuxer) {
     return demuxer.ReadTo(buffer.data(), static_cast<int32_t>(buffer.size())).status;
 }
 
-/** The same times for whoever seeks, 0 up to `duration`. */
+/** The same random times on each call, 0 to `duration`. */
 inline std::vector<int64_t> SeekTimes(int64_t duration) {
     std::mt19937_64 random(1);
     std::vector<int64_t> times(100);
@@ -68,7 +68,7 @@ inline std::vector<int64_t> SeekTimes(int64_t duration) {
     return times;
 }
 
-/** Seeks to each of the times and reads one frame there. */
+/** Seeks to each time and reads one frame there. */
 inline void SeekAndRead(const DemuxerPlayer& demuxer, const std::vector<int64_t>& times) {
     for (const int64_t time : times) {
         demuxer.Seek(time);

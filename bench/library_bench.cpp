@@ -1,4 +1,4 @@
-// The demuxer, and the plug-in as a framework drives it.
+// Benchmarks of the demuxer, and of the plug-in as a framework drives it.
 #include "bench/harness.h"
 #include "tools/host/player.h"
 
@@ -6,10 +6,10 @@ extern "C" android::ExtractorDef GETEXTRACTORDEF();
 
 namespace {
 
-// Values of KELFLACFD_CTX::full_check_count before each read: its largest, and none left.
+// Values of KELFLACFD_CTX::full_check_count before each read.
 constexpr uint8_t kSearched = KELFLACFD_FULL_CHECK_COUNT, kFixedSize = 0;
 
-/** Opens and reads to the end, each frame located as `full_check_count` says. */
+/** Opens and reads to the end. Sets the countdown to `full_check_count` before each read. */
 void Read(benchmark::State& state, const Stream& stream, uint8_t full_check_count) {
     Source& source = *stream.source();
     for (auto _ : state) {
@@ -35,8 +35,8 @@ void Seek(benchmark::State& state, const Stream& stream) {
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(times.size()));
 }
 
-/** Reads a track from its start to its end, with a seek to where the last read ended as often as
-    searched reads need it. Returns the bytes delivered. */
+/** Reads a track to its end. Seeks to the present time before the countdown ends, so that all reads
+    are searched. Returns the bytes handed out. */
 int64_t PlayAll(const kelflac_host::Player& player) {
     int64_t total = 0, start_us = 0, duration_us = 0;
     for (int reads = 0;; ++reads) {
@@ -57,7 +57,7 @@ void Play(benchmark::State& state, const Stream& stream) {
     kelflac_host::Player player(GETEXTRACTORDEF(), source.slots());
     player.Start();
     for (auto _ : state)
-        if (PlayAll(player) < source.Size() / 100 * 99) abort();  // not to the end
+        if (PlayAll(player) < source.Size() / 100 * 99) abort();  // did not reach the end
     state.SetBytesProcessed(state.iterations() * source.Size());
 }
 

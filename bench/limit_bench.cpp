@@ -1,4 +1,4 @@
-// What the demuxer's work can't cost less than: its copies, and one look at each byte.
+// The least that the demuxer's work can cost: its copies, and one look at each byte.
 #include <cstdlib>
 
 #include "bench/harness.h"
@@ -21,12 +21,13 @@ size_t LookForPairs(const uint8_t* bytes, size_t count) {
     return found;
 }
 
-/** From the source to the ring of `size` bytes chunk by chunk, a look if wanted, and from the ring
-    to `to` in pieces of `piece` bytes: each to the same place, or behind the last if `in_a_row`. */
+/** Copies from the source to the ring of `size` bytes chunk by chunk, looks at the bytes if wanted,
+    and copies from the ring to `to` in pieces of `piece` bytes: all to the same place, or one after
+    another with `in_a_row`. */
 void CopyThrough(Source* source, uint8_t* ring, size_t size, size_t piece, bool look, uint8_t* to,
                  bool in_a_row) {
     _KELCMN_MFAL record = source->Record();
-    benchmark::DoNotOptimize(record);  // its calls stay calls, as the demuxer's are
+    benchmark::DoNotOptimize(record);  // keeps its calls from being inlined
     source->pos = 0;
     size_t in = 0, out = 0;
     for (int count = kChunkBytes; count == kChunkBytes;) {
@@ -48,7 +49,7 @@ void CopyThrough(Source* source, uint8_t* ring, size_t size, size_t piece, bool 
     }
 }
 
-/** What the demuxer's work on a stream depends on, in bytes. */
+/** Sizes in bytes that the demuxer's work on a stream depends on. */
 struct Setup {
     size_t ring, largest_frame, mean_frame;
 
@@ -71,7 +72,7 @@ int CallForEach(const Source& file) {
     return codes;
 }
 
-/** Two copies, in pieces of the size that `piece` names, and what is wanted besides. */
+/** Two copies, in pieces of the size that `piece` names, with a look or calls of the search. */
 void Copy(benchmark::State& state, const Stream& stream, size_t Setup::*piece, bool look,
           bool with_calls) {
     Source& source = *stream.source();
@@ -84,7 +85,7 @@ void Copy(benchmark::State& state, const Stream& stream, size_t Setup::*piece, b
     state.SetBytesProcessed(state.iterations() * source.Size());
 }
 
-/** As many bytes as the open has the source give, through a ring into memory from malloc. */
+/** Copies as many bytes as an open reads, through a ring into memory from malloc. */
 void CopyForOpening(benchmark::State& state, const Stream& stream) {
     constexpr size_t kRingBytes = 32 << 10;
     Source& whole = *stream.source();
@@ -102,7 +103,7 @@ void CopyForOpening(benchmark::State& state, const Stream& stream) {
     state.SetItemsProcessed(state.iterations());
 }
 
-/** The reads that the demuxer's seeks make, and after each a look at what it gave. */
+/** Makes the reads of the demuxer's seeks, and looks at the bytes after each. */
 void CopyForSeeks(benchmark::State& state, const Stream& stream) {
     Source& source = *stream.source();
     std::vector<uint8_t> ring(Setup(&source).ring);

@@ -1,5 +1,5 @@
-// libavformat over the same bytes, served from memory in the same way: the measure of a
-// general-purpose demuxer, not a part of the product.
+// Benchmarks of libavformat, a general-purpose demuxer, over the same bytes in memory. It is not a
+// part of the product.
 extern "C" {
 #include <libavformat/avformat.h>
 }
@@ -64,7 +64,7 @@ void OpenOnly(benchmark::State& state, const Stream& stream) {
 void Seek(benchmark::State& state, const Stream& stream) {
     Source& source = *stream.source();
     Peer peer(&source);
-    avformat_find_stream_info(peer.format, nullptr);  // or the duration is not known
+    avformat_find_stream_info(peer.format, nullptr);  // finds the duration
     const std::vector<int64_t> times = SeekTimes(peer.format->duration);
     for (auto _ : state) {
         for (const int64_t time : times) {

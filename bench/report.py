@@ -17,21 +17,21 @@ from dataclasses import dataclass
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD, DOCUMENT = ROOT / "build/bench", ROOT / "docs/performance.md"
 MIN_SECONDS = 0.05  # for each figure
-FAR_OFF, EXIT_FAR_OFF = 2.0, 3  # beyond that factor something is broken, or the machine very busy
-# Whether large blocks of memory have been in use before, or come fresh from the system.
+FAR_OFF, EXIT_FAR_OFF = 2.0, 3  # above it something is broken, or the machine is busy
+# Large blocks of memory were used before, or come fresh from the system.
 USED_PAGES = {"MALLOC_MMAP_MAX_": "0", "MALLOC_TRIM_THRESHOLD_": str(1 << 30)}
 FRESH_PAGES = {"MALLOC_MMAP_THRESHOLD_": str(128 << 10)}
 
 
 @dataclass
 class Check:
-    """What is set beside what of the same stream, or of each that a pattern finds. The ratio is one
-    of speeds where it is wanted to be "at least" a number, else of costs."""
+    """A comparison of two costs of the same stream, for each stream that the pattern matches. The
+    ratio is of speeds where `wanted` is "at least" a number, else of costs."""
     names: str  # a pattern of group/stream/what
     over: str
     wanted: str = ""
-    growth: bool = False  # what counts is the exponent by which the cost grows with the size
-    column: str = ""  # its title in the table of compilers, if it is there
+    growth: bool = False  # compares the growth with the size, not the ratio
+    column: str = ""  # its title in the table of compilers, empty: not there
 
     def pairs(self, names):
         for name in names:
@@ -42,7 +42,7 @@ class Check:
                     yield name, over
 
     def shortfall(self, ratio):
-        """1 at the bound, less when the target is more than met, 0 without one."""
+        """1 at the bound, above 1 when the target is missed, 0 without a target."""
         bound = float(self.wanted.split()[-1]) if self.wanted else math.inf
         return bound / ratio if "least" in self.wanted else ratio / bound
 
@@ -73,7 +73,7 @@ def call(command, **variables):
 
 
 def run(program, names, rounds, times, pages):
-    """Costs by name, one for each round: the middle one of several `times`, in a changing order."""
+    """Costs by name, one for each round: the median of `times` runs, in random order."""
     pattern = "|".join(re.sub(r"([.+()])", r"[\1]", name) for name in names)
     done = call([program, f"--benchmark_filter=^({pattern})$", "--benchmark_format=json",
                  f"--benchmark_min_time={MIN_SECONDS}", f"--benchmark_repetitions={rounds * times}",
@@ -88,9 +88,9 @@ def run(program, names, rounds, times, pages):
 
 
 def measure(programs, checks, rounds):
-    """For each program costs by name, one for each round. What the checks want of a stream is
-    measured in a process of its own. Where streams take long to make, one process measures all
-    rounds, unless there are several programs to set beside each other."""
+    """For each program costs by name, one for each round. Each stream is measured in a process of
+    its own. Where a stream takes long to make, one process measures all rounds, unless several
+    programs are compared."""
     results = {program: defaultdict(list) for program in programs}
     for number in range(rounds):
         print(f"round {number + 1} of {rounds}", file=sys.stderr)
@@ -117,8 +117,8 @@ def measure(programs, checks, rounds):
 
 
 def count_steps():
-    """Instructions for a byte of quiet data, by name: what more bytes add, under an emulator that
-    writes a line for each instruction."""
+    """Instructions for a byte of quiet data, by name. An emulator writes a line for each one. The
+    difference of two sizes gives the cost of a byte."""
     costs, size, log = {}, 1 << 16, BUILD / "steps.log"
     for arch, build, what in itertools.product(("aarch64", "armhf"), ("plain", "device"),
                                                ("search", "memchr")):
@@ -144,8 +144,8 @@ def reading(name, cost):
 
 
 def rows_of(check, costs):
-    """For each stream the shortfall, the ratio in brief, and its row. The readings are those of the
-    round that has the median ratio, so they give that ratio. Of several sizes it is the worst."""
+    """For each stream the shortfall, the ratio as short text, and its row. The readings are from the
+    round with the median ratio. Of several sizes the row shows the worst."""
     streams = defaultdict(list)
     for name, over in check.pairs(costs):
         stream, what, *size = name.split("/")[1:]
@@ -158,8 +158,8 @@ def rows_of(check, costs):
         readings = [reading(of, costs[of][ratios.index(ratio)]) for of in (name, over)]
         kind = "speed" if "least" in check.wanted else "cost"
         if check.growth:
-            # From the smallest size to the largest: 1 where the cost grows as its limit does, 2
-            # where as the square.
+            # From the smallest size to the largest: 1 where the cost grows as its limit, 2
+            # where it grows as the square.
             span = math.log(int(sizes[-1][4]) / int(sizes[0][4]))
             ratios = [1 + math.log(b / a) / span for a, b in zip(sizes[0][1], sizes[-1][1])]
             ratio, kind, readings, size = statistics.median_low(ratios), "exponent", ["", ""], []
@@ -178,14 +178,14 @@ def table(titles, lines):
 
 
 def of_checks(costs):
-    """The table of all checks that the costs allow, and the worst shortfall."""
+    """The table of all checks that have costs, and the worst shortfall."""
     rows = [row for check in CHECKS for row in rows_of(check, costs)]
     titles = ["stream", "what", "", "over", "", "ratio", "quartiles", "wanted", ""]
     return table(titles, [row[2] for row in rows]), max(row[0] for row in rows)
 
 
 def of_compilers(results):
-    """The table of what the builds of all compilers reach, and the worst shortfall."""
+    """The table of all compilers' builds, and the worst shortfall."""
     for name in [name for name in next(iter(results.values())) if name.endswith("/seeks")]:
         fastest = [min(costs) for costs in zip(*(found[name] for found in results.values()))]
         for found in results.values():
@@ -201,8 +201,8 @@ def of_compilers(results):
 
 def main():
     parser = argparse.ArgumentParser(prog="script/bench", description=__doc__)
-    parser.add_argument("--compilers", action="store_true", help="the library as several build it")
-    parser.add_argument("--quick", action="store_true", help="small streams; writes nothing")
+    parser.add_argument("--compilers", action="store_true", help="compare several compilers")
+    parser.add_argument("--quick", action="store_true", help="small streams; write nothing")
     parser.add_argument("--rounds", type=int, metavar="N", help="how often to measure")
     options = parser.parse_args()
     rounds = options.rounds or (3 if options.quick else 5 if options.compilers else 9)

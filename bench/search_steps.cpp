@@ -1,4 +1,4 @@
-// Looks once through quiet bytes, for an emulator to count the instructions of.
+// Searches quiet bytes once, under an emulator that counts instructions.
 // Usage: kelflac_steps search|memchr BYTES
 #include <cstdlib>
 #include <cstring>
@@ -7,7 +7,7 @@
 
 int main(int, char** argv) {
     constexpr int kBytes = 1 << 20;
-    static uint8_t quiet[kBytes];  // zeros, among which no sync code stands
+    static uint8_t quiet[kBytes];  // zeros hold no sync code
     const int count = atoi(argv[2]);
     if (strcmp(argv[1], "memchr") == 0) {
         const volatile void* found = memchr(quiet, 0xFF, static_cast<size_t>(count));

@@ -14,7 +14,7 @@ using Make = std::function<Bytes()>;
 
 constexpr size_t kMib = 1 << 20;
 
-/** A source of what `make` makes, once for each `key`. */
+/** A source of the bytes that `make` returns. Made once for each `key`. */
 std::function<Source*()> Kept(const std::string& key, const Make& make) {
     return [=] {
         static std::map<std::string, Source> kept;
@@ -31,8 +31,8 @@ constexpr Recipe kRecipes[] = {{"16 bit, 44.1 kHz, stereo", 600, 2, 16, 44100},
                                {"24 bit, 96 kHz, stereo", 180, 2, 24, 96000},
                                {"24 bit, 192 kHz, 6 channels", 60, 6, 24, 192000}};
 
-/** Encoded in passages of 3 s that are loud or quiet, so that frames differ in size as music's do;
-    or as an earlier run has left it in the working folder. */
+/** Encoded tones in loud and quiet passages of 3 s, so that frame sizes differ as in music. Kept in
+    the working folder for the next run. */
 Bytes Music(const Recipe& music) {
     const std::string path = "bench, " + std::string(music.name) + ".flac";
     std::ifstream in(path, std::ios::binary);
@@ -57,7 +57,7 @@ Bytes Untagged(std::optional<uint64_t> samples) {
     return StreamBuilder(info).Frames(0, 20, 3000).Build();
 }
 
-/** A 4 MiB picture, 100 comments of a KiB and a few usual ones, and a SEEKTABLE. */
+/** A 4 MiB picture, 100 comments of 1 KiB, a few usual comments, and a SEEKTABLE. */
 Bytes Tagged() {
     Texts comments = {"TITLE=A title", "ARTIST=An artist", "DATE=2024-05-01", "TRACKNUMBER=3/12"};
     for (int i = 0; i < 100; ++i)
@@ -67,7 +67,8 @@ Bytes Tagged() {
     return builder.Frames(0, 20, 3000).Build();
 }
 
-/** 16 MiB of frames of 4,000 bytes, then, if wanted, as many of digital silence. */
+/** 16 MiB of frames of 4,000 bytes. With `half_silence`, as many frames of digital silence follow.
+ */
 Bytes Honest(uint32_t max_frame, bool half_silence) {
     constexpr uint64_t kFrames = 16 * kMib / 4000;
     StreamInfo info;
@@ -78,7 +79,7 @@ Bytes Honest(uint32_t max_frame, bool half_silence) {
         .Build();
 }
 
-/** What the stream states as its largest frame decides how large the reader's ring is. */
+/** The stream's stated largest frame sets the size of the reader's ring. */
 void AddCostly(const std::string& ring, uint32_t max_frame, bool small,
                std::vector<Stream>* streams) {
     const std::vector<size_t> sizes =
@@ -93,7 +94,8 @@ void AddCostly(const std::string& ring, uint32_t max_frame, bool small,
         const bool dense = kind == kCodes || kind == kCodesAndNumbers || kind == kBrokenCrc;
         const auto make = [=](size_t mib) {
             return [=] {
-                Bytes bytes = CostlyStream(kind, mib * kMib, max_frame);  // or somewhat more
+                Bytes bytes =
+                    CostlyStream(kind, mib * kMib, max_frame);  // a little more than asked for
                 bytes.resize(CostlyStream(kind, 0, max_frame).size() + mib * kMib);
                 return bytes;
             };

@@ -1,5 +1,5 @@
-# What `cmake --install` puts where beside the demuxer's package: the program and its manual page,
-# and the plug-in with the platform's stand-in.
+# What `cmake --install` adds to the demuxer's package: the program, its manual page, and the plug-in
+# with the platform's stand-in.
 set_target_properties(kelflac PROPERTIES INSTALL_RPATH "$ORIGIN/../${KELFLAC_PRIVATE_DIR}")
 set_target_properties(kelflacextractor platform_media PROPERTIES INSTALL_RPATH "$ORIGIN")
 

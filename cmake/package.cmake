@@ -1,9 +1,9 @@
-# The demuxer as the package KelFLAC: library, headers, and what CMake and pkg-config find it by.
-# The installed folder can be moved as a whole.
+# The demuxer as the package KelFLAC: library, headers, files for CMake and pkg-config. The installed
+# folder can be moved as a whole.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS kelflacfd EXPORT KelFLACTargets)
-# The names of the package, and beside them the tree in which the headers name each other.
+# The headers to include, and the headers that they include, in their own tree.
 install(DIRECTORY libextractor/include/kelflac DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 foreach(header flac/demuxer/kelflacf_fal.h flac/demuxer/kelflacfd.h
         mfal/kelcmn_mfal.h mfal/kelcmn_mfal_memory.h)

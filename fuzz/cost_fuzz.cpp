@@ -1,5 +1,5 @@
-// The cost law, attacked: an input that costs more than the law allows is a finding. Inputs grow by
-// what a file is made of, repeated, and those that cost more a byte than any before are kept.
+// Attacks the cost law: an input that costs more than the law allows is a finding. Mutations repeat
+// parts of a file. Inputs of a higher percentage of the law than all before are kept.
 #include <algorithm>
 #include <random>
 
@@ -13,7 +13,7 @@ extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t max_size);
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Source source(data, size, 0xFF);
-    source.reads_left = INT32_MAX;  // the law itself cuts a long search short
+    source.reads_left = INT32_MAX;  // the law stops a long search
     kelflac_test::TellMost(kelflac_test::MeterLife("the input", &source));
     return 0;
 }
@@ -23,7 +23,7 @@ namespace {
 /** A piece of a file that can be repeated. */
 struct Part {
     size_t at, size;
-    size_t comments;  ///< Of a comment: where its block's header is. Else 0.
+    size_t comments;  ///< For a comment, the place of its block's header. Else 0.
 };
 
 uint32_t Number(const Bytes& file, size_t at, size_t count, bool is_little_endian) {
@@ -71,7 +71,7 @@ std::vector<Part> PartsOf(const Bytes& file) {
     return parts;
 }
 
-/** Puts bytes into a file; in a comment, makes its block longer and takes the count away. */
+/** Puts bytes into a file. In a comment block, adds to its length and sets the largest count. */
 void Insert(Bytes* file, const Part& where, const Bytes& bytes) {
     file->insert(file->begin() + static_cast<ptrdiff_t>(where.at), bytes.begin(), bytes.end());
     if (where.comments == 0) return;
@@ -80,8 +80,7 @@ void Insert(Bytes* file, const Part& where, const Bytes& bytes) {
     Write(file, vendor_at + 4 + Number(*file, vendor_at, 4, true), 4, true, UINT32_MAX);
 }
 
-/** A part, or two in turn, over and over, between others or where it was; or a comment's value gets
-    much longer. */
+/** Inserts many copies of one part, or of two parts, or makes a comment's value much longer. */
 void Grow(Bytes* file, size_t max_size, std::minstd_rand* random) {
     const std::vector<Part> parts = PartsOf(*file);
     if (parts.empty()) return;
@@ -105,7 +104,7 @@ void Grow(Bytes* file, size_t max_size, std::minstd_rand* random) {
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t max_size,
                                           unsigned seed) {
     std::minstd_rand random(seed);
-    random.discard(8);  // seeds that are near to each other begin alike
+    random.discard(8);  // close seeds begin with close numbers
     if (random() % 3 == 0) return LLVMFuzzerMutate(data, size, max_size);
     Bytes file(data, data + size);
     for (auto steps = 1 + random() % 4; steps > 0; --steps) Grow(&file, max_size, &random);

@@ -1,5 +1,5 @@
-// The demuxer over a source that misbehaves: its codes are those that its header names, and what
-// it hands out is the source's own, at the reader's position.
+// The demuxer over a source that misbehaves: its codes are documented, and the bytes that it hands
+// out are the source's at the reader's position.
 #include "fuzz/fuzzing.h"
 #include "tools/host/demuxer.h"
 

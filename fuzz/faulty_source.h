@@ -1,7 +1,7 @@
 // A source that misbehaves as a fuzz target's input says.
 //
-// An input is a file's bytes, so that any file is an input as it stands, then a script, read
-// backwards, and the script's length in one byte. A script that has run out gives zeros.
+// An input is a file's bytes, a script that is read backwards, and the script's length in one byte.
+// So any file is an input. After its end the script gives zeros.
 #pragma once
 
 #include <fuzzer/FuzzedDataProvider.h>
@@ -57,6 +57,6 @@ struct Source : kelflac_host::MemorySource {
     FuzzedDataProvider script;
     Bytes faults;
     size_t size_kind = SIZE_KNOWN, struck = 0;
-    int wrong_size = 0, reads_left = 10000;  // the latter cuts a long search short
-    std::string answers;                     // of the code under test
+    int wrong_size = 0, reads_left = 10000;  // `reads_left` ends a long search
+    std::string answers;                     // of the tested code
 };

@@ -1,5 +1,4 @@
-// What the fuzz targets share that compare answers: the run of an input. Each is one file that
-// defines Run.
+// The fuzz target of those that compare answers. Each target is one file that defines Run.
 #pragma once
 
 #include "fuzz/faulty_source.h"

@@ -1,4 +1,4 @@
-// The plug-in as the framework drives it, by its tables, over a source that misbehaves.
+// The plug-in, driven through its tables, over a source that misbehaves.
 #include "fuzz/fuzzing.h"
 #include "tools/host/player.h"
 

@@ -1,4 +1,4 @@
-// The bodies of Vorbis comments and pictures, at any place of a file and of any stated length.
+// The bodies of Vorbis comments and pictures, at any place in a file, of any stated length.
 #include "fuzz/fuzzing.h"
 
 static void NoteBytes(Source* source, const uint8_t* bytes, size_t size) {

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Makes kelflac-sample.flac: a short synthesised tune with tags, a seek table and cover art.
+"""Makes kelflac-sample.flac: a short tune with tags, a seek table and cover art.
 
-Needs `flac` and `metaflac` on the path. The same versions of these tools and of Python give the
-same bytes on every run.
+Needs `flac` and `metaflac`. The same versions of these tools and of Python always give the same
+bytes.
 
 Usage: make_sample.py [output file]
 """
@@ -19,8 +19,8 @@ import zlib
 RATE = 44100
 BEAT = 0.4  # seconds
 BEATS_PER_CHORD = 4
-TAIL = 1.0  # seconds in which the last notes fade
-GAIN = 2.0  # brings the mix to two thirds of full scale
+TAIL = 1.0  # seconds for the last notes to fade
+GAIN = 2.0  # makes the mix two thirds of full scale
 MAX_BYTES = 300_000
 
 # MIDI note numbers: the chord's notes, then the melody, one note a beat (0 is a rest).
@@ -62,7 +62,7 @@ def add_note(left, right, start, note, level, decay, pan):
 
 
 def make_pcm():
-    """The tune as interleaved stereo samples, 16 bits, little-endian."""
+    """The tune as interleaved stereo samples of 16 bits, little-endian."""
     length = round((len(BARS) * BEATS_PER_CHORD * BEAT + TAIL) * RATE)
     left, right = [0.0] * length, [0.0] * length
     for bar, (chord, melody) in enumerate(BARS):
@@ -85,7 +85,7 @@ def png_chunk(kind, body):
 
 
 def make_cover():
-    """A palette PNG: a decaying wave across a dark field, below it a bar for each chord's root."""
+    """A palette PNG: a fading wave on a dark background, and a bar for each chord's root."""
     rows = bytearray()
     for y in range(COVER_SIZE):
         rows.append(0)  # filter type: none

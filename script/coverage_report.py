@@ -1,13 +1,13 @@
-"""Reads what the tests reached of each function, branch and condition, and prints the rest and why.
+"""Prints each function, branch and condition that the tests did not reach, and the reason.
 
 Usage: coverage_report.py COVERAGE FUNCTIONS REASONS
 
-COVERAGE is the export of llvm-cov in JSON, FUNCTIONS the list of all functions of llvm-profdata.
-Functions that are not in the latter are left out: they run in the compiler alone. A branch counts once for true and once for false. A
-condition counts when some pair of runs shows that it alone decides (modified condition/decision
-coverage). REASONS has a line "file name | part of the source line | reason" for each source line
-that can't be reached whole. Anything else that is not reached is a failure, and so is a reason whose
-line is reached, or is gone.
+COVERAGE is the JSON export of llvm-cov. FUNCTIONS is the list of all functions of llvm-profdata.
+Functions that are not in that list are left out: only the compiler runs them. A branch counts once
+for true and once for false. A condition counts when two runs show that it alone decides (modified
+condition/decision coverage). REASONS has a line "file name | part of the source line | reason" for
+each source line that can't be reached completely. Anything else that is not reached is a failure. A
+reason is a failure when its line is reached or does not exist.
 """
 import collections
 import json
@@ -17,7 +17,7 @@ import sys
 
 
 def read_branches(files):
-    """How often each place was true and was false; instances of one template are one place."""
+    """How often each place was true and false. All instances of a template are one place."""
     runs = collections.defaultdict(lambda: [0, 0])
     for file in files:
         for line, column, last_line, last_column, true, false, *_ in file["branches"]:
@@ -28,7 +28,7 @@ def read_branches(files):
 
 
 def read_conditions(files):
-    """Whether each condition of each decision has been shown to decide alone."""
+    """Whether a run shows that a condition decides alone, for each condition of each decision."""
     shown = {}
     for file in files:
         for line, column, last_line, last_column, *_, conditions in file["mcdc_records"]:
@@ -39,7 +39,7 @@ def read_conditions(files):
 
 
 def missing(data, compiled):
-    """Yields (file, line, what) for each thing that the tests didn't reach."""
+    """Yields (file, line, what) for each thing that the tests did not reach."""
     sources = {file["filename"] for file in data["files"]}
     run_lines = collections.Counter()
     for function in data["functions"]:
@@ -77,7 +77,7 @@ def main():
         print(f"{path.name}:{line}: {text}\n    {what}: {reason[2] if reason else 'NO REASON'}")
     idle = [reason for reason in reasons if reason not in used]
     for reason in idle:
-        print(f"reached, or gone, but has a reason: {' | '.join(reason)}")
+        print(f"has a reason, but is reached or does not exist: {' | '.join(reason)}")
     sides = [count > 0 for counts in read_branches(data["files"]).values() for count in counts]
     conditions = [c for row in read_conditions(data["files"]).values() for c in row]
     print(f"branches {share(sum(sides), len(sides))}, "

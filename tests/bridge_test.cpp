@@ -1,4 +1,4 @@
-// The data-source bridge: what each call gives, logs and makes of the position.
+// The data-source bridge: the result, the log and the position after each call.
 #include <gtest/gtest.h>
 
 #include "libextractor/mfal/kelcmn_mfal_android_q.h"

@@ -1,5 +1,5 @@
-// What the demuxer asks of its source and what it answers, call for call, against a model that
-// looks at one byte after another. A faster search must look the same from both sides.
+// Compares each call that the demuxer makes at its source, and each of its answers, with those of a
+// model that looks at one byte after another.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -10,8 +10,8 @@ namespace kelflac_test {
 
 using Random = std::independent_bits_engine<std::mt19937_64, 32, uint32_t>;
 
-/** Opens a file, reads it to its end, then seeks and reads here and there. Gives a line for each
-   call at the source and each answer. */
+/** Opens a file, reads it to its end, then seeks and reads several times. Returns a line for each
+    call at the source and each answer. */
 template <class DEMUXER>
 static Texts Life(const Bytes& file, const Hook& hook) {
     Texts log;
@@ -39,7 +39,7 @@ static Texts Life(const Bytes& file, const Hook& hook) {
         int64_t time = (int64_t{random()} - INT32_MAX) * (1 << random() % 28), landed = -1;
         if (random() % 16 != 0) time %= demuxer.info.duration * 9 / 8 + 1;
         answer(testing::Message() << "seek to " << time << ": " << demuxer.Seek(time, &landed));
-        if (read() == KELFLACFD_END || landed < 0) continue;  // the time then means nothing
+        if (read() == KELFLACFD_END || landed < 0) continue;  // the time has no meaning then
         answer(testing::Message() << "the seek landed on " << landed);
         if (random() % 4 == 0) demuxer.ctx->full_check_count = random() % 2 == 0 ? 0 : 2;
         read();
@@ -49,7 +49,7 @@ static Texts Life(const Bytes& file, const Hook& hook) {
     return log;
 }
 
-/** Frames full of 0xFF and header-like bytes; with `junk` most have a header of any kind. */
+/** Frames full of 0xFF and bytes like headers. With `junk` most contain a header of any kind. */
 static Bytes Audio(Random& random, uint32_t count, uint32_t largest, bool junk) {
     std::vector<Bytes> frames;
     for (uint32_t i = 0; i < count; ++i) {
@@ -67,11 +67,11 @@ static Bytes Audio(Random& random, uint32_t count, uint32_t largest, bool junk) 
     return Cat(frames);
 }
 
-TEST(CallSequence, IsThatOfTheModel) {
+TEST(CallSequence, EqualsTheModels) {
     constexpr int64_t kToZero = INT32_MAX;
     const struct {
         const char *name, *op;
-        int64_t divisor, more;  // such a call gives its sound result / divisor + more
+        int64_t divisor, more;  // such a call returns its valid result / divisor + more
     } faults[] = {{"sound calls", "none", 1, 0},
                   {"short reads", "read", 3, 0},
                   {"empty reads", "read", kToZero, 0},
@@ -87,7 +87,7 @@ TEST(CallSequence, IsThatOfTheModel) {
         };
         const uint32_t frames = any({1, 10, 40, 400}), largest = any({1, 20, 300, 4000});
         const uint32_t block = any({16, 192, 4096}), rate = any({0, 8000, 8000, 44100, 44100});
-        const uint32_t one_small_file = 62;  // bytes of a file with one of the smallest frames
+        const uint32_t one_small_file = 62;  // bytes of a file with one of the shortest frames
         const uint32_t stated = any({0, largest, largest + 20, one_small_file, 9000});
         StreamBuilder stream({block, block, 0, rate, 2, 8, stated, any({0, frames}) * block});
         stream.Raw(Audio(random, frames, largest, any({0, 1}) != 0));
@@ -103,7 +103,7 @@ TEST(CallSequence, IsThatOfTheModel) {
         if (library == model) continue;
         size_t line = 0;
         while (library[line] == model[line]) ++line;
-        // From ten lines before on, up to the answer that the first differing line leads to.
+        // From ten lines before the first difference to the next answer.
         const auto around = [line](const Texts& log) {
             std::string text;
             for (size_t i = line - std::min<size_t>(line, 10); i < log.size(); ++i) {

@@ -1,4 +1,4 @@
-// Numbers and layouts that others rely on, as plain values.
+// Numbers and layouts that other programs rely on.
 #include <gtest/gtest.h>
 
 #include "libextractor/mfal/kelcmn_mfal_android_q.h"
@@ -6,7 +6,7 @@
 
 namespace kelflac_test {
 
-TEST(Constants, AreThoseThatOthersRelyOn) {
+TEST(Constants, KeepTheirValues) {
     const Demuxer open(StreamBuilder{}.Frames(0, 3, 200).Build());
     const std::tuple<const char*, int64_t, int64_t> rows[] = {
         {"magic of a context", open.ctx->magic, 0x464C4344},
@@ -32,7 +32,7 @@ TEST(Constants, StatusesCountDown) {
 }
 
 TEST(Records, KeepTheirSizes) {
-    // By pointers of 64 and of 32 bits.
+    // With pointers of 64 and of 32 bits.
     const std::tuple<const char*, size_t, size_t, size_t> rows[] = {
         {"_KELCMN_MFAL", sizeof(_KELCMN_MFAL), 136, 68},
         {"KELCMN_MFAL_PARAM", sizeof(KELCMN_MFAL_PARAM), 4104, 4100},

@@ -1,4 +1,4 @@
-// The buffered reader over well-behaved and misbehaving sources.
+// The buffered reader over sources that behave well and badly.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -17,7 +17,7 @@ static Bytes Noise(size_t size) {
 }
 
 TEST(Reader, HasARingForItsHintAndAChunk) {
-    // The source's bytes, the hint, the result, whether the data have ended, the ring, the closes.
+    // The source's bytes, the hint, the result, `eof`, the ring, the number of closes.
     const std::tuple<size_t, int, int, int, int, int> rows[] = {
         {0, 4096, 1, 1, 8192, 0},      {1, 4096, 0, 1, 8192, 0},     {4095, 4096, 0, 1, 8192, 0},
         {4096, 4096, 0, 0, 8192, 0},   {9000, 4097, 0, 0, 16384, 0}, {9000, 20000, 0, 0, 32768, 0},
@@ -32,8 +32,9 @@ TEST(Reader, HasARingForItsHintAndAChunk) {
     }
 }
 
-/** Does the steps of a script, "read 200 = 100 (3 end)", and tells it with the results that come:
-    of a peek 1 for what is not 0; then how much is buffered, and "end" once the data ended. */
+/** Does the steps of a script, "read 200 = 100 (3 end)", and returns it with the real results. The
+    result of a peek is 1 for any value but 0. In brackets: the buffered bytes, and "end" at the end
+    of the data. */
 static std::string Play(Reader* reader, const std::string& script) {
     Bytes to(30000);
     const std::map<std::string, std::function<int(int)>> steps = {
@@ -82,15 +83,15 @@ TEST(Reader, ServesSkipsMovesReadsAndPeeks) {
 }
 
 TEST(Reader, SkipsMoreThanAnIntHoldsInTwoSteps) {
-    Reader reader(Noise(20000), RefusePositions);  // gives bytes where there would be none
+    Reader reader(Noise(20000), RefusePositions);  // bytes come where none should
     skip_u32(&reader, 3'000'000'000);
     EXPECT_EQ(reader.source.Lines("setpos"),
               (Texts{"setpos 2147479552 @4096 = -1", "setpos 852520960 @8192 = -1"}));
 }
 
 TEST(Reader, FillsUpToTheSecondEmptyReadInARow) {
-    // Reads that give few bytes, the first load being number 0, and how many; the bytes then
-    // buffered in a ring of 32 KiB, and the reads made.
+    // The reads that give few bytes (the first load is number 0), and how many they give. Then the
+    // bytes buffered in a ring of 32 KiB, and the number of reads.
     const std::tuple<std::set<int>, int, int, int> rows[] = {
         {{}, 0, 28672, 7},     {{1}, 0, 24576, 7},    {{1, 2}, 0, 4096, 3},
         {{1, 3}, 0, 20480, 7}, {{5, 6}, 0, 20480, 7}, {{1, 2}, 1, 20482, 7}};

@@ -13,7 +13,7 @@ static StreamInfo Info(uint32_t max_frame, uint64_t samples = 441000, uint32_t b
     return {4096, 4096, 0, 44100, 2, bits, max_frame, samples};
 }
 
-TEST(Open, TellsDurationByteRateAndSizes) {
+TEST(Open, GivesDurationByteRateAndSizes) {
     const auto two = [](const StreamInfo& info, size_t seek_table = 0) {
         StreamBuilder out(info);
         if (seek_table > 0) out.Block(kSeekTable, Bytes(seek_table));
@@ -21,15 +21,15 @@ TEST(Open, TellsDurationByteRateAndSizes) {
     };
     const Bytes many = StreamBuilder(Info(300)).Raw({0, 0}).Frames(0, 5000, 200).Build();
     const Hook sound;
-    // Duration, byte rate, seekable, largest frame, ring; the stream, its source, a given duration.
+    // Duration, byte rate, seekable, largest frame, ring; the stream, its source, `in_duration`.
     const std::tuple<int64_t, int, int, int, int, Bytes, Hook, int64_t> rows[] = {
         {100000000, 100000, 1, 300, 8192, many, sound, 0},
         {10000000, 400, 1, 300, 8192, two(Info(300)), sound, 10000000},
         {92879818, 43, 1, 300, 8192, two(Info(300, 0)), sound, 0},     // the last frame is 99
-        {928798, 4306, 1, 9000, 16384, two(Info(9000, 0)), sound, 0},  // less than a frame's size
+        {928798, 4306, 1, 9000, 16384, two(Info(9000, 0)), sound, 0},  // file below a frame's size
         {100000000, 0, 0, 300, 8192, two(Info(300)), UnknownSize, 0},
         {100000000, 0, 1, 300, 8192, two(Info(300), 20), UnknownSize, 0},
-        {100000000, 0, 1, 300, 8192, two(Info(300), 17), UnknownSize, 0},  // not even one point
+        {100000000, 0, 1, 300, 8192, two(Info(300), 17), UnknownSize, 0},  // shorter than one point
         {100000000, 40, 1, 8192, 16384, two(Info(0, 441000, 12)), sound, 0},
         {4410000000000, 0, 1, 300, 8192, two({4096, 4096, 0, 1, 2, 16, 300, 441000}), sound, 0},
         {100000000, 40, 1, 27648, 32768, two({4608, 4608, 0, 44100, 2, 24, 0, 441000}), sound, 0},
@@ -52,7 +52,7 @@ TEST(Open, RefusesAnUntimedStreamWhoseLastFrameCantBeReached) {
     EXPECT_EQ(Demuxer(untimed, RefusePositions).err, -3);
 }
 
-TEST(Open, AsksASourceThatRefusesForNothingMore) {
+TEST(Open, MakesNoMoreCallsWhenTheSourceDoesNotOpen) {
     Demuxer refused({}, [](Call& call) { call.result = -1; });
     EXPECT_EQ(refused.err, -4);
     EXPECT_EQ(refused.source.Lines(), Texts{"open 18 @0 = -1"});
@@ -100,7 +100,7 @@ TEST(Open, TakesBytesInMemory) {
     _KELCMN_MFAL record = kelcmn_mfal_memory(&source);
     KELFLACFD_INFO info;
     const int64_t none = 0, time = 150 * 928798;
-    EXPECT_EQ(kelflacfd_create(&record, &none, &info, nullptr), nullptr) << "an error has no place";
+    EXPECT_EQ(kelflacfd_create(&record, &none, &info, nullptr), nullptr) << "`err` may be null";
     const Bytes stream = StreamBuilder{}.Frames(0, 200, 300).Build();
     source = {stream.data(), stream.size()};
     int64_t landed = 0;
@@ -115,7 +115,7 @@ TEST(Read, LooksFor245FramesThenGivesPieces) {
     int frames = 0;
     for (; kelflacfd_reads_frames(demuxer.ctx); ++frames)
         ASSERT_EQ(demuxer.Read().length, 200U) << "frame " << frames;
-    EXPECT_EQ(frames, 245) << "frame 0 isn't counted among the 244";
+    EXPECT_EQ(frames, 245) << "frame 0 is not one of the 244";
     EXPECT_EQ(demuxer.Read().length, 300U);
 }
 

@@ -1,5 +1,5 @@
-// Each allocation and each call of the source fails in turn, once and from then on: what comes is
-// documented and the file's own, nothing leaks, and the next open is as good as the first.
+// Each allocation and each call of the source fails in turn, once or from then on. All statuses are
+// documented, all bytes are the file's, nothing leaks, and the next open works as the first.
 #include <gmock/gmock.h>
 
 #include "tests/support/heap.h"
@@ -7,12 +7,12 @@
 
 namespace kelflac_test {
 
-using Strikes = std::function<bool()>;  // asked at each event
+using Strikes = std::function<bool()>;  // called at each event
 using Play = Life (*)(const Bytes& file, const Hook& hook);
 
-/** Plays with each event struck in turn until none is left, over a file whose tags and frames need
-    a larger ring than the first. `whole`: no frame may come cut. Returns the lives: with the first
-    event struck, with all from the first on, with the second, and so on, and a sound one. */
+/** Plays a file whose tags and frames make the ring grow, and makes each event fail in turn.
+    `whole`: no frame may be cut. Returns the lives: the first event fails, all from the first on
+    fail, the second fails, and so on; at last none fails. */
 static std::vector<Life> StrikeEach(Play play, const std::function<Hook(Strikes)>& arm,
                                     bool whole = false) {
     const Texts comments = {"TITLE=" + std::string(20000, 'x'), "DATE=2020", "ARTIST=a"};
@@ -30,7 +30,7 @@ static std::vector<Life> StrikeEach(Play play, const std::function<Hook(Strikes)
         allocation_fails = {};
         struck = seen > n / 2;
         for (const Bytes& frame : lives.back().frames)
-            EXPECT_GE(sound.frames.count(frame), whole ? 1U : 0U) << "a frame came cut";
+            EXPECT_GE(sound.frames.count(frame), whole ? 1U : 0U) << "a frame is cut";
         const Life after = struck ? play(file, {}) : lives.back();
         EXPECT_EQ(after.account.Unlike(sound.account), "");
         EXPECT_EQ(after.answers, sound.answers);
@@ -48,7 +48,7 @@ TEST(Faults, WithoutMemoryTheDemuxerLeavesOutATagOrRefuses) {
     const std::string refused = "refused: no memory",
                       untagged = "title none, date none, pictures none",
                       one = "pictures 3,000 bytes";
-    // What is missing without an allocation, and without all from there on.
+    // What is missing when an allocation fails, and when all from there on fail.
     const std::tuple<const char*, std::string, std::string> rows[] = {
         {"the context", refused, refused},
         {"the first ring", refused, refused},
@@ -70,9 +70,9 @@ TEST(Faults, WithoutMemoryTheDemuxerLeavesOutATagOrRefuses) {
     }
 }
 
-TEST(Faults, WithoutMemoryThePluginPublishesNoTextByHalves) {
+TEST(Faults, WithoutMemoryThePluginPublishesNoHalfText) {
     const std::vector<Life> lives = StrikeEach(PluginLife, FailAllocations, true);
-#ifndef KELFLAC_REAL_LIBS  // whose texts take memory that no test can refuse
+#ifndef KELFLAC_REAL_LIBS  // no test can refuse memory to its texts
     EXPECT_GT(lives.size(), 60U);
 #endif
     for (const Life& life : lives) {
@@ -98,7 +98,8 @@ TEST(Faults, AFailedCallOfTheSourceLeavesNoTrace) {
             };
         };
         for (Play play : {DemuxerLife, PluginLife}) {
-            if (play == PluginLife && row.first == "setpos") continue;  // the framework has none
+            if (play == PluginLife && row.first == "setpos")
+                continue;  // the framework has no setpos
             EXPECT_GT(StrikeEach(play, arm).size(), 1U) << row.first << " is never called";
         }
     }

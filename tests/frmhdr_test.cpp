@@ -1,4 +1,4 @@
-// Which bytes are a frame header, and what it says of its frame (RFC 9639, 9.1).
+// Which bytes are a frame header, and its fields (RFC 9639, 9.1).
 #include <gtest/gtest.h>
 
 #include "tests/support/demuxer_host.h"
@@ -23,7 +23,7 @@ static Verdict Judge(const Bytes& bytes, size_t at = 0) {
     return {status, static_cast<int64_t>(number), rate, channels, bits};
 }
 
-/** Of the rows of a test, only the first that fails is told. */
+/** Reports only the first row of a test that fails. */
 static void Expect(const FrameHeader& header, const Verdict& verdict) {
     if (testing::Test::HasFailure()) return;
     EXPECT_EQ(Judge(FrameBytes(header, 20)), verdict)
@@ -32,7 +32,7 @@ static void Expect(const FrameHeader& header, const Verdict& verdict) {
 
 const FrameHeader kLongest = {0xFFFFFFFFF, {}, 0xFFF8, 7, 0x1234, 13, 0x5678};
 
-TEST(FrameSync, OfEveryWord) {
+TEST(FrameSync, IsCheckedInEveryWord) {
     for (uint64_t word = KELFLAC_SLOW_BUILD ? 0xFFF00000 : 0; word <= 0xFFFFFFFF; ++word) {
         const uint64_t block = word >> 12 & 15, rate = word >> 8 & 15, bits = word >> 1 & 7;
         const bool sound = word >> 17 == 0x7FFC && block != 0 && rate != 15 &&
@@ -41,7 +41,7 @@ TEST(FrameSync, OfEveryWord) {
     }
 }
 
-TEST(FrameHeader, LiteralBytes) {
+TEST(FrameHeader, LiteralBytesAreJudged) {
     const std::pair<const char*, Verdict> rows[] = {
         {"FF F8 C9 18 00 C2 00", {0, 0, 9, 2, 4}},
         {"FF F9 C9 18 00 D4 00", {0, 0, 9, 2, 4}},
@@ -69,7 +69,7 @@ TEST(FrameHeader, CodesSayWhatIsReportedAndHowLongTheTailsAre) {
 }
 
 TEST(FrameHeader, TheFirstByteOfTheNumberGivesItsLength) {
-    const size_t rows[][3] = {// the first and the last of such bytes, and how many follow
+    const size_t rows[][3] = {// first and last of the lead bytes, and how many bytes follow
                               {0x00, 0x7F, 0}, {0x80, 0x9F, 1}, {0xA0, 0xAF, 2}, {0xB0, 0xB7, 3},
                               {0xB8, 0xBB, 4}, {0xBC, 0xBD, 5}, {0xBE, 0xBE, 6}, {0xC0, 0xDF, 1},
                               {0xE0, 0xEF, 2}, {0xF0, 0xF7, 3}, {0xF8, 0xFB, 4}, {0xFC, 0xFD, 5},
@@ -111,7 +111,7 @@ TEST(FrameHeader, EachFlippedBitIsSeen) {
 TEST(FrameHeader, ASubframeOfAReservedTypeIsRefused) {
     FrameHeader header;
     for (int byte = 0; byte <= 0xFF; ++byte) {
-        const int type = byte >> 1;  // 64 and above: a bit in front of the type that must be 0
+        const int type = byte >> 1;  // 64 and above: the bit before the type, which must be 0
         const bool known = type < 2 || (type >= 8 && type < 16) || (type >= 32 && type < 64);
         header.subframe = static_cast<uint8_t>(byte);
         EXPECT_EQ(Judge(FrameBytes(header, 20)), (Verdict{known ? 0 : -3, 0, 9, 2, 4}))
@@ -133,11 +133,12 @@ TEST(FrameHeader, BytesThatAreNotBufferedCountAsZero) {
     }
 }
 
-TEST(FrameSearch, OfTheLastWordAndOfTheRingsFirstByte) {
+TEST(FrameSearch, FindsHeadersInTheLastWordAndAtTheFirstByte) {
     KELFLACFD_FRM_HDR hdr;
     Reader word(Hex("55 55 FF F8 54 3C")), cut(Hex("55 55 FF F8 54")), first(FrameBytes({}, 20));
-    EXPECT_EQ(find_frm_hdr(&word, 0, 6, &hdr), 2) << "a header, with the zeros that follow";
-    EXPECT_EQ(find_frm_hdr(&cut, 0, 5, &hdr), 5) << "nothing found";
+    EXPECT_EQ(find_frm_hdr(&word, 0, 6, &hdr), 2)
+        << "a header in the last word: bytes after it count as zeros";
+    EXPECT_EQ(find_frm_hdr(&cut, 0, 5, &hdr), 5) << "no header in the last three bytes";
     EXPECT_EQ(find_last_frm_hdr(&first, 20, &hdr), 0);
 }
 

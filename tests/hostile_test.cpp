@@ -1,4 +1,4 @@
-// Streams that are wrong on purpose: what comes of each, and what it costs.
+// Streams that are wrong on purpose: the result of each, and its cost.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -11,7 +11,7 @@
 
 namespace kelflac_test {
 
-/** What a demuxer makes of a file, and what with its size unknown. Other lives are led as well. */
+/** What a demuxer makes of a file, with its size known and unknown. Also plays the plug-in. */
 static std::pair<Account, Account> Lives(const Bytes& file) {
     DemuxerLife(file, [](Call& call) {
         if (call.op == "setpos" && call.arg < 0) call.result = -1;
@@ -21,7 +21,7 @@ static std::pair<Account, Account> Lives(const Bytes& file) {
     return {DemuxerLife(file).account, DemuxerLife(file, UnknownSize).account};
 }
 
-/** A line of the table. The last cell and empty ones before it take no room. */
+/** A line of the table. The last cell, and empty ones before it, are not padded. */
 static std::string Line(const Texts& cells) {
     constexpr int kWidths[] = {51, 29, 13, 5, 17, 7, 6, 0};
     std::ostringstream out;
@@ -48,11 +48,11 @@ static std::string Table() {
     return table;
 }
 
-TEST(Hostile, StreamsLiveAsTheTableTells) {
+TEST(Hostile, StreamsGiveWhatTheTableSays) {
     std::ostringstream file;
     file << std::ifstream(KELFLAC_HOSTILE_LIVES).rdbuf();
     const std::string old = file.str();
-    const std::string now = old.substr(0, old.find("\n\n") + 2) + Table();  // below its first lines
+    const std::string now = old.substr(0, old.find("\n\n") + 2) + Table();  // after its first lines
     const char* const written = std::getenv("KELFLAC_WRITE_HOSTILE_TABLE");
     if (written != nullptr) std::ofstream(written) << now;
     std::istringstream rows(now), expected_rows(written != nullptr ? now : old);

@@ -23,7 +23,7 @@ TEST(Definition, NamesThePluginOnEachCall) {
 
 TEST(Sniffer, ClaimsTheMarkerAfterAnyTags) {
     const Bytes flac = Text("fLaC123456"), nine = Text("fLaC12345");
-    // What the source begins with, whether it is claimed, where the last read was.
+    // The source's first bytes, whether it is claimed, the place of the last read.
     const std::tuple<const char*, Bytes, bool, int> rows[] = {
         {"the marker", flac, true, 0},
         {"nine bytes", nine, false, 0},

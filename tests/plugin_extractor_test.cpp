@@ -15,7 +15,7 @@ static const std::string kMime = "mime='audio/flac', ",
                          kLog = "4 KelFLACExtractorSO KelFLACExtractor::";
 
 TEST(Extractor, PublishesTheTrackFormatDeepSamplesAsFloatToTheMediaServer) {
-    // Bits, uid of the caller, encoding, how often the uid is asked for.
+    // Bits, uid of the caller, encoding, number of queries of the uid.
     const std::tuple<uint32_t, uid_t, int, uint64_t> rows[] = {
         {16, 1013, 2, 0}, {17, 1013, 4, 1}, {24, 7, 2, 1}};
     for (const auto& [bits, uid, encoding, queries] : rows) {
@@ -52,7 +52,7 @@ TEST(Extractor, PublishesTheFileMetadata) {
         EXPECT_EQ(Session(stream.Build()).FileMeta(), expected + kMime);
 }
 
-/** What is published of a tag record that has no numbers. */
+/** The entries published from a tag record without numbers. */
 static std::string Published(KELFLACFD_TAG tag) {
     const Owned<AMediaFormat> format(AMediaFormat_new());
     reset_tag_numbers(&tag);
@@ -100,7 +100,8 @@ TEST(Extractor, OpensNothingForWhatNeedsNoStream) {
 }
 
 TEST(Extractor, TriesAFailedOpenAgainForEachQuery) {
-    Session s(Cat({Id3v2(0), Id3v2(0), kSound.Build()}));  // the sniffer skips both, the open one
+    Session s(Cat(
+        {Id3v2(0), Id3v2(0), kSound.Build()}));  // the sniffer skips both tags, the open only one
     EXPECT_EQ(s.CountTracks(), 0U);
     EXPECT_EQ(s.extractor->getTrack(s.extractor->data, 0), nullptr);
     EXPECT_EQ(s.TrackFormat(), "-10000");
@@ -121,14 +122,14 @@ TEST(Extractor, LogsWhatIsKnownOfAStreamWithoutASampleCount) {
               "3 - Info >>>>>> fsize = 942 ctx->info.max_frm_size 900\n");
 }
 
-TEST(Extractor, AQueryFromWithinTheOpenStartsNoOther) {
+TEST(Extractor, AQueryDuringTheOpenStartsNoSecondOpen) {
     Session s(kSound.Build());
     Texts within;
     s.source.hook = [&](const Call& call) {
         if (call.op == "read" && call.index == 0) within.push_back(s.FileMeta());
     };
     EXPECT_EQ(s.FileMeta(), kMime);
-    EXPECT_EQ(within, Texts{""}) << "nothing is known yet";
+    EXPECT_EQ(within, Texts{""}) << "there is no file metadata yet";
 }
 
 TEST(Extractor, HasNoCodecDataWithoutStreamInfo) {

@@ -1,4 +1,4 @@
-// The track: statuses, times, every line that it logs and every check that ends the process.
+// The track: statuses, times, all log lines and all checks that end the process.
 #include <gmock/gmock.h>
 
 #include "libextractor/flac/kelflac_source.h"
@@ -9,13 +9,13 @@ namespace kelflac_test {
 using namespace android;
 static const std::string kLog = "4 KelFLACExtractorSO KelFLACSource";
 
-TEST(Track, SeeksToTheFrameOfATimeOrOneBesideIt) {
+TEST(Track, SeeksToTheFrameOfATimeOrItsNeighbour) {
     Started s(StreamBuilder{}.Frames(0, 100, 200).Build());
     const std::tuple<uint32_t, int64_t, uint64_t, std::string> rows[] = {
         {SEEK, 9287981, 99, "9195102"},  // the duration
         {SEEK, -9287981, 0, "0"},
         {SEEK | 3, 928800, 10, "928798"},
-        {7, 5, 11, "1021678"}};  // seeks nowhere
+        {7, 5, 11, "1021678"}};  // no seek
     for (const auto& [options, us, number, at] : rows) {
         const auto [status, bytes, meta] = s.Read(options, us);
         EXPECT_EQ(bytes, FrameBytes({number}, 200))
@@ -37,7 +37,7 @@ TEST(Track, HasTheFormatOfItsExtractor) {
     EXPECT_EQ(Entries(s.track->getFormat(s.track->data, s.meta), s.meta), s.TrackFormat());
 }
 
-TEST(Track, StampsNothingOfTheFrameBefore) {
+TEST(Track, GivesNoTimesOfTheFrameBefore) {
     // 450359962 is the last number whose time in 100 ns, times the rate, fits 64 bits.
     Started s(StreamBuilder{}.Frames(0, 1, 200).Frames(450359962, 1, 200).Build());
     EXPECT_EQ(s.Read().status, AMEDIA_OK);
@@ -49,8 +49,8 @@ TEST(Track, LogsWhatItRefuses) {
     const Bytes tabled = StreamBuilder(three).Block(kSeekTable, Bytes(18)).Build();
     StreamBuilder large = StreamBuilder{}.Frames(0, 1, 102400).Frames(1, 1, 102401);
     large.Frames(2, 1, 200);
-    // The stream, its flags, the time sought after the first frame, the read's status and line, the
-    // number of the frame that then comes.
+    // The stream, its flags, the time of the seek after the first frame, the status and log line of
+    // the read, the number of the next frame.
     const std::tuple<Bytes, Hook, uint32_t, int64_t, int, const char*, int> rows[] = {
         {three.Build(), UnknownSize, 4, 0, -10002, "seek unavailable", 1},
         {three.Build(), {}, 15, 278640, -10006, "seek ERROR_END_OF_STREAM", 1},
@@ -69,7 +69,7 @@ TEST(Track, LogsWhatItRefuses) {
     }
 }
 
-/** A session whose track is one over a holder of the test's. */
+/** A session with a track over the test's own holder. */
 struct Held : Session {
     explicit Held(const sp<KelFLACFDSF>& holder)
         : Session(StreamBuilder{}.Frames(0, 3, 200).Build()),
@@ -83,7 +83,7 @@ struct Held : Session {
 TEST(Track, FailsOverAHolderWithoutAStreamOrABuffer) {
     const sp<KelFLACFDSF> closed = new KelFLACFDSF, wrong = new KelFLACFDSF;
     wrong->ctx = static_cast<KELFLACFD_CTX*>(calloc(1, sizeof(KELFLACFD_CTX)));
-    wrong->ctx->magic = KELFLACFD_MAGIC;  // but of another codec
+    wrong->ctx->magic = KELFLACFD_MAGIC;  // another codec
     // The holder, the references that the track keeps, its buffers, the statuses, the log.
     const std::tuple<const sp<KelFLACFDSF>&, int, bool, int, int, std::string> rows[] = {
         {closed, 1, true, 0, AMEDIA_ERROR_IO, " create fail\n"},
@@ -106,14 +106,14 @@ TEST(Track, ReadsWithoutOptions) {
     Held s(new KelFLACFDSF);
     EXPECT_EQ(s.Start(), AMEDIA_OK);
     MediaBufferHelper* buffer = nullptr;
-    EXPECT_EQ(s.unwrapped->read(&buffer, nullptr), AMEDIA_ERROR_IO) << "there is no stream";
+    EXPECT_EQ(s.unwrapped->read(&buffer, nullptr), AMEDIA_ERROR_IO) << "no open stream";
 }
 
 TEST(Track, RefusesABufferThatIsSmallerThanTheFrame) {
     Started s(StreamBuilder{}.Frames(0, 3, 200).Build());
     CMediaBuffer* buffer = nullptr;
     s.group->acquire_buffer(s.group->handle, &buffer, false, 0);
-    buffer->data = [](void*) -> void* { return nullptr; };  // else the demuxer refuses
+    buffer->data = [](void*) -> void* { return nullptr; };  // or the demuxer refuses
     buffer->size = [](void*) -> size_t { return 199; };
     buffer->release(buffer->handle);
     EXPECT_EQ(s.Read().status, AMEDIA_ERROR_UNKNOWN);
@@ -129,7 +129,7 @@ TEST(Track, HasTheOptionalCallsOfItsBase) {
 
 static auto Dies(const std::string& line, const std::string& check) {
     const std::string at = "F KelFLACExtractorSO: libextractor/flac/kelflac_extractor.cpp:" + line;
-#ifdef KELFLAC_REAL_LIBS  // whose log tells nothing of the condition
+#ifdef KELFLAC_REAL_LIBS  // its log doesn't print the condition
     const std::string condition;
 #else
     const std::string condition = "condition: !(" + check + ")\n";
@@ -137,7 +137,7 @@ static auto Dies(const std::string& line, const std::string& check) {
     return testing::HasSubstr(at + " CHECK(" + check + ") failed.\n" + condition);
 }
 
-TEST(TrackDeathTest, CallsOutOfTurnEndTheProcess) {
+TEST(TrackDeathTest, CallsInTheWrongOrderEndTheProcess) {
     Held s(new KelFLACFDSF);
     const char* const check =
         "AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, &max_size)";

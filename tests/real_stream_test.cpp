@@ -1,4 +1,4 @@
-// Real streams: libFLAC's, with libFLAC as the judge, and public files, judged by their own bytes.
+// Streams of libFLAC, compared with its decoder, and public files, compared with their own bytes.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -36,7 +36,7 @@ TEST(RealStream, FramesComeInTimeAndDecodeToTheSamples) {
     }
 }
 
-TEST(RealStream, SeeksLandOnTheFrameOrOneBesideIt) {
+TEST(RealStream, SeeksLandOnTheFrameOrItsNeighbour) {
     const EncodedStream e = EncodeKind(1, 384000);
     constexpr uint64_t kFrameUs = 24'000;
     Started s(e.stream);
@@ -49,11 +49,11 @@ TEST(RealStream, SeeksLandOnTheFrameOrOneBesideIt) {
         if (p.status != AMEDIA_OK) continue;
         const uint64_t n = TimeUs(p) / kFrameUs, sought = us / kFrameUs;
         ASSERT_LE(std::max(n, sought) - std::min(n, sought), 1U)
-            << "frame " << n << " came of a seek to frame " << sought << ", " << us << " us";
+            << "frame " << n << " after a seek to frame " << sought << ", " << us << " us";
         ASSERT_EQ(p.bytes, e.Frame(static_cast<size_t>(n)))
-            << "not frame " << n << ", as its time tells";
+            << "not frame " << n << ", which its time means";
     }
-    // This one's first probe falls behind the last header, where the search meets the end.
+    // Here the first probe is after the last header, and the search meets the end.
     EXPECT_EQ(missed, std::vector<uint64_t>{47978645});
 }
 
@@ -65,7 +65,7 @@ TEST(RealStream, PublicFilesComeBackWhole) {
         SCOPED_TRACE(entry.path());
         std::ifstream in(entry.path(), std::ios::binary);
         const Bytes file(std::istreambuf_iterator<char>(in), {});
-        // A fixed block size of at least 16 and samples below 32 bits open.
+        // Streams with a fixed block size of at least 16 and samples below 32 bits open.
         bool last = false, sound = false;
         auto pos = file.begin() + 4;
         for (; !last; pos += 4 + (pos[1] << 16 | pos[2] << 8 | pos[3])) {
@@ -78,7 +78,7 @@ TEST(RealStream, PublicFilesComeBackWhole) {
         PluginLife(file);
         Session s(file);
         EXPECT_EQ(s.Start(), sound ? AMEDIA_OK : AMEDIA_ERROR_INVALID_OBJECT);
-        // The frame before a change of format has no successor and is left out unannounced.
+        // The frame before a change of format has no successor: it is left out without a sign.
         const auto n = entry.path().stem();
         const bool odd = n == "03 - decreasing number of channels" || n == "04 - changing bitdepth";
         for (int refused = 0; s.track != nullptr && refused < 256;) {

@@ -1,4 +1,4 @@
-"""Checks the plug-in as a service's linker sees it.
+"""Checks what a service's linker sees of the plug-in.
 
 Usage: shared_object_test.py PLUGIN PLATFORM_LIBRARY...
 """
@@ -9,7 +9,7 @@ import unittest
 
 PLUGIN, *PLATFORM = sys.argv[1:]
 
-# What the C and C++ run-time libraries are asked for. Nothing of exceptions or run-time types.
+# What the library needs of C and C++. Nothing for exceptions or run-time types.
 RUNTIME = {
     "bcmp", "calloc", "free", "malloc", "memcmp", "memcpy", "memset", "snprintf", "strcmp", "strlen",
     "pthread_mutex_destroy", "pthread_mutex_init", "pthread_mutex_lock", "pthread_mutex_unlock",
@@ -18,10 +18,10 @@ RUNTIME = {
     "__cxa_pure_virtual", "__cxa_finalize", "__gmon_start__",
     "_ITM_deregisterTMCloneTable", "_ITM_registerTMCloneTable",
     "__aeabi_ldivmod", "__aeabi_uldivmod",  # 32-bit Arm divides 64-bit numbers by calls
-    "__stack_chk_fail", "__stack_chk_guard",  # -fstack-protector, which device images have
-    "__getauxval",  # 64-bit Arm picks its atomic instructions by the processor
+    "__stack_chk_fail", "__stack_chk_guard",  # -fstack-protector, as in device images
+    "__getauxval",  # 64-bit Arm chooses atomic instructions at run time
 }
-NEEDED = {"libc.so.6", "libstdc++.so.6"}  # beside the platform's
+NEEDED = {"libc.so.6", "libstdc++.so.6"}  # and the platform's
 NEEDED_BY_MACHINE = {"ARM": {"libgcc_s.so.1"}}  # the division calls
 PAGE_BY_MACHINE = {"AArch64": 16 * 1024}  # the largest page of a device
 
@@ -36,7 +36,7 @@ def symbols(path, which):
 
 
 def dynamic_names(path, key):
-    """The names that the dynamic section has under NEEDED or SONAME."""
+    """The NEEDED or SONAME entries of the dynamic section."""
     return set(re.findall(rf"\({key}\).*\[(lib.*)\]", output("readelf", "-dW", path)))
 
 
@@ -53,7 +53,7 @@ class SharedObject(unittest.TestCase):
         self.assertEqual(symbols(PLUGIN, "--undefined-only") - platform - RUNTIME, set())
 
     def test_needs_exactly_its_libraries(self):
-        # Not the loader, which has the stack protector's guard.
+        # Not the loader: it only has the stack protector's guard.
         platform = set().union(*(dynamic_names(path, "SONAME") for path in PLATFORM))
         self.assertEqual(dynamic_names(PLUGIN, "NEEDED"),
                          platform | NEEDED | NEEDED_BY_MACHINE.get(machine(), set()))

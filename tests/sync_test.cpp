@@ -1,5 +1,5 @@
-// The search for sync codes with each type of block that this machine can run, against a look at
-// one position after another.
+// The search for sync codes, with each block type that this machine can run, compared with a look
+// at one position after another.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,9 +12,9 @@ namespace kelflac_test {
 
 using kelflac_streams::Bytes;
 
-/** Searches bytes of which the first `cut` stand at the ring's end and the others at its start:
-    forward from each place and up to each, and backward from each, so that every length comes with
-    every alignment. Each run has memory of its own, so that a look beyond it is found out. */
+/** Searches bytes of which the first `cut` are at the ring's end and the others at its start:
+    forward from each place and up to each, and backward from each. So every length comes with every
+    alignment. Each run has its own memory, so a look beyond it is noticed. */
 template <typename BLOCK>
 static void Compare(const Bytes& bytes, size_t cut) {
     const auto middle = bytes.begin() + static_cast<ptrdiff_t>(cut);

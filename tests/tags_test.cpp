@@ -8,16 +8,16 @@
 
 namespace kelflac_test {
 
-/** The published tags but for MIME type and encodings. The first frame must follow the metadata. */
+/** The published tags without MIME type and encodings. The first frame must follow the metadata. */
 static std::string Published(const StreamBuilder& metadata) {
     Started s(StreamBuilder(metadata).Frames(0, 3, 200).Build());
-    EXPECT_EQ(s.Read().bytes, FrameBytes({}, 200)) << "the walk has ended elsewhere";
+    EXPECT_EQ(s.Read().bytes, FrameBytes({}, 200)) << "the metadata did not end at the first frame";
     const std::string tags = s.FileMeta();
     return tags.substr(0, std::min(tags.find("char-encoding-types"), tags.find("mime=")));
 }
 
 TEST(Comments, CountByKeyTheFirstTextAndTheLastNumber) {
-    const std::string fifty_five = "TITLE=" + std::string(49, '7');  // a length that reads as "7"
+    const std::string fifty_five = "TITLE=" + std::string(49, '7');  // the length's byte is a "7"
     const std::pair<Texts, std::string> rows[] = {
         {{}, ""},
         {{"tItLe=One", "TITLE=Two"}, "title='One', "},
@@ -44,16 +44,16 @@ TEST(Comments, CountByKeyTheFirstTextAndTheLastNumber) {
 }
 
 TEST(Comments, AKeyPastTheBufferedBytesIsNotRecognised) {
-    for (size_t in_sight : {0U, 1U, 5U, 6U, 7U}) {  // of the comment, in the first 4096 bytes
-        const size_t vendor = 4096 - 42 - 16 - in_sight;
+    for (size_t in_chunk : {0U, 1U, 5U, 6U, 7U}) {  // bytes of the comment in the first 4096
+        const size_t vendor = 4096 - 42 - 16 - in_chunk;
         const Bytes body = Cat({Le(vendor, 4), Bytes(vendor), Le(1, 4), Le(7, 4), Text("TITLE=t")});
         EXPECT_EQ(Published(StreamBuilder{}.Block(kVorbisComment, body)),
-                  in_sight == 0 || in_sight >= 6 ? "title='t', " : "")
-            << in_sight << " bytes of the comment are buffered";
+                  in_chunk == 0 || in_chunk >= 6 ? "title='t', " : "")
+            << in_chunk << " bytes of the comment are buffered";
     }
 }
 
-TEST(Comments, BehindTheDataAreEmptyAsFarAsTheBlockHasRoom) {
+TEST(Comments, PastTheDataAreEmptyWhileTheBlockHasRoom) {
     for (const auto& [count, status] : {std::pair(3, 0), {4, -1}}) {
         Reader reader(Cat({Bytes(4), Le(static_cast<uint64_t>(count), 4)}));
         KELFLACFD_TAG tag = {};
@@ -61,7 +61,7 @@ TEST(Comments, BehindTheDataAreEmptyAsFarAsTheBlockHasRoom) {
     }
 }
 
-TEST(Comments, ANumberThatEndsWithTheBufferedBytesMovesTheSourceNowhere) {
+TEST(Comments, ANumberAtTheEndOfTheBufferedBytesDoesNotMoveTheSource) {
     const Bytes body = Cat({Le(4072, 4), Bytes(4072), Le(1, 4), Le(12, 4), Text("DISCNUMBER=7")});
     Reader reader(Cat({body, Bytes(5000)}));
     KELFLACFD_TAG tag = {};

@@ -1,4 +1,4 @@
-// Several threads at a time, to be run under ThreadSanitizer.
+// Several threads at a time. Run under ThreadSanitizer.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -11,7 +11,7 @@ namespace kelflac_test {
 static const Bytes kFile = StreamBuilder{}.Comments({"TITLE=t"}).Frames(0, 240, 700).Build(),
                    kAudio(kFile.end() - 240 * 700, kFile.end());
 
-TEST(Threads, AnExtractorEachAndItsTrackDroppedByAnother) {
+TEST(Threads, EachHasAnExtractorAndAnotherFreesItsTrack) {
     const auto live = [] {
         std::thread dropper;
         {
@@ -34,7 +34,7 @@ TEST(Threads, AnExtractorEachAndItsTrackDroppedByAnother) {
 TEST(Threads, TwoReadATrackAndReleaseItsOneBufferLate) {
     Started s(kFile);
     std::atomic<int> readers{2};
-    Bytes got;  // whoever has the buffer has it
+    Bytes got;  // owned by the thread that has the buffer
     const auto read = [&] {
         for (kelflac_host::Read r = s.Next(); r.status == AMEDIA_OK; r = s.Next()) {
             const auto* const data = static_cast<const uint8_t*>(r.buffer->data(r.buffer->handle));

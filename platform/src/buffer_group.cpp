@@ -21,7 +21,7 @@ struct Buffer {
 
     CMediaBuffer slots = {};
     Group* group = nullptr;
-    void* data = nullptr;  ///< From malloc; exactly `capacity` bytes, so that overruns are caught.
+    void* data = nullptr;  ///< From malloc; exactly `capacity` bytes: overruns are noticed.
     AMediaFormat* meta = nullptr;
     size_t capacity = 0;
     size_t offset = 0;
@@ -52,8 +52,8 @@ void release(void* handle) {
     const std::lock_guard<std::mutex> held(group->lock);
     if (!buffer->out) fail("released, but not acquired");
     buffer->out = false;
-    // Not notify_one: a waiter that needs a larger buffer would swallow the wake-up. Under the
-    // lock: whoever then sees the buffer free may delete the group.
+    // notify_all: with notify_one, only a waiter that needs a larger buffer may wake. Under the
+    // lock: another thread may delete the group once it sees the buffer free.
     group->freed.notify_all();
 }
 

@@ -1,11 +1,11 @@
-// host/log.h over the platform's own liblog, in place of log.cpp.
+// host/log.h with the platform's own liblog, instead of log.cpp.
 #include "log_sink.h"
 
 namespace {
 
 host::SinkPlace gSink;
 
-/** liblog gives a message without a tag the default tag. Empty, it is told from a given one. */
+/** liblog gives a message without a tag the default tag, which is empty here. */
 void receive(const __android_logger_data* about, const char* text) {
     const bool has_tag = about->tag != nullptr && about->tag[0] != '\0';
     host::deliver(&gSink, about->priority, has_tag ? about->tag : nullptr, text);

@@ -1,4 +1,4 @@
-// Where the messages of both logs end: a host's sink, or standard error. Any thread may call.
+// Sends the messages of both logs to a host's sink or to standard error. Any thread may call.
 #pragma once
 
 #include <cstdio>
@@ -9,7 +9,7 @@
 
 namespace host {
 
-/** Guards a sink and keeps its calls apart. */
+/** A sink, and a lock for one call at a time. */
 struct SinkPlace {
     std::mutex lock;
     LogSink sink = nullptr;
@@ -22,7 +22,7 @@ inline void printLine(int prio, const char* tag, const char* text) {
     fprintf(stderr, "%c %s: %s\n", letter, tag != nullptr ? tag : "", text);
 }
 
-/** A fatal message is printed whether or not there is a sink: it may be the process's last. */
+/** A fatal message is always printed too: it may be the process's last. */
 inline void deliver(SinkPlace* place, int prio, const char* tag, const char* text) {
     const std::lock_guard<std::mutex> held(place->lock);
     if (place->sink != nullptr) place->sink(place->opaque, prio, tag, text);

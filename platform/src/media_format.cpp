@@ -1,6 +1,5 @@
-// A format is a list of slots, one for each key ever set. Clearing empties the slots and keeps
-// them, so that a media buffer's meta data, with the same numbers set on every read, allocates
-// only the first time.
+// A format is a list of slots, one for each key ever set. A clear keeps the slots. So the meta data
+// of a media buffer allocates only at the first read: each read sets the same numbers.
 #include "host/media_format.h"
 
 #include <cstdlib>
@@ -14,10 +13,10 @@ using host::FormatType;
 
 namespace {
 
-/** One key's place. Its key, NUL-terminated, follows in the same block, which is from malloc. */
+/** One key's entry, from malloc. The key, NUL-terminated, follows it in the same block. */
 struct Slot {
     Slot* next;
-    bool present;  ///< False when cleared; the fields below then mean nothing, `data` is null.
+    bool present;  ///< False when cleared. `data` is then null, the other fields mean nothing.
     FormatType type;
     int64_t number;
     void* data;   ///< From malloc; null for numbers.
@@ -43,7 +42,7 @@ void freeSlots(Slot* slot) {
     }
 }
 
-/** The slot of a key, made at the end of the list when there is none; null without memory. */
+/** The slot of a key. Adds one at the end of the list if there is none. Null without memory. */
 Slot* slotFor(AMediaFormat* format, const char* key) {
     Slot** end = &format->first;
     for (; *end != nullptr; end = &(*end)->next) {
@@ -136,7 +135,7 @@ void AMediaFormat_setString(AMediaFormat* format, const char* key, const char* v
 }
 
 void AMediaFormat_setBuffer(AMediaFormat* format, const char* key, const void* data, size_t size) {
-    if (data == nullptr && size > 0) abort();  // a device would read there
+    if (data == nullptr && size > 0) abort();  // a device would read from null
     set(format, key, FormatType::kBuffer, 0, data != nullptr ? data : "", size);
 }
 

@@ -1,9 +1,9 @@
-"""Compares Soong's compile commands with CMake's, and compiles each source by Soong's.
+"""Compares Soong's compile commands with CMake's, and compiles each source with Soong's.
 
 Usage: check_rules.py TREE SOONG_COMMANDS CMAKE_COMMANDS
 
-TREE is the source tree that Soong saw, with the project in its folder `kelflac`. The other two are
-compilation databases.
+TREE is the source tree for Soong. Its folder `kelflac` is the project. The other two are compilation
+databases.
 """
 import collections
 import concurrent.futures
@@ -24,7 +24,7 @@ TARGETS = {
     "arm": "arm-linux-gnueabihf",
     "x86_64": "x86_64-linux-gnu",
 }
-# Modules: what they are built for, and the CMake targets that hold the same sources.
+# Modules: what they are built for, and the CMake targets with the same sources.
 FRONT_END = ["kelflac_frontend", "kelflac_plugin"]
 MODULES = {
     "libkelflacfd": (DEVICE | HOST, ["kelflac_demuxer"]),
@@ -40,12 +40,11 @@ MODULES = {
     "kelflac_demuxer_fuzz": (DEVICE | HOST, ["demuxer_fuzz"]),
     "kelflac_tags_fuzz": (DEVICE | HOST, ["tags_fuzz"]),
 }
-# What a module may leave out: what CMake leaves out in places, and tests of what no device has.
+# What a module may leave out: sources that CMake may leave out too, and tests that no device can run.
 OPTIONAL = {"kelflac_bench": r"bench/peer_bench\.cpp", "kelflac_device_tests": r"tests/.*"}
 
-# What a check by Debian's compiler leaves out of a command: output, where a device's compiler,
-# headers and lists of exceptions are, which floating-point calls it has, how GoogleTest is to take
-# it, and a choice that clang 14 no longer has.
+# Arguments that are dropped for Debian's compiler: output, paths of a device's compiler, headers and
+# exception lists, floating-point calls, GoogleTest's settings, and one that clang 14 doesn't have.
 LEFT_OUT = re.compile(
     r"-c|-MD|-B.*|--gcc-toolchain=.*|-nostdlibinc|-nostdinc\+\+|"
     r"-fsanitize-blacklist=build/soong/.*|"
@@ -57,7 +56,7 @@ HEADERS = ["-isystem/usr/src/googletest/googletest/include",
 
 
 def sanitizers(arguments):
-    """The checks that a command turns on, without the fuzzers' own."""
+    """The checks that a command turns on, without the fuzzers'."""
     lists = [flag.split("=")[1].split(",") for flag in arguments if flag.startswith("-fsanitize=")]
     return {check for checks in lists for check in checks if not check.startswith("fuzzer")}
 
@@ -73,7 +72,7 @@ def soong_commands():
 
 
 def cmake_targets():
-    """The sources of each target, with the checks that they are built with."""
+    """The sources of each target, and their checks."""
     targets = collections.defaultdict(dict)
     for entry in CMAKE:
         path = pathlib.Path(entry["file"])
@@ -124,7 +123,7 @@ def faults_of_test_mapping():
 
 
 def fault_of_source(command):
-    """What Debian's compiler says of the source of a command."""
+    """What Debian's compiler reports for the source of a command."""
     module, architecture, source, arguments = command
     flags = iter(arguments[2:])  # after the folder and the compiler
     kept = []

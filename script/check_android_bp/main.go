@@ -1,7 +1,6 @@
-// Evaluates module descriptions as a device's build does, and writes the Ninja rules of the
-// modules: Soong with the module types of C++ alone. Debian packages Soong's sources, but no
-// program of them. Besides Soong's own arguments it takes -asked_by FOLDER, and fails where a module
-// outside of that folder is asked for by none in it.
+// Reads module descriptions as a device's build does, and writes the modules' Ninja rules. It is
+// Soong with only the module types of C++: Debian has Soong's sources, but no program. With
+// -asked_by FOLDER it fails if no module in the folder asks for a module that is outside of it.
 package main
 
 import (
@@ -40,7 +39,7 @@ func main() {
 		ctx.VisitDepsDepthFirst(m, ask)
 	})
 	for name := range unasked {
-		fmt.Fprintf(os.Stderr, "%s is there, and no module of %s asks for it\n", name, *folder)
+		fmt.Fprintf(os.Stderr, "no module of %[2]s asks for %[1]s\n", name, *folder)
 	}
 	if len(unasked) > 0 {
 		os.Exit(1)

@@ -1,4 +1,4 @@
-// The cost law: what files of every kind cost, honest and hostile, over sources of every kind.
+// The cost law over honest and hostile files and over sources of every kind.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -21,16 +21,16 @@ static Bill Meter(const std::string& name, const Bytes& file, const Hook& hook =
     return bill;
 }
 
-/** A file's life over sources of every kind. */
+/** Plays a file over sources of every kind. */
 static void MeterAll(const std::string& name, const Bytes& file) {
     constexpr int64_t kSniffed = 10, kLarger = 32 << 20;
     const auto middle = static_cast<int64_t>(file.size() / 2);
     const std::pair<const char*, Hook> sources[] = {
         {"is honest", {}},
-        {"can't tell its size", UnknownSize},
-        {"tells a larger size", [](Call& c) { c.result += c.op == "getsize" ? kLarger : 0; }},
+        {"has no size", UnknownSize},
+        {"gives a larger size", [](Call& c) { c.result += c.op == "getsize" ? kLarger : 0; }},
         {"shortens reads", [](Call& c) { c.result /= c.op == "read" && c.arg > kSniffed ? 3 : 1; }},
-        {"fails now and then",
+        {"fails sometimes",
          [](Call& c) { c.result = c.op == "read" && c.index % 5 == 4 ? -1 : c.result; }},
         {"fails from the middle on",
          [=](Call& c) { c.result = c.op == "read" && c.pos > middle ? -1 : c.result; }}};
@@ -44,7 +44,7 @@ TEST(Cost, OfStreamsThatRepeatOneThingGrowsAsTheirSize) {
             MeterAll(name + " for " + std::to_string(size), bytes);
 }
 
-TEST(Cost, OfHostileStreamsIsLawful) {
+TEST(Cost, OfHostileStreamsIsWithinTheLaw) {
     for (const auto& [name, bytes] : HostileStreams()) MeterAll(name, bytes);
 }
 
@@ -72,7 +72,7 @@ TEST(Cost, OfAnHonestFileIsFarBelowTheLawAndTheSameOnEachRun) {
     EXPECT_EQ(Meter("the sample", sample).blocks, bill.blocks);
 }
 
-TEST(Cost, OfPublicFilesIsLawful) {
+TEST(Cost, OfPublicFilesIsWithinTheLaw) {
     const char* const folder = std::getenv("KELFLAC_TEST_FILES");
     if (folder == nullptr) GTEST_SKIP() << "KELFLAC_TEST_FILES names no folder of FLAC files";
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))

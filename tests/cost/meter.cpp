@@ -14,16 +14,16 @@ extern "C" android::ExtractorDef GETEXTRACTORDEF();
 namespace kelflac_test {
 namespace {
 
-// An open stores at most 9 texts and 16 pictures, and has a few records of its own to clear.
+// An open stores at most 9 texts and 16 pictures, and clears a few records of its own.
 constexpr int kMostZeroed = 32;
-constexpr size_t kLeastZeroed = 256;  // fewer zeros need no allowance of their own
+constexpr size_t kLeastZeroed = 256;  // fewer zeros are not counted
 constexpr uint64_t kUnit = 16;        // bytes moved that cost as much as a block
 
 struct Count {
     const char* name = "";
     bool is_running = false;
     uint64_t allowed = 0;
-    int zeroed = 0;  // how often, since the open began
+    int zeroed = 0;  // number of times since the open began
     Bill bill = {};
 };
 Count meter;
@@ -46,12 +46,12 @@ inline void Spend(uint64_t blocks) {
     abort();
 }
 
-/** Zeros stand for bytes that a source doesn't deliver: they are allowed for as if it did. */
+/** Zeros replace bytes that a source doesn't deliver. They count as delivered. */
 void AllowZeros(size_t size) {
     if (meter.is_running && size >= kLeastZeroed && meter.zeroed++ < kMostZeroed) Allow(size, 0);
 }
 
-/** Lets another source's bytes through and allows for each the first time. Its own work is free. */
+/** Passes on another source's bytes and counts each the first time. Its own work costs nothing. */
 class MeteredSource : public host::DataSource {
   public:
     explicit MeteredSource(host::DataSource* inner) : mInner(inner) {}
@@ -82,7 +82,7 @@ class MeteredSource : public host::DataSource {
     std::vector<bool> mIsDelivered;
 };
 
-/** Every query of an extractor; each opens the stream again until an open succeeds. */
+/** Every query of an extractor. Each opens the stream again until an open succeeds. */
 bool AskEverything(kelflac_host::Player* player, MeteredSource* source, AMediaFormat* format) {
     size_t tracks = 0;
     const auto query = [&](auto ask) {
@@ -100,9 +100,9 @@ bool AskEverything(kelflac_host::Player* player, MeteredSource* source, AMediaFo
     return started;
 }
 
-/** Reads until the stream ends, or gives nothing but refusals. */
+/** Reads until the stream ends, or too many reads in a row are refused. */
 void ReadToTheEnd(kelflac_host::Player* player) {
-    constexpr int kMostIdle = 16;  // refusals in a row for which the source gives nothing new
+    constexpr int kMostIdle = 16;  // refusals in a row without a new byte of the source
     uint64_t delivered = 0;
     for (int idle = 0; idle < kMostIdle; ++idle) {
         Allow(0, 1);
@@ -135,8 +135,8 @@ Bill MeterLife(const char* name, host::DataSource* inner) {
 
 using kelflac_test::Spend;
 
-// Where libFuzzer looks for what an input has newly reached; other programs leave it alone. First
-// the blocks that ran, then a place for each percent of the law.
+// libFuzzer looks here for what an input has newly reached: first the blocks that ran, then an
+// entry for each percent of the law. Other programs ignore it.
 constexpr uint32_t kMostBlocks = 1 << 13, kPercents = 101;
 __attribute__((
     section("__libfuzzer_extra_counters"))) static uint8_t reached[kMostBlocks + kPercents];
@@ -152,7 +152,7 @@ void kelflac_test::TellMost(const Bill& bill) {
             kelflac_test::meter.name, most, bill.blocks, bill.bytes, bill.calls);
 }
 
-// The compiler calls these two; the linker sends the calls here, as libFuzzer has some of its own.
+// The compiler calls these two. The linker sends the calls here: libFuzzer has its own functions.
 extern "C" void __wrap___sanitizer_cov_trace_pc_guard_init(uint32_t* start, uint32_t* stop) {
     static uint32_t blocks = 0;
     if (start == stop || *start != 0) return;
@@ -164,7 +164,7 @@ extern "C" void __wrap___sanitizer_cov_trace_pc_guard(const uint32_t* guard) {
     if (reached[*guard] != UINT8_MAX) ++reached[*guard];
 }
 
-// The C library's movers, also for the platform's libraries: a program's own come first.
+// These replace the C library's functions, in the platform's libraries too.
 #pragma GCC visibility push(default)
 extern "C" {
 void* __memcpy_chk(void* to, const void* from, size_t size, size_t room);

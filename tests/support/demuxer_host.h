@@ -1,4 +1,4 @@
-// A demuxer over a recording source, and what the tests ask of it.
+// A demuxer over a source that records its calls.
 #pragma once
 
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
@@ -23,7 +23,7 @@ struct Reader : KELFLACF_FAL {
     ~Reader() { kelflacf_fal_delete(this); }
 };
 
-/** One open over bytes of the test's. */
+/** One open over the test's bytes. */
 struct Demuxer : OwnSource, DemuxerPlayer {
     explicit Demuxer(Bytes bytes, const Hook& hook = {}, int64_t in_duration = 0)
         : OwnSource{MemorySource(std::move(bytes), hook)}, DemuxerPlayer(&source, in_duration) {}

@@ -23,13 +23,13 @@ static void* Count(void* block) {
     return block;
 }
 
-/** So that bytes never written to are told from zeros. */
+/** Fills new memory, so that a test can tell unwritten bytes from zeros. */
 static void* Scribble(void* block, size_t size) {
     constexpr size_t kScribbled = 1 << 20;
     return block != nullptr ? memset(block, 0xA5, std::min(size, kScribbled)) : nullptr;
 }
 
-// The linker turns calls of a function f, in what is linked into the program, into __wrap_f.
+// In the code linked into the program, the linker turns calls of a function f into __wrap_f.
 extern "C" {
 void* __real_malloc(size_t size);
 void* __real_calloc(size_t count, size_t size);
@@ -49,8 +49,8 @@ void __wrap_free(void* block) {
 
 }  // namespace kelflac_test
 
-#ifndef KELFLAC_SANITIZE_THREADS  // whose runtime library has one that can't be replaced
-/** Takes the place of the C++ library's. Its memory goes back by the other's delete. */
+#ifndef KELFLAC_SANITIZE_THREADS  // its run-time library has one that can't be replaced
+/** Replaces the C++ library's. That library's delete frees the memory. */
 void* operator new(size_t size, const std::nothrow_t&) noexcept {
     using namespace kelflac_test;
     void* const block = Fails() ? nullptr : Scribble(::operator new(size), size);

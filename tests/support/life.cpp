@@ -13,9 +13,9 @@
 namespace kelflac_test {
 
 using ::testing::AnyOf;
-constexpr int kMostReads = 2000;  // pieces of a fixed size that fit no buffer have no end
+constexpr int kMostReads = 2000;  // pieces too large for the buffer never end
 
-/** Outlives all that a life makes. */
+/** Outlives all that a life creates. */
 struct LeakCheck {
     ~LeakCheck() { EXPECT_EQ(heap_live, live); }
     const size_t live = heap_live;
@@ -82,7 +82,7 @@ static int Read(Demuxer& d, const Bytes& file, Life* life) {
     return 0;
 }
 
-/** Seeks to five times, with a read after each. Tells whether all worked. */
+/** Seeks to five times, with a read after each. True when all worked. */
 static bool Seeks(Demuxer& d, const Bytes& file, Life* life) {
     constexpr int64_t kMostSeekBytes = int64_t{1} << 32;
     const int64_t end = d.info.duration;
@@ -103,7 +103,7 @@ Life DemuxerLife(const Bytes& file, const Hook& hook) {
     heap_peak = check.live;
     Demuxer d(file, hook);
     const size_t peak = heap_peak - check.live;
-    // Once, a block may promise what is not there; it has less than 16 MiB, the ring 32 at most.
+    // One block may state bytes that are missing. It has below 16 MiB, the ring at most 32 MiB.
     constexpr size_t kBlock = 1 << 24, kRings = 3 * kBlock, kRest = 64 << 10;
     EXPECT_LE(peak, kRings + file.size() + kBlock + kRest);
     EXPECT_EQ(d.info.codec, d.err == 0 ? 0xF1AC : 0);
@@ -129,7 +129,7 @@ Life DemuxerLife(const Bytes& file, const Hook& hook) {
 Life PluginLife(const Bytes& file, const Hook& hook) {
     const LeakCheck check;
     const auto fails = std::exchange(allocation_fails, {});
-    Session s(Text("fLaC123456"));  // for all but its source and its extractor
+    Session s(Text("fLaC123456"));  // its source and extractor are replaced
     s.source.data = file;
     s.source.hook = hook;
     allocation_fails = fails;

@@ -1,5 +1,5 @@
-// A demuxer that reads and seeks by a look at one byte after another: slow, and plain to see. The
-// library gives the same answers and makes the same calls at its source, however it searches.
+// A slow and simple demuxer: it looks at one byte after another. The library must give the same
+// answers and make the same calls at its source.
 #pragma once
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 
 namespace kelflac_test {
 
-/** The library opens the stream. From then on it uses the reader's single operations alone. */
+/** The library opens the stream. After that it only calls operations of the reader. */
 struct Model : Demuxer {
     using Demuxer::Demuxer;
     KELFLACF_FAL* const fal = ctx != nullptr ? &ctx->fal : nullptr;
@@ -56,9 +56,9 @@ struct Model : Demuxer {
     }
 
   private:
-    /** Unsigned, so that sums, differences and products keep their low 64 bits. */
+    /** Unsigned: sums, differences and products keep their low 64 bits. */
     static uint64_t Wide(int64_t value) { return static_cast<uint64_t>(value); }
-    /** Divides as signed numbers; gives 0 by 0. */
+    /** Divides as signed numbers. Division by 0 gives 0. */
     static uint64_t Divide(uint64_t a, uint64_t b) {
         return b == 0 ? 0 : Wide(static_cast<int64_t>(a) / static_cast<int64_t>(b));
     }
@@ -78,7 +78,7 @@ struct Model : Demuxer {
     }
     static auto Kind(const KELFLACFD_FRM_HDR& h) { return std::tie(h.hz_code, h.ch, h.bits_code); }
 
-    /** False: the data ended. */
+    /** Returns false when the data ended. */
     bool FindFrame(uint32_t* length, uint64_t* number) {
         for (; fal->rd != fal->wr || fal->eof == 0; kelflacf_fal_skip(fal, 1)) {
             KELFLACFD_FRM_HDR hdr, next;
@@ -95,7 +95,7 @@ struct Model : Demuxer {
         return false;
     }
 
-    /** False: there is none in the buffered bytes. */
+    /** Returns false when the buffered bytes hold none. */
     bool FindLastFrame(uint64_t* number) {
         KELFLACFD_FRM_HDR hdr;
         uint32_t word = 0;
@@ -109,11 +109,11 @@ struct Model : Demuxer {
         return false;
     }
 
-    /** Probes from the reader's position on. Returns the number that the search ends with. */
+    /** Probes from the reader's position on. Returns the last number. */
     uint64_t Search(uint64_t target, uint64_t probe, uint64_t high_number, uint64_t high) {
         uint64_t low_number = 0, low = Wide(ctx->first_frm_pos), number = 0, step = 0;
-        std::vector<uint64_t> noted;  // of the numbers met, the first nine
-        bool full = false;            // from the tenth on; 0 then counts as met
+        std::vector<uint64_t> noted;  // the first nine numbers found
+        bool full = false;            // from the tenth number on; 0 then counts as found
         int repeats = 0;
         const auto distance = [&](uint64_t n) {
             return std::abs(static_cast<int64_t>(target - n));

@@ -1,5 +1,4 @@
-// The plug-in, linked in, in a framework's hands, as the tests drive it: with its source and its
-// log.
+// The plug-in, linked into the test program, and a framework that drives it, with source and log.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -33,15 +32,15 @@ inline std::string TakeLog() {
     return std::exchange(lines, {});
 }
 
-/** What one read gave. */
+/** The result of one read. */
 struct Packet {
     media_status_t status;
     Bytes bytes;
     std::string meta;  ///< As from Entries.
 };
 
-/** A player of the plug-in with its source and a format, for use also directly. A new
-    session empties the log. In the end the extractor is freed before its track. */
+/** A player of the plug-in with its source and a format. A new session empties the log. At the end
+    the extractor is freed before its track. */
 struct Session : OwnSource, Player {
     explicit Session(Bytes bytes, const Hook& hook = {})
         : OwnSource{MemorySource(std::move(bytes), hook)},
@@ -53,7 +52,7 @@ struct Session : OwnSource, Player {
     std::string TrackFormat() { return Entries(Player::TrackFormat(meta), meta); }
     std::string FileMeta() { return Entries(Player::FileMeta(meta), meta); }
     Packet Read(uint32_t options = 0, int64_t seek_us = 0) {  ///< Releases the buffer again.
-        if (!group->has_buffers(group->handle)) abort();      // the read would wait for ever
+        if (!group->has_buffers(group->handle)) abort();      // the read would never return
         const auto [status, b] = Next(options, seek_us);
         if (b == nullptr) return {status, {}, {}};
         const auto* data = static_cast<uint8_t*>(b->data(b->handle)) + b->range_offset(b->handle);

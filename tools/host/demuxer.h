@@ -6,15 +6,15 @@
 
 namespace kelflac_host {
 
-/** What one read gave. */
+/** The result of one read. */
 struct Frame {
     int status = 0;
-    std::vector<uint8_t> bytes;  ///< Empty unless a frame was delivered.
+    std::vector<uint8_t> bytes;  ///< Empty unless a frame was handed out.
     int64_t time = -1, next_time = -1;
     uint32_t length = 0;
 };
 
-/** One open over a source, which outlives it. Closed at the end of its scope. */
+/** One open over a source, which outlives it. Closes at the end of its scope. */
 struct DemuxerPlayer {
     explicit DemuxerPlayer(MemorySource* over, int64_t in_duration = 0) {
         _KELCMN_MFAL record = over->Record();
@@ -25,14 +25,14 @@ struct DemuxerPlayer {
     DemuxerPlayer& operator=(const DemuxerPlayer&) = delete;
 
     // For an open stream:
-    /** Reads to where the caller has `room`; to nowhere, it looks. Leaves the frame's bytes out. */
+    /** Reads to the caller's buffer of `room` bytes. A null buffer gives only length and times. */
     Frame ReadTo(uint8_t* to, int32_t room) const {
         Frame frame;
         frame.status =
             kelflacfd_get_frm(ctx, to, room, &frame.length, &frame.time, &frame.next_time);
         return frame;
     }
-    /** Without room it looks, and gives as many zeros. */
+    /** With a room of 0, only looks at the next frame, and returns as many zeros. */
     Frame Read(int32_t room = 102400) const {
         std::vector<uint8_t> bytes(static_cast<size_t>(room));
         Frame frame = ReadTo(room != 0 ? bytes.data() : nullptr, room);

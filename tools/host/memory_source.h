@@ -1,5 +1,5 @@
-// A file in memory for both seams: the demuxer's I/O callback record, and the framework's data
-// source. It writes every call down, and can misbehave in each way that a real source does.
+// A file in memory, as the demuxer's I/O callback record and as the framework's data source. It
+// records every call, and can misbehave in each way that a real source does.
 #pragma once
 
 #include <functional>
@@ -19,14 +19,14 @@ struct Call {
     int64_t arg;          ///< Open: the mode. Read: bytes wanted. Setpos: the target. Else 0.
     long long pos;        ///< The position before the call.
     int64_t result;       ///< Read: the count. Getpos, getsize: what is stored. Else the status.
-    int index;            ///< Among the calls of its kind, from 0.
+    int index;            ///< Number among the calls of one `op`, from 0.
 };
 
-/** Sees each call with its sound result before it takes effect, and may spoil it: fewer bytes or -1
-    for a read, -1 for an open or setpos, any size for a getsize. */
+/** Called with each call's valid result before the call takes effect. May change the result: fewer
+    bytes or -1 for a read, -1 for an open or setpos, any size for a getsize. */
 using Hook = std::function<void(Call&)>;
 
-/** The hook of a source that can't tell its size. */
+/** The hook of a source of unknown size. */
 inline void UnknownSize(Call& call) {
     if (call.op == "getsize") call.result = 0;
 }
@@ -43,9 +43,9 @@ inline Hook SpoilRead(int index, int64_t result) {
     };
 }
 
-/** As it stands a sound file: accepts any position and gives 0 bytes outside its data. A read
-    scribbles over what it leaves unfilled of the buffer, as a source may, so that a reader that
-    asks for more than it has room for is found out. The source is its own one handle. */
+/** Without a hook a valid file: it accepts any position and gives 0 bytes outside its data. A read
+    overwrites the rest of the buffer, as a source may. So a reader that asks for too many bytes is
+    noticed. The source is its own handle. */
 class MemorySource : public host::DataSource {
   public:
     using Bytes = std::vector<uint8_t>;
@@ -53,28 +53,28 @@ class MemorySource : public host::DataSource {
     explicit MemorySource(Bytes bytes = {}, Hook with = {})
         : data(std::move(bytes)), hook(std::move(with)) {}
 
-    /** The demuxer's seam. Zero but for the parameter and the callbacks of Call::op. */
+    /** The demuxer's record. Only `open_param` and the callbacks of Call::op are set. */
     _KELCMN_MFAL Record();
-    /** The framework's seam, by slots(). A size of 0 is one that can't be told. */
+    /** The framework's calls, through slots(). A size of 0 means unknown. */
     ssize_t readAt(off64_t offset, void* to, size_t size) override;
     android::status_t getSize(off64_t* size) override;
 
-    /** The calls as lines "read 4096 @0 = 100": op, arg, position, result. `ops` names the kinds
-        wanted, as in "read setpos"; empty: all. */
+    /** The calls as lines "read 4096 @0 = 100": op, arg, position, result. `ops` names the wanted
+        ones, as in "read setpos". Empty: all. */
     std::vector<std::string> Lines(std::string_view ops = {}) const;
 
-    Bytes data;  ///< May change between calls, and grow in the hook.
+    Bytes data;  ///< May change between calls. The hook may make it longer.
     Hook hook;
-    bool keeps_calls = true;  ///< False: only the hook sees them. For long runs, and timed ones.
-    bool scribbles = true;  ///< False: a read leaves the rest of the buffer alone. For timed runs.
+    bool keeps_calls = true;  ///< False: calls are not recorded, for long or timed runs.
+    bool scribbles = true;    ///< False: reads leave the rest of the buffer, for timed runs.
     uint8_t scribble = 0xA5;
     std::vector<Call> calls;                 ///< In order; may be cleared at any time.
-    std::map<std::string_view, int> counts;  ///< Calls of each kind, the next index; may be reset.
+    std::map<std::string_view, int> counts;  ///< The number of calls of each `op`; may be reset.
     long long pos = 0;
 
   private:
     static MemorySource* Of(void* fp) { return static_cast<MemorySource*>(fp); }
-    /** Returns what the call is to give. */
+    /** Returns the call's result. */
     int64_t Note(std::string_view op, int64_t arg, int64_t sound) {
         return keeps_calls || hook ? NoteDown(op, arg, sound) : sound;
     }
@@ -82,7 +82,7 @@ class MemorySource : public host::DataSource {
     int Read(void* to, int wanted);
 };
 
-/** A base for what owns its source, before the base that plays over it. */
+/** First base of a class that owns its source. */
 struct OwnSource {
     MemorySource source;
 };

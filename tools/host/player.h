@@ -1,4 +1,4 @@
-// Plays the framework: one source in a plug-in's hands, through the callback tables alone.
+// Plays the framework: drives a plug-in over one source, only through the callback tables.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@
 
 namespace kelflac_host {
 
-/** Gives things of the platform back. */
+/** Frees objects of the platform. */
 struct Deleter {
     void operator()(AMediaFormat* format) const { AMediaFormat_delete(format); }
     void operator()(android::CMediaBuffer* buffer) const { buffer->release(buffer->handle); }
@@ -28,16 +28,16 @@ struct Deleter {
 template <class Thing>
 using Owned = std::unique_ptr<Thing, Deleter>;
 
-/** What one read gave. The buffer is released with it, and must be before the next read. */
+/** The result of one read. It releases its buffer. Destroy it before the next read. */
 struct Read {
     media_status_t status;
     Owned<android::CMediaBuffer> buffer;  ///< Null unless the status is AMEDIA_OK.
 };
 
-/** One source's life in a plug-in, by hand: its parts may be taken out and replaced. The source
-    outlives it. One thread at a time, where the plug-in doesn't allow for more. */
+/** One source's life in a plug-in, step by step. The members may be taken out and replaced. The
+    source outlives it. Use it from one thread at a time, unless the plug-in allows more. */
 struct Player {
-    /** Sniffs the source, and has an extractor made when it is claimed. */
+    /** Sniffs the source, and makes an extractor if it is claimed. */
     Player(const android::ExtractorDef& plugin, android::CDataSource* source) {
         float confidence = 0;
         const auto create = plugin.u.v3.sniff(source, &confidence, nullptr, nullptr);
@@ -47,22 +47,22 @@ struct Player {
     // For a claimed source:
     size_t CountTracks() const { return extractor->countTracks(extractor->data); }
     uint32_t Flags() const { return extractor->flags(extractor->data); }
-    /** Fills `to`. Returns the extractor's status. */
+    /** Fills `to` with the track format. Returns the extractor's status. */
     media_status_t TrackFormat(AMediaFormat* to) const {
         return extractor->getTrackMetaData(extractor->data, to, 0, 0);
     }
-    /** Likewise, with the tags and the art. */
+    /** Fills `to` with the tags and the art. Returns the extractor's status. */
     media_status_t FileMeta(AMediaFormat* to) const {
         return extractor->getMetaData(extractor->data, to);
     }
-    /** Makes the track, where there is none, and starts it. Returns the track's status;
-        AMEDIA_ERROR_INVALID_OBJECT where none can be had. */
+    /** Makes the track if there is none, and starts it. Returns the track's status, or
+        AMEDIA_ERROR_INVALID_OBJECT if there is no track. */
     media_status_t Start() {
         if (track == nullptr) track.reset(extractor->getTrack(extractor->data, 0));
         if (track == nullptr || group == nullptr) return AMEDIA_ERROR_INVALID_OBJECT;
         return track->start(track->data, group.get());
     }
-    /** Reads on, or with SEEK among the options from `seek_us`. The track must be started. */
+    /** Reads the next buffer, with SEEK in the options at `seek_us`. The track must be started. */
     Read Next(uint32_t options = 0, int64_t seek_us = 0) const {
         android::CMediaBuffer* buffer = nullptr;
         const media_status_t status = track->read(track->data, &buffer, options, seek_us);
@@ -75,8 +75,8 @@ struct Player {
     Owned<android::CMediaTrack> track;
 };
 
-/** Empties a format. Its entries, as "rate=1, time=1L, mime='audio/flac', csd-0=<bytes>, "; the
-    status when that is not AMEDIA_OK. */
+/** Returns the entries of a format, "rate=1, time=1L, mime='audio/flac', csd-0=<bytes>, ", and
+    clears it. Returns the status instead if that is not AMEDIA_OK. */
 inline std::string Entries(media_status_t status, AMediaFormat* format) {
     if (status != AMEDIA_OK) return std::to_string(status);
     constexpr const char* kMarks[][2] = {{"=", ""}, {"=", "L"}, {"='", "'"}, {"=<", ">"}};

@@ -29,9 +29,9 @@ Bytes Comment(const std::string& text) {
     return Cat({Le(text.size(), 4), Text(text)});
 }
 
-constexpr uint32_t kMostComments = 0xFFFFFFFF;  // so that the block's end ends them
+constexpr uint32_t kMostComments = 0xFFFFFFFF;  // comments go on to the block's end
 
-/** A block of comments as they stand. */
+/** A comment block of these encoded comments. */
 Bytes CommentsBlock(const std::vector<Bytes>& comments, uint32_t count = kMostComments) {
     return MetaBlock(kVorbisComment, Cat({Le(0, 4), Le(count, 4), Cat(comments)}));
 }
@@ -48,8 +48,8 @@ Bytes Framed(const std::vector<Bytes>& blocks) {
     return Cat(parts);
 }
 
-/** Each key: its comment again and again, empty and with a digit; a huge first value, then empty
-    ones, in one block and in a block each. */
+/** For each key: the same comment many times, empty or with a digit; or a huge first value, then
+    empty ones, in one block or in a block each. */
 Streams SameKey(size_t size) {
     Streams out;
     for (const std::string key :
@@ -79,7 +79,7 @@ Streams Comments(size_t size) {
     };
 }
 
-/** Blocks that state 16 MiB and are cut off after a few bytes. */
+/** Blocks that state 16 MiB but end after a few bytes. */
 Streams Promises() {
     const auto cut = [](int type, const Bytes& body) {
         const Bytes info = MetaBlock(kStreamInfo, StreamInfoBody({}));
@@ -93,7 +93,7 @@ Streams Promises() {
     };
 }
 
-/** A block for each eight bytes of `size`, 2^16 for 512 KiB, each as short as the walk takes it. */
+/** A block for each eight bytes of `size`, 2^16 for 512 KiB, each as short as the reader allows. */
 Streams Blocks(size_t size) {
     const auto blocks = [size](const Bytes& block) {
         return Framed({Repeat(block, size / 8 * block.size())});
@@ -116,7 +116,7 @@ Streams Blocks(size_t size) {
     return out;
 }
 
-/** About `size` bytes of one frame. Frames numbered 0 are searched for as long as they come. */
+/** About `size` bytes of one repeated frame. Frames numbered 0 never end the countdown. */
 Bytes Frames(uint32_t max_frame, const Bytes& frame, size_t size) {
     StreamInfo info = {4096, 4096, 0, 44100, 2, 16, max_frame, size};
     return StreamBuilder(info).Raw(Repeat(frame, size)).Build();
@@ -151,7 +151,7 @@ Bytes CostlyStream(int kind, size_t size, uint32_t max_frame) {
         const Bytes more =
             kind == kRandom ? Be(NextRandom(random), 8) : FalseHeader(kind, index, random);
         junk.insert(junk.end(), more.begin(), more.end());
-        // A pair of each kind, then nothing until they come again a ring later.
+        // A pair of each kind, then zeros until they come again a ring later.
         if (kind == kPairs && (index + 1) % (2 * kHeaderKinds) == 0)
             junk.resize(junk.size() + size_t{2} * max_frame);
     }

@@ -1,5 +1,5 @@
-// Streams that cost more than they look: bytes that make a search for headers work, and one thing
-// of a file repeated until the file is as large as wanted.
+// Streams of high cost: bytes that make a search for headers work, and one part of a file repeated
+// up to the wanted size.
 #pragma once
 
 #include "tools/streams/hostile_streams.h"
@@ -24,14 +24,13 @@ constexpr const char* kCostlyKinds[kCostlyKindCount] = {
     `max_frame` bytes. */
 Bytes CostlyStream(int kind, size_t size, uint32_t max_frame);
 
-/** Streams that grow as `size` does, in a fixed order: the same comment, block, tag or frame again
-    and again, or a huge one and then small ones. Most have about `size` bytes. Some have as many
-    blocks or frames as are wanted, up to 20 times as many bytes. The work that they make must grow
-    as their size does. */
+/** Streams that grow with `size`, in a fixed order: the same comment, block, tag or frame many
+    times, or a huge one and then small ones. Most have about `size` bytes. Some need up to 20 times
+    as many for enough blocks or frames. Their cost must grow as their size. */
 std::vector<NamedStream> RepeatingStreams(size_t size);
 
-/** A file of `size` bytes, half of them the digits of a date, then comments "DATE=", or "DATF="
-   with `other_key`; in one block, or in `blocks` a block for each comment. */
+/** A file of `size` bytes. Half of them are the digits of a date. Then come comments "DATE=", or
+    "DATF=" with `other_key`. With `in_blocks` each comment has a block of its own. */
 Bytes DateStream(size_t size, bool other_key, bool in_blocks);
 
 }  // namespace kelflac_streams

@@ -23,8 +23,8 @@ Pcm MakePcm(size_t length, uint32_t channels, uint32_t bits, uint32_t rate) {
 }
 
 Bytes Encode(const Pcm& pcm, uint32_t blocksize, StreamBuilder metadata, bool total_known) {
-    constexpr ptrdiff_t kInfo = 8, kInfoBytes = 34, kTotal = 13;  // STREAMINFO; the last within it
-    Bytes bare(5 * pcm.samples.size() + 100000);                  // no encoding is larger
+    constexpr ptrdiff_t kInfo = 8, kInfoBytes = 34, kTotal = 13;  // STREAMINFO, and the total in it
+    Bytes bare(5 * pcm.samples.size() + 100000);                  // larger than any encoding
     std::FILE* const file = fmemopen(bare.data(), bare.size(), "wb");  // libFLAC closes it
     FLAC__StreamEncoder* const e = FLAC__stream_encoder_new();
     FLAC__stream_encoder_set_streamable_subset(e, false);
@@ -37,12 +37,12 @@ Bytes Encode(const Pcm& pcm, uint32_t blocksize, StreamBuilder metadata, bool to
     FLAC__stream_encoder_process_interleaved(e, pcm.samples.data(), length);
     FLAC__stream_encoder_finish(e);
     FLAC__stream_encoder_delete(e);
-    const std::vector<FrameSpan> frames = Decode(bare).frames;  // zeros follow the last
+    const std::vector<FrameSpan> frames = Decode(bare).frames;  // zeros follow the last frame
     const size_t audio = frames.at(0).offset, end = frames.back().offset + frames.back().size;
     Bytes stream = metadata.Raw({&bare[audio], &bare[end]}).Build();
     std::copy_n(bare.begin() + kInfo, kInfoBytes, stream.begin() + kInfo);
     if (total_known) return stream;
-    stream[kInfo + kTotal] &= 0xF0;  // the high nibble belongs to the sample size
+    stream[kInfo + kTotal] &= 0xF0;  // keeps the high nibble, of the sample size
     std::fill_n(stream.begin() + kInfo + kTotal + 1, 4, uint8_t{0});
     return stream;
 }
@@ -61,7 +61,7 @@ static auto TakeFrame(const FLAC__StreamDecoder* decoder, const FLAC__Frame* fra
         out.samples.push_back(planes[i % h.channels][i / h.channels]);
     const size_t start = out.frames.back().offset, end = Position(decoder);
     out.frames.back() = {start, end - start, h.number.sample_number, h.blocksize};
-    out.frames.push_back({end, 0, 0, 0});  // the next one's start
+    out.frames.push_back({end, 0, 0, 0});  // the start of the next frame
     return FLAC__STREAM_DECODER_WRITE_STATUS_CONTINUE;
 }
 

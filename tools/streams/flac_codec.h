@@ -1,4 +1,4 @@
-// Real FLAC streams, and an independent account of them, by way of libFLAC.
+// Real FLAC streams, encoded and decoded by libFLAC.
 #pragma once
 
 #include "tools/streams/stream_builder.h"
@@ -10,15 +10,15 @@ struct Pcm {
     uint32_t channels = 2, bits = 16, rate = 44100;
 };
 
-/** `length` samples per channel of tones with some noise; the same for the same arguments. */
+/** `length` samples per channel of tones and noise. The same arguments give the same samples. */
 Pcm MakePcm(size_t length, uint32_t channels = 2, uint32_t bits = 16, uint32_t rate = 44100);
 
-/** libFLAC's STREAMINFO (its sample count 0 unless `total_known`), the blocks of `metadata` and
-    libFLAC's frames. Throws std::out_of_range when libFLAC does not encode such a stream. */
+/** libFLAC's STREAMINFO, the blocks of `metadata` and libFLAC's frames. Without `total_known` the
+    sample count is 0. Throws std::out_of_range when libFLAC can't encode such a stream. */
 Bytes Encode(const Pcm& pcm, uint32_t blocksize = 4096, StreamBuilder metadata = StreamBuilder{},
              bool total_known = true);
 
-/** Where a frame lies in its file, and its samples. */
+/** A frame's place in its file, and its samples. */
 struct FrameSpan {
     size_t offset, size;
     uint64_t first_sample;
@@ -27,14 +27,14 @@ struct FrameSpan {
 
 struct Decoded {
     std::vector<int32_t> samples;   ///< As in Pcm.
-    std::vector<FrameSpan> frames;  ///< Each from the end of the one before.
+    std::vector<FrameSpan> frames;  ///< Each begins where the one before ends.
     bool md5_ok = false;            ///< Also true when STREAMINFO holds no MD5.
-    int errors = 0;                 ///< Lost syncs, bad checksums.
+    int errors = 0;                 ///< Lost syncs and bad checksums.
 };
 
 Decoded Decode(Bytes stream);
 
-/** Audio that libFLAC has encoded. */
+/** Audio encoded by libFLAC. */
 struct EncodedStream {
     Pcm pcm;
     uint32_t block;
@@ -47,8 +47,8 @@ struct EncodedStream {
     }
 };
 
-/** `length` samples of 1 to 8 channels: with each number of channels other sizes, other rates, tags
-    or none, a sample count or none. */
+/** `length` samples of 1 to 8 channels. Each number of channels has its own sample size and rate.
+    Some have tags, some a sample count. */
 EncodedStream EncodeKind(uint32_t channels, size_t length);
 
 }  // namespace kelflac_streams

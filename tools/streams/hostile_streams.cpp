@@ -14,7 +14,7 @@ Bytes Amid(StreamBuilder blocks = StreamBuilder{}) {
     return blocks.Comments({"TITLE=t"}).Frames(0, 3, kFrameBytes).Build();
 }
 
-/** Three frames behind blocks of any kind and order. */
+/** Three frames after blocks of any kind and order. */
 Bytes Framed(const std::vector<Bytes>& blocks) {
     const Bytes sound = Amid();
     return Cat({Text("fLaC"), Cat(blocks), {sound.end() - kFramesBytes, sound.end()}});
@@ -24,13 +24,13 @@ Bytes InfoBlock(const StreamInfo& info, int type = kStreamInfo) {
     return MetaBlock(type, StreamInfoBody(info));
 }
 
-/** A number of `bits` bits in a file, and the file with another in its place. */
+/** A number of `bits` bits in a file. Makes files with another number in its place. */
 struct Field {
     std::string title, name, unit;  // "PADDING states", "bytes"
     int bits;
     uint64_t fits;
     std::function<Bytes(uint32_t)> stream;
-    uint64_t zero = 0;  // what 0 stands for
+    uint64_t zero = 0;  // the meaning of 0
 };
 
 Field BlockLength(const std::string& block, int type, const Bytes& body) {
@@ -67,7 +67,7 @@ Bytes Picture(Maybe32 mime, Maybe32 description, Maybe32 data) {
 std::vector<Field> Fields() {
     const Bytes info = StreamInfoBody({}), sound = Amid();
     return {
-        {"An ID3v2 tag of 20 bytes is in front. Of its size field seven bits in each byte count.",
+        {"An ID3v2 tag of 20 bytes comes first. Each byte of its size has seven bits.",
          "ID3v2 size field of", "", 32, 20,
          [=](uint32_t v) {
              return Cat({Text("ID3"), {4, 0, 0}, Be(v, 4), Bytes(20), sound});
@@ -83,7 +83,7 @@ std::vector<Field> Fields() {
         BlockLength("VORBIS_COMMENT", kVorbisComment, CommentsBody({"DATE=9"})),
         BlockLength("CUESHEET", kCueSheet, Bytes(10)),
         BlockLength("PICTURE", kPicture, PictureBody({Text("P")})),
-        {"The vendor text in front of the comments states another length than its 6 bytes.",
+        {"The vendor text before the comments states another length than its 6 bytes.",
          "vendor text states", "bytes", 32, 6, [](uint32_t v) { return Comments(v, 3, 7); }},
         {"A block of 3 comments states another number of them.", "VORBIS_COMMENT states",
          "comments", 32, 3, [](uint32_t v) { return Comments(6, v, 7); }},
@@ -108,9 +108,9 @@ std::vector<Field> Fields() {
     };
 }
 
-/** What comes before the frames, in an odd order, number or relation. */
+/** Metadata in an odd order, number or relation. */
 Streams Metadata() {
-    const Bytes marker = Text("fLaC"), sound = Amid(), sound_behind(sound.begin() + 4, sound.end()),
+    const Bytes marker = Text("fLaC"), sound = Amid(), rest(sound.begin() + 4, sound.end()),
                 info = InfoBlock({}), small = InfoBlock({8, 8}),
                 variable_8 = InfoBlock({4096, 1152}, 8),
                 large_8 = InfoBlock({4096, 4096, 0, 1, 1, 8, 0xFFFFFF}, 8),
@@ -120,7 +120,7 @@ Streams Metadata() {
                 date = MetaBlock(kVorbisComment, CommentsBody({"DATE=9"})),
                 title = MetaBlock(kVorbisComment | kLastBlockFlag, CommentsBody({"TITLE=t"}));
     return {
-        {"marker in lower case", Cat({Text("flac"), sound_behind})},
+        {"marker in lower case", Cat({Text("flac"), rest})},
         {"8 MiB of zeros after the marker", Cat({marker, Bytes(8 << 20)})},
         {"100,000 bytes of ones after the marker", Cat({marker, Bytes(100000, 0xFF)})},
         {"ID3v2 tag of 3 MiB", Cat({Id3v2(3 << 20), sound})},
@@ -168,23 +168,23 @@ Streams Crowds() {
     };
 }
 
-/** 1501 frames of 40 bytes with these numbers, in a stream that states as many: seeks go astray. */
+/** 1501 frames of 40 bytes with these numbers, which lead seeks to wrong places. */
 Bytes NumberedStream(const std::function<uint64_t(uint64_t)>& number) {
     StreamBuilder frames({4096, 4096, 0, 44100, 2, 16, 30000, uint64_t{1501} * 4096});
     for (uint64_t i = 0; i <= 1500; i++) frames.Frames(number(i), 1, 40);
     return frames.Build();
 }
 
-/** Frames too large, changed, with something behind them, or with numbers that lead astray. */
+/** Frames too large, changed, with bytes after them, or with numbers that mislead seeks. */
 Streams Frames() {
     const Bytes tag = Cat({Text("TAG"), Bytes(125, 't')}), tags = Cat({tag, tag}), none;
     const StreamInfo untimed = {4096, 4096, 0, 44100, 2, 16, {}, 0};
     const StreamInfo stated = {4096, 4096, 0, 44100, 2, 16, kFrameBytes};
     const FrameHeader deep = {0, {}, 0xFFF8, 12, 0, 9, 0, 1, 7};
     const Bytes other_rate = FrameBytes({3, {}, 0xFFF8, 12, 0, 10}, 200);
-    const auto three = [](const StreamInfo& info, size_t second, const Bytes& behind) {
+    const auto three = [](const StreamInfo& info, size_t second, const Bytes& after) {
         StreamBuilder out = StreamBuilder(info).Frames(0, 1, kFrameBytes);
-        return out.Frames(1, 1, second).Frames(2, 1, kFrameBytes).Raw(behind).Build();
+        return out.Frames(1, 1, second).Frames(2, 1, kFrameBytes).Raw(after).Build();
     };
     return {
         {"frame above the stated maximum", three(stated, 201, none)},
@@ -208,7 +208,7 @@ Streams Frames() {
     };
 }
 
-/** Three frames, the second with another header than its neighbours. */
+/** Three frames. The second has another header than the others. */
 Streams SecondFrames() {
     const std::pair<std::string, void (*)(FrameHeader&)> changes[] = {
         {"another block size", [](auto& h) { h.block_code = 11; }},
@@ -231,7 +231,7 @@ Streams SecondFrames() {
     return out;
 }
 
-/** A file of a picture and two frames, cut where another part of it begins, and just before. */
+/** A file of a picture and two frames, cut at the start of each part and one byte before. */
 Streams CutFiles() {
     const Bytes sound = StreamBuilder{}.Picture({Text("P")}).Frames(0, 2, 60).Build();
     Streams out;
@@ -242,7 +242,7 @@ Streams CutFiles() {
     return out;
 }
 
-/** The first frame's header has `n` bytes before the end of the first chunk that is read. */
+/** `n` bytes of the first frame's header are in the first chunk. */
 Streams CutByTheFirstChunk() {
     Streams out;
     for (size_t n = 3; n <= 8; n++) {
@@ -253,7 +253,7 @@ Streams CutByTheFirstChunk() {
     return out;
 }
 
-/** Headers of which `n` bytes are the file's last. */
+/** The file ends with the first `n` bytes of a header. */
 Streams CutByTheFile(const Bytes& longest) {
     Streams out;
     for (size_t n = 1; n <= longest.size(); n++) {
@@ -264,7 +264,7 @@ Streams CutByTheFile(const Bytes& longest) {
     return out;
 }
 
-/** Headers of which `n` bytes are the last of a ring of 8 KiB. */
+/** A ring of 8 KiB ends with the first `n` bytes of a header. */
 Streams CutByTheRing(const FrameHeader& header, size_t longest) {
     constexpr size_t kSize = 4000, kPaddingBytes = 8192 - 46 - kSize;
     Streams out;
@@ -276,7 +276,7 @@ Streams CutByTheRing(const FrameHeader& header, size_t longest) {
     return out;
 }
 
-/** The field at 0, 1, around what fits, and around half of its range. */
+/** The field at 0, 1, near the value that fits, and near half of its range. */
 StreamGroup Extremes(const Field& field) {
     StreamGroup out = {field.title, {}};
     const uint64_t half = uint64_t{1} << (field.bits - 1);
@@ -322,7 +322,7 @@ std::vector<StreamGroup> HostileGroups() {
         {"Marker, ID3v2 tag and blocks are missing, twice or in an odd order.", Metadata()});
     out.push_back({"More pictures, blocks or comments than there should be.", Crowds()});
     out.push_back(
-        {"Frames are too large or change, something follows them, or their numbers lead astray.",
+        {"Frames are too large or change, bytes follow them, or their numbers mislead seeks.",
          Frames()});
     out.push_back({"The second of three frames has another header.", SecondFrames()});
     out.push_back(

@@ -1,5 +1,5 @@
-// Streams that are wrong on purpose: each length and count of a file at the values that parsers
-// trip over, fields of STREAMINFO at their extremes, and faults that other parsers have had.
+// Streams that are wrong on purpose: each length and count of a file at values where parsers fail,
+// fields of STREAMINFO at their extremes, and faults known from other parsers.
 #pragma once
 
 #include "tools/streams/stream_builder.h"
@@ -7,27 +7,27 @@
 namespace kelflac_streams {
 
 struct NamedStream {
-    std::string name;  ///< Plain words that tell what is wrong, fit for a file name.
+    std::string name;  ///< What is wrong, in words that can be a file name.
     Bytes bytes;
 };
 
-/** Streams that try one thing. */
+/** Streams that test one thing. */
 struct StreamGroup {
-    std::string title;  ///< What they try, as a sentence.
+    std::string title;  ///< What they test, as a sentence.
     std::vector<NamedStream> streams;
 };
 
-/** All of them, in a fixed order. */
+/** All groups, in a fixed order. */
 std::vector<StreamGroup> HostileGroups();
-std::vector<NamedStream> HostileStreams();  ///< Those of each group.
+std::vector<NamedStream> HostileStreams();  ///< The streams of all groups.
 
-/** A seek to kCreepingUs meets frames whose numbers creep towards its target's and never reach it.
-    The last number is so large that each step is short, and the next probe crosses as much again.
+/** A seek to kCreepingUs finds frames whose numbers come nearer to its target's but never reach it.
+    The last number is so large that each step is short, and each probe reads the same bytes again.
  */
 Bytes CreepingStream();
 constexpr int64_t kCreepingUs = 9'287'981'858;
 
-/** A number with its unit, which is given in the plural: "1 byte", "30,000 bytes". */
+/** A number with its unit: "1 byte", "30,000 bytes". `unit` is in the plural. */
 std::string Counted(uint64_t number, const std::string& unit);
 
 }  // namespace kelflac_streams

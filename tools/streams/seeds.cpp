@@ -1,5 +1,5 @@
-// Writes small inputs for the fuzz targets, a folder in DIR for each, as fuzz/fuzzing.h reads them;
-// among them the FILEs.  Usage: kelflac_seeds DIR [FILE...]
+// Writes small inputs for the fuzz targets, in the form of fuzz/faulty_source.h, to a folder in DIR
+// for each target. Adds the FILEs to them.  Usage: kelflac_seeds DIR [FILE...]
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr size_t kLargest = 64 << 10;  // mutations of larger files take too long
+constexpr size_t kLargest = 64 << 10;  // larger files make mutations too slow
 constexpr uint32_t kWrongSize = 1 << 20;
 
 /** How a source misbehaves. */
@@ -23,7 +23,7 @@ struct Faults {
     uint32_t zeros = 0, zeros_at = 0;  ///< Put into the file.
 };
 
-/** A file's bytes, then, backwards, the faults and the steps of the target. */
+/** A file's bytes, then the faults and the steps of the target, backwards. */
 void Write(const fs::path& folder, const std::string& name, const Bytes& file,
            const Bytes& steps = {}, const Faults& f = {}) {
     if (file.size() > kLargest) return;
@@ -54,10 +54,10 @@ void AddStreams(std::vector<NamedStream>* streams) {
 void WriteStreams(const fs::path& folder, const std::vector<NamedStream>& streams) {
     const auto seek = [](uint64_t time) { return Cat({{0x88}, Be(time, 8), {0}}); };
     const Bytes seeks = Cat({seek(300000), seek(UINT64_MAX), seek(INT64_MAX)});
-    // Queries, a start, a read, the seeks, a second start, all that is left, another track.
+    // Queries, a start, a read, the seeks, a second start, reads to the end, another track.
     const Bytes queries = {0, 1, 2, 3, 0x81, 0x84, 4, 5}, restart = {6, 6}, again = {7, 4, 6, 8};
     const Bytes play = Cat({queries, {6, 8}, seeks, restart, Bytes(6, 15), again});
-    // The stream's own duration; reads, a look, seeks, smaller buffers, all that is left.
+    // The stream's own duration; reads, a look, seeks, smaller buffers, reads to the end.
     const Bytes steps = {0, 5, 6, 128, 0, 0xC0, 0xF0, 7};
     const Bytes walk = Cat({Bytes(8), steps, Be(999999, 8), Bytes(6, 4)});
     const Faults faults[] = {{}, {1}, {3, {8 * 20 + 1, 0, 0, 2}}, {0, {0, 0, 4, 3, 0}, 5000, 60}};
@@ -70,7 +70,7 @@ void WriteStreams(const fs::path& folder, const std::vector<NamedStream>& stream
     }
 }
 
-/** Blocks with each length in turn at its extremes. */
+/** Blocks in which one length after another has its extremes. */
 void WriteTags(const fs::path& folder) {
     const Bytes rest = Bytes(100, 'r');
     for (const uint32_t n : {0U, 4U, 20U, 99U, 200U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
@@ -81,7 +81,7 @@ void WriteTags(const fs::path& folder) {
                                 PictureBody({rest, 3, "m", "d", {}, n}),
                                 PictureBody({rest, 3, "m", "d", {}, {}, n})};
         for (uint8_t i = 0; i < 12; ++i) {
-            // The kind of block, its place, and how many bytes before the file's end it ends.
+            // The kind of block, its place, and the bytes from its end to the file's end.
             const Bytes step = {i / 2 < 3 ? uint8_t{0} : uint8_t{1}, 0, 0, 0, 20};
             Write(folder / "tags", std::to_string(i) + "-" + std::to_string(n),
                   Cat({blocks[i / 2], Bytes(20)}), step, {static_cast<uint8_t>(i % 2)});
@@ -90,7 +90,7 @@ void WriteTags(const fs::path& folder) {
     Write(folder / "tags", "long", CommentsBody({"TITLE=" + std::string(9000, 'x')}));
 }
 
-/** The seeds of each target, with those of some real files. */
+/** The seeds of each target, with some from real files. */
 void WriteSeeds(const fs::path& folder, const std::vector<fs::path>& files) {
     std::vector<NamedStream> streams = HostileStreams();
     AddStreams(&streams);

@@ -79,10 +79,10 @@ Bytes Id3v2(uint32_t payload, int flags, bool footer) {
 }
 
 Bytes CodedNumber(uint64_t number, int count) {
-    constexpr int kValueBits[] = {0, 7, 11, 16, 21, 26, 31, 36};  // by count
+    constexpr int kValueBits[] = {0, 7, 11, 16, 21, 26, 31, 36};  // by the number of bytes
     for (int n = 1; count == 0; n++) count = n == 7 || number >> kValueBits[n] == 0 ? n : 0;
     if (count == 1) return {static_cast<uint8_t>(number & 0x7F)};
-    // As many leading ones as there are bytes, a zero, then the number, six bits to a byte.
+    // As many leading ones as bytes, a zero, then the number, six bits in each later byte.
     Bytes out = Be(0xFF00U >> count | (number >> (6 * (count - 1)) & 0x7FU >> count), 1);
     for (int i = count - 2; i >= 0; i--)
         out.push_back(static_cast<uint8_t>(0x80 | (number >> (6 * i) & 0x3F)));
@@ -108,7 +108,7 @@ Bytes HeaderBytes(const FrameHeader& h) {
 Bytes FrameBytes(const FrameHeader& header, size_t size) {
     Bytes out = Cat({HeaderBytes(header), {header.subframe}});
     if (out.size() > size) throw std::invalid_argument("frame too small for its header");
-    uint64_t state = (header.number * 2 + 1) * 0x9E3779B97F4A7C15;  // spread; odd, so never 0
+    uint64_t state = (header.number * 2 + 1) * 0x9E3779B97F4A7C15;  // odd, so never 0
     while (out.size() < size) out.push_back(static_cast<uint8_t>(NextRandom(state) % 0xFF));
     return out;
 }

@@ -1,5 +1,5 @@
-// Builds FLAC streams (RFC 9639) byte by byte, sound or wrong on purpose, with no code of the
-// library. Values wider than their field lose their high bits.
+// Builds valid and invalid FLAC streams (RFC 9639) byte by byte, with no code of the library.
+// Values wider than their field lose their high bits.
 #pragma once
 
 #include <cstdint>
@@ -16,11 +16,11 @@ using Maybe32 = std::optional<uint32_t>;
 Bytes Hex(const std::string& pairs);  ///< "FF F8 C9": digit pairs, one blank between two.
 Bytes Text(const std::string& text);  ///< Its characters, without a terminator.
 Bytes Be(uint64_t value, int count);  ///< The low `count` bytes, most significant first.
-Bytes Le(uint64_t value, int count);  ///< Likewise, least significant first.
+Bytes Le(uint64_t value, int count);  ///< The same, least significant first.
 Bytes Cat(const std::vector<Bytes>& parts);
 uint64_t NextRandom(uint64_t& state);  ///< A fixed xorshift sequence; `state` is never 0.
 
-/** STREAMINFO (8.2). Unset members follow from a StreamBuilder's frames, and are 0 without one. */
+/** STREAMINFO (8.2). A StreamBuilder sets unset members from its frames. Else they are 0. */
 struct StreamInfo {
     uint32_t min_block = 4096, max_block = 4096, min_frame = 0;
     uint32_t rate = 44100, channels = 2, bits = 16;
@@ -29,7 +29,7 @@ struct StreamInfo {
     Bytes md5 = Bytes(16);
 };
 
-/** PICTURE (8.8). A stated length, where set, replaces the true one. */
+/** PICTURE (8.8). A stated length, if set, replaces the true one. */
 struct PictureSpec {
     Bytes data = {};
     uint32_t type = 3;  ///< Front cover.
@@ -44,29 +44,29 @@ Bytes PictureBody(const PictureSpec& picture);
 Bytes CommentsBody(const Texts& comments, const std::string& vendor = "vendor",
                    Maybe32 stated_count = {});
 Bytes MetaBlock(int type, const Bytes& body, Maybe32 stated_length = {});
-/** An ID3v2.4 tag around zeros. A footer sets its flag; `payload` does not count its 10 bytes. */
+/** An ID3v2.4 tag of `payload` zeros. With a footer, its flag is set and 10 bytes follow. */
 Bytes Id3v2(uint32_t payload, int flags = 0, bool footer = false);
 
-/** A frame header (9.1); as it stands: 4096 samples, 44.1 kHz, left/right stereo, 16 bits. */
+/** A frame header (9.1). By default 4096 samples, 44.1 kHz, left/right stereo, 16 bits. */
 struct FrameHeader {
     uint64_t number = 0;
-    Bytes raw_number = {};                     ///< Where not empty: replaces the coded number.
+    Bytes raw_number = {};                     ///< If not empty, replaces the coded number.
     uint32_t sync = 0xFFF8;                    ///< Sync code, reserved bit, blocking strategy.
     uint32_t block_code = 12, block_tail = 0;  ///< Codes 6, 7 write the tail, block size - 1.
     uint32_t rate_code = 9, rate_tail = 0;     ///< Codes 12, 13, 14 write the tail.
     uint32_t assignment = 1;                   ///< Channels - 1, or 8 to 10: decorrelated stereo.
-    uint32_t bits_code = 4, reserved = 0, crc_error = 0;  ///< The last: XORed onto the right CRC-8.
-    uint8_t subframe = 0x02;  ///< First byte behind the header: a verbatim subframe.
+    uint32_t bits_code = 4, reserved = 0, crc_error = 0;  ///< crc_error: XORed with the CRC-8.
+    uint8_t subframe = 0x02;  ///< First byte after the header: a verbatim subframe.
 };
-/** The coded number (9.1.5) in 1 to 7 bytes, which may be more than needed; 0 = the fewest. */
+/** The coded number (9.1.5) in 1 to 7 bytes, which may be too many. 0: as few as possible. */
 Bytes CodedNumber(uint64_t number, int count = 0);
-Bytes HeaderBytes(const FrameHeader& header);  ///< Up to and with the CRC-8.
-/** A frame of `size` bytes: header, subframe byte and filler, which differs from frame to frame,
-    holds no 0xFF and decodes to nothing. Throws when `size` has no room for the first two. */
+Bytes HeaderBytes(const FrameHeader& header);  ///< All bytes to the CRC-8.
+/** A frame of `size` bytes: header, subframe byte and filler. The filler differs from frame to
+    frame, has no 0xFF and can't be decoded. Throws when `size` is too small for the first two. */
 Bytes FrameBytes(const FrameHeader& header, size_t size);
 
-/** A stream in pieces: StreamBuilder{}.Comments({"TITLE=Song"}).Frames(0, 10, 500).Build().
-    STREAMINFO comes first, then the blocks, the last with its flag, then the frames. */
+/** Builds a stream: StreamBuilder{}.Comments({"TITLE=Song"}).Frames(0, 10, 500).Build(). STREAMINFO
+    comes first, then the blocks, then the frames. The last block has its flag set. */
 class StreamBuilder {
   public:
     explicit StreamBuilder(StreamInfo info = {}) : info_(std::move(info)) {}
@@ -74,13 +74,13 @@ class StreamBuilder {
     StreamBuilder& Comments(const Texts& c) { return Block(kVorbisComment, CommentsBody(c)); }
     StreamBuilder& Picture(const PictureSpec& p) { return Block(kPicture, PictureBody(p)); }
     StreamBuilder& Frames(uint64_t first, uint64_t count, size_t size, FrameHeader header = {});
-    StreamBuilder& Raw(const Bytes& bytes);  ///< Goes among or behind the frames.
+    StreamBuilder& Raw(const Bytes& bytes);  ///< Added after the frames so far.
     Bytes Build() const;
 
   private:
     StreamInfo info_;
     Bytes blocks_, audio_;
-    size_t last_block_ = 0, largest_frame_ = 0;  // the first: a header's offset from STREAMINFO's
+    size_t last_block_ = 0, largest_frame_ = 0;  // last_block_: from STREAMINFO's header
     uint64_t samples_ = 0;
 };
 

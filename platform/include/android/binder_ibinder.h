@@ -1,4 +1,4 @@
-// The one inter-process call fact that a plug-in asks for: who is calling.
+// Who is calling: the one function of inter-process calls that a plug-in uses.
 #pragma once
 
 #include <sys/types.h>

@@ -9,7 +9,7 @@
 
 namespace host {
 
-/** A byte source behind a CDataSource. Derived classes give the bytes and the size. */
+/** A byte source with its CDataSource. Derived classes give the bytes and the size. */
 class DataSource {
   public:
     DataSource()
@@ -25,7 +25,7 @@ class DataSource {
     DataSource& operator=(const DataSource&) = delete;
     virtual ~DataSource() = default;
 
-    /** The record to pass to a plug-in; valid as long as this object. */
+    /** The record to pass to a plug-in. Valid as long as this object. */
     android::CDataSource* slots() { return &mSlots; }
 
     /** See CDataSource. */
@@ -36,7 +36,7 @@ class DataSource {
     android::CDataSource mSlots;
 };
 
-/** A file, opened for reading at construction. One that could not be opened fails every call. */
+/** A file, opened for reading at construction. If that failed, every call fails. */
 class FileSource : public DataSource {
   public:
     explicit FileSource(const char* path) : mFd(open64(path, O_RDONLY | O_CLOEXEC)) {}
@@ -48,7 +48,7 @@ class FileSource : public DataSource {
     ssize_t readAt(off64_t offset, void* data, size_t size) override {
         return pread64(mFd, data, size, offset);
     }
-    /** The size of a regular file; fails and stores 0 for anything else. */
+    /** Stores the size of a regular file. Fails and stores 0 for anything else. */
     android::status_t getSize(off64_t* size) override {
         struct stat64 about;
         const bool known = fstat64(mFd, &about) == 0 && S_ISREG(about.st_mode);

@@ -9,19 +9,19 @@ namespace host {
 /**
  * Makes an empty buffer group, owned by the caller; null without memory.
  *
- * acquire_buffer waits for a release when every buffer that is large enough is out (non-blocking:
- * AMEDIA_ERROR_WOULD_BLOCK) and says AMEDIA_ERROR_UNKNOWN when the group has none that large, so
- * an empty group never blocks. A buffer comes with its full range and empty meta data. add_buffer
- * does nothing without memory, and groups never grow by themselves. A release of a buffer that is
- * not out and a range beyond the capacity are fatal.
+ * acquire_buffer waits while every buffer that is large enough is in use (non-blocking: it returns
+ * AMEDIA_ERROR_WOULD_BLOCK). It returns AMEDIA_ERROR_UNKNOWN when the group has no buffer that is
+ * large enough. A buffer comes with its full range and empty meta data. add_buffer does nothing
+ * without memory. A group never grows by itself. Releasing a buffer that is not in use, and a range
+ * beyond the capacity, end the process.
  *
- * Any thread may call the group's functions and release its buffers. A buffer's other functions
- * are for the thread that has acquired it.
+ * Any thread may call the group's functions and release its buffers. Only the thread that acquired
+ * a buffer may call its other functions.
  */
 android::CMediaBufferGroup* newBufferGroup();
 
-/** Frees a group and its buffers, with no call on it under way. Returns false, with nothing freed,
-    while a buffer is out. Null is fine. */
+/** Frees a group and its buffers. No call on it may be running. Returns false and frees nothing
+    while a buffer is in use. Null is allowed. */
 bool deleteBufferGroup(android::CMediaBufferGroup* group);
 
 #pragma GCC visibility pop

@@ -1,4 +1,4 @@
-// A look at all entries of a media format.
+// The entries of a media format, one by one.
 #pragma once
 
 #include <cstddef>
@@ -11,7 +11,7 @@ namespace host {
 
 enum class FormatType { kInt32, kInt64, kString, kBuffer };
 
-/** One entry. Pointers belong to the format, as those of its gets do. */
+/** One entry. The format owns what the pointers point to, as with its gets. */
 struct FormatEntry {
     const char* key;
     FormatType type;
@@ -20,8 +20,8 @@ struct FormatEntry {
     size_t size;       ///< Bytes at `data`.
 };
 
-/** Stores entry `index` (from 0, in the order in which the keys were first set) and returns true;
-    false behind the last entry. */
+/** Stores entry `index` and returns true, or false after the last entry. Entries count from 0, in
+    the order in which their keys were first set. */
 bool formatEntry(const AMediaFormat* format, size_t index, FormatEntry* entry);
 
 #pragma GCC visibility pop

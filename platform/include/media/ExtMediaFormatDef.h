@@ -1,5 +1,5 @@
-// Format keys that the public key list lacks, from a library of their own (libextmediaformatdef).
-// Their text is opaque: callers compare and pass on the strings, nothing more.
+// Format keys of libextmediaformatdef, which are not in the public list. Callers only compare the
+// strings and pass them on.
 #pragma once
 
 namespace android {

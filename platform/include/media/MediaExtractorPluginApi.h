@@ -1,5 +1,6 @@
-// The C records between the extractor service and a plug-in: tables of function pointers, each
-// called with the table's own `handle` or `data` as first argument. Slot orders are the platform's.
+// The C records between the extractor service and a plug-in: tables of function pointers. Each
+// function takes the table's own `handle` or `data` first. The order of the slots is the
+// platform's.
 #pragma once
 
 #include <sys/types.h>
@@ -14,26 +15,25 @@
 namespace android {
 extern "C" {
 
-/** A random-access byte source. Owned by the service; outlives every extractor made on it. */
+/** A random-access byte source. The service owns it; it outlives every extractor made on it. */
 struct CDataSource {
-    /** Reads up to `size` bytes at a byte offset. Returns the count, which may be short and is 0
-        at the end of the data, or a negative error. */
+    /** Reads up to `size` bytes at a byte offset. Returns the count, 0 at the end of the data, or a
+        negative error. */
     ssize_t (*readAt)(void* handle, off64_t offset, void* data, size_t size);
-    /** Stores the size in bytes and returns OK, or returns an error. */
+    /** Stores the size in bytes. Returns OK or an error. */
     status_t (*getSize)(void* handle, off64_t* size);
     uint32_t (*flags)(void* handle);
-    /** Stores the source's URI, NUL-terminated, or returns false when it has none. */
+    /** Stores the source's URI, NUL-terminated. Returns false when it has none. */
     bool (*getUri)(void* handle, char* uri, size_t size);
     void* handle;
 };
 
-/** The flags of a read's option word. Bits 0 to 2 hold a seek mode (MediaTrackHelper::ReadOptions
-    names them). */
+/** The flags of a read's options. Bits 0 to 2 hold a seek mode of MediaTrackHelper::ReadOptions. */
 enum CMediaTrackReadOptions : uint32_t {
     SEEK = 8,  ///< Reposition first.
 };
 
-/** One media buffer of a group. Whoever acquired it holds it until `release`. */
+/** One media buffer of a group. It is in use from acquire_buffer until `release`. */
 struct CMediaBuffer {
     void* handle;
     void (*release)(void* handle);
@@ -41,7 +41,7 @@ struct CMediaBuffer {
     size_t (*size)(void* handle);  ///< Capacity in bytes.
     size_t (*range_offset)(void* handle);
     size_t (*range_length)(void* handle);
-    /** Marks the bytes in use; `offset` + `length` stays within the capacity. */
+    /** Marks the bytes with content. `offset` + `length` is at most the capacity. */
     void (*set_range)(void* handle, size_t offset, size_t length);
     AMediaFormat* (*meta_data)(void* handle);  ///< Owned by the buffer.
 };
@@ -51,28 +51,28 @@ struct CMediaBufferGroup {
     void* handle;
     bool (*init)(void* handle, size_t buffers, size_t buffer_size, size_t growth_limit);
     void (*add_buffer)(void* handle, size_t size);
-    /** Hands out a free buffer of at least `requested_size` bytes, waiting for one unless
-        `non_blocking`. Anything but AMEDIA_OK leaves no buffer. */
+    /** Stores a free buffer of at least `requested_size` bytes. Waits for one unless
+        `non_blocking`. Any status but AMEDIA_OK gives no buffer. */
     media_status_t (*acquire_buffer)(void* handle, CMediaBuffer** buffer, bool non_blocking,
                                      size_t requested_size);
     bool (*has_buffers)(void* handle);  ///< True when one is free.
 };
 
-/** A track. The table comes from malloc; its holder calls `free`, then frees the table. */
+/** A track. The table comes from malloc. Its owner calls `free`, then frees the table. */
 struct CMediaTrack {
     void* data;
     void (*free)(void* data);
     media_status_t (*start)(void* data, CMediaBufferGroup* group);
     media_status_t (*stop)(void* data);
     media_status_t (*getFormat)(void* data, AMediaFormat* format);
-    /** Stores the next buffer on AMEDIA_OK and leaves `buffer` alone otherwise. */
+    /** Stores the next buffer on AMEDIA_OK. Leaves `buffer` unchanged otherwise. */
     media_status_t (*read)(void* data, CMediaBuffer** buffer, uint32_t options, int64_t seek_us);
     bool (*supportsNonBlockingRead)(void* data);
     media_status_t (*getSyncFrameTime)(void* data, int64_t time_us, int64_t* sync_us);
     media_status_t (*setSlowFastInfo)(void* data, AMediaFormat* info);
 };
 
-/** An extractor. The table comes from malloc; its holder calls `free`, then frees the table. */
+/** An extractor. The table comes from malloc. Its owner calls `free`, then frees the table. */
 struct CMediaExtractor {
     void* data;
     void (*free)(void* data);
@@ -90,7 +90,7 @@ struct CMediaExtractor {
 typedef CMediaExtractor* (*CreatorFunc)(CDataSource* source, void* meta);
 /** Frees what a sniffer stored as `meta`. */
 typedef void (*FreeMetaFunc)(void* meta);
-/** Returns the creator for a source that it claims, with a confidence of 0 to 1, else null. */
+/** Stores a confidence of 0 to 1 and returns the creator for a source that it claims, else null. */
 typedef CreatorFunc (*SnifferFunc)(CDataSource* source, float* confidence, void** meta,
                                    FreeMetaFunc* free_meta);
 
@@ -100,9 +100,9 @@ typedef struct {
 
 /** What a plug-in's one exported function, GETEXTRACTORDEF, returns. */
 struct ExtractorDef {
-    uint32_t def_version;  ///< 2 or 3: which member of `u` is meant.
+    uint32_t def_version;  ///< 2 or 3: the member of `u` that is valid.
     media_uuid_t extractor_uuid;
-    uint32_t extractor_version;  ///< Of two plug-ins with one UUID the newer is used.
+    uint32_t extractor_version;  ///< Of two plug-ins with one UUID, the newer is used.
     const char* extractor_name;
     union {
         struct {

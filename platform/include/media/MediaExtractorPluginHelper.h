@@ -1,6 +1,6 @@
 // C++ classes over the records of MediaExtractorPluginApi.h, for plug-ins: views of what the
-// service passes in, base classes of tracks and extractors, and the adaptors that put those
-// behind their tables. All inline, without exceptions or run-time types.
+// service passes in, base classes of tracks and extractors, and wrap(), which makes their tables.
+// All is inline, without exceptions or run-time types.
 #pragma once
 
 #include <cstdlib>
@@ -12,7 +12,7 @@ namespace android {
 
 class MediaTrackHelper;
 
-/** A plug-in's view of a byte source. Does not own the record; see there for the results. */
+/** A plug-in's view of a CDataSource, which it does not own. */
 class DataSourceHelper {
   public:
     explicit DataSourceHelper(CDataSource* source) : mSource(source) {}
@@ -31,7 +31,7 @@ class DataSourceHelper {
     CDataSource* mSource;
 };
 
-/** A plug-in's view of one media buffer. Belongs to the group helper that handed it out. */
+/** A plug-in's view of one media buffer. Owned by the group helper that gave it. */
 class MediaBufferHelper {
   public:
     explicit MediaBufferHelper(CMediaBuffer* buffer) : mBuffer(buffer) {}
@@ -53,9 +53,9 @@ class MediaBufferHelper {
 };
 
 /**
- * A plug-in's view of a buffer group. Keeps one MediaBufferHelper for each buffer it has met, so
- * that only a buffer's first acquisition allocates. Calls are serialised by the caller, releases
- * of buffers excepted.
+ * A plug-in's view of a buffer group. Keeps one MediaBufferHelper for each buffer that it has seen,
+ * so only the first acquisition of a buffer allocates. One thread at a time may call it. Any thread
+ * may release buffers.
  */
 class MediaBufferGroupHelper {
   public:
@@ -72,8 +72,8 @@ class MediaBufferGroupHelper {
 
     void add_buffer(size_t size) { mGroup->add_buffer(mGroup->handle, size); }
 
-    /** Stores a buffer that the caller then releases or hands on, or null with the group's status;
-        AMEDIA_ERROR_UNKNOWN when there is no memory for the view. */
+    /** Stores a buffer that the caller then releases or hands on. On failure stores null and
+        returns the group's status, or AMEDIA_ERROR_UNKNOWN without memory for the view. */
     media_status_t acquire_buffer(MediaBufferHelper** buffer, bool non_blocking = false,
                                   size_t requested_size = 0) {
         *buffer = nullptr;
@@ -113,7 +113,7 @@ class MediaTrackHelper {
     MediaTrackHelper& operator=(const MediaTrackHelper&) = delete;
     virtual ~MediaTrackHelper() { delete mBufferGroup; }
 
-    /** What a read is asked to do besides handing out the next buffer. */
+    /** A seek that a read does first. */
     class ReadOptions {
       public:
         enum SeekMode : int32_t {
@@ -126,7 +126,8 @@ class MediaTrackHelper {
 
         ReadOptions(uint32_t options, int64_t seek_us) : mOptions(options), mSeekUs(seek_us) {}
 
-        /** True, with the time in microseconds and the mode stored, when a seek is asked for. */
+        /** Stores the time in microseconds and the mode, and returns true, when a seek is asked
+         * for. */
         bool getSeekTo(int64_t* time_us, SeekMode* mode) const {
             if ((mOptions & CMediaTrackReadOptions::SEEK) == 0) return false;
             constexpr uint32_t kModeMask = 7;
@@ -140,12 +141,12 @@ class MediaTrackHelper {
         int64_t mSeekUs;
     };
 
-    /** Called once mBufferGroup is set. */
+    /** Called after mBufferGroup is set. */
     virtual media_status_t start() = 0;
     virtual media_status_t stop() = 0;
     virtual media_status_t getFormat(AMediaFormat* format) = 0;
-    /** Hands out the next buffer, which then belongs to the caller; null on failure. `options` may
-        be null. */
+    /** Stores the next buffer, which the caller then owns; null on failure. `options` may be
+        null. */
     virtual media_status_t read(MediaBufferHelper** buffer,
                                 const ReadOptions* options = nullptr) = 0;
     virtual bool supportsNonBlockingRead() { return false; }
@@ -184,8 +185,8 @@ class MediaExtractorPluginHelper {
     virtual const char* name() { return "<unspecified>"; }
 };
 
-/** Puts a track behind a new table, which then owns it. Null for null; null without memory, with
-    the track left to the caller. */
+/** Makes a table for a track, and the table then owns the track. Returns null for null. Returns
+    null without memory; the caller then still owns the track. */
 inline CMediaTrack* wrap(MediaTrackHelper* track) {
     using Track = MediaTrackHelper;
     if (track == nullptr) return nullptr;
@@ -222,8 +223,8 @@ inline CMediaTrack* wrap(MediaTrackHelper* track) {
     return table;
 }
 
-/** Puts an extractor behind a new table, which then owns it. Null for null; null without memory,
-    with the extractor left to the caller. */
+/** Makes a table for an extractor, and the table then owns it. Returns null for null. Returns null
+    without memory; the caller then still owns the extractor. */
 inline CMediaExtractor* wrap(MediaExtractorPluginHelper* extractor) {
     using Extractor = MediaExtractorPluginHelper;
     if (extractor == nullptr) return nullptr;

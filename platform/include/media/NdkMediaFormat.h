@@ -1,11 +1,12 @@
 // Media formats: small dictionaries from a key string to an int32, an int64, a string or a buffer.
 //
 // Conventions:
-// 1. Setting a key replaces its value, whatever type that had. A get of another type fails.
-// 2. Keys, strings and buffers are copied in. A pointer that a get hands out belongs to the format
-//    and is valid until that key is set again or the format is copied to, cleared or deleted.
-// 3. A null format, key or value is survived: sets do nothing, gets fail. So is a failed
-//    allocation: the key then keeps its old value.
+// 1. Setting a key replaces its value, of whatever type. A get of another type fails.
+// 2. Keys, strings and buffers are copied in. A get gives a pointer that the format owns. It is
+// valid
+//    until that key is set again, or the format is copied to, cleared or deleted.
+// 3. With a null format, key or value, sets do nothing and gets fail. When an allocation fails, the
+//    key keeps its old value.
 // 4. Nothing is locked. Several threads may read one format, or one thread may change it.
 #pragma once
 
@@ -22,14 +23,14 @@ extern "C" {
 /** Returns a new empty format, owned by the caller, or null without memory. */
 AMediaFormat* AMediaFormat_new();
 
-/** Frees a format with everything in it. Null is fine. Always AMEDIA_OK. */
+/** Frees a format and its entries. Null is allowed. Always AMEDIA_OK. */
 media_status_t AMediaFormat_delete(AMediaFormat* format);
 
 /** Removes every entry. */
 void AMediaFormat_clear(AMediaFormat* format);
 
 /**
- * Makes `to` hold exactly what `from` holds, in copies of its own.
+ * Replaces all entries of `to` by copies of those of `from`.
  *
  * @return AMEDIA_OK; AMEDIA_ERROR_INVALID_PARAMETER when either is null; AMEDIA_ERROR_UNKNOWN
  *     without memory. `to` is unchanged on failure.

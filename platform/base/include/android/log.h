@@ -16,13 +16,13 @@ typedef enum android_LogPriority {
 extern "C" {
 #pragma GCC visibility push(default)
 
-/** Logs one formatted message; text beyond 1023 bytes is cut off. `tag` may be null. Returns 1, or
-   0 when nothing was logged. */
+/** Logs one formatted message, cut to 1023 bytes. `tag` may be null. Returns 1, or 0 when nothing
+    was logged. */
 int __android_log_print(int prio, const char* tag, const char* fmt, ...)
     __attribute__((__format__(printf, 3, 4)));
 
 /** Prints a message, logs it as fatal and ends the process with SIGABRT. `cond` is the text of the
-    condition that made it: the message where `fmt` is null. All of them may be null. */
+    condition that failed. It is the message where `fmt` is null. All arguments may be null. */
 void __android_log_assert(const char* cond, const char* tag, const char* fmt, ...)
     __attribute__((__noreturn__, __format__(printf, 3, 4)));
 

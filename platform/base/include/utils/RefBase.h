@@ -1,4 +1,4 @@
-// RefBase: an object that lives as long as strong references to it.
+// RefBase: an object that counts the references to it.
 #pragma once
 
 #include <atomic>
@@ -9,7 +9,7 @@
 namespace android {
 
 /** Base class of objects made with new and held through sp<>. Any thread may take or drop a
-    reference; dropping the last deletes the object. `id` names the holder and is not used. */
+    reference. Dropping the last one deletes the object. `id` is not used. */
 class RefBase {
   public:
     RefBase(const RefBase&) = delete;
@@ -17,7 +17,7 @@ class RefBase {
 
     void incStrong(const void* /*id*/) const { mStrong.fetch_add(1, std::memory_order_relaxed); }
     void decStrong(const void* /*id*/) const {
-        // Acquire and release: the deleting thread sees what the other holders wrote.
+        // Acquire and release: the thread that deletes sees what the others wrote.
         if (mStrong.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
     }
     int32_t getStrongCount() const { return mStrong.load(std::memory_order_relaxed); }

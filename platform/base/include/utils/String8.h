@@ -1,4 +1,4 @@
-// String8: a string of 8-bit characters, as far as building text goes.
+// String8: a string of 8-bit characters, only with what builds text.
 #pragma once
 
 #include <cstdlib>
@@ -9,8 +9,8 @@
 
 namespace android {
 
-/** Text with a NUL behind it. Without memory the text stays what it was: a copy or a construction
-    then comes out empty, an append says NO_MEMORY. */
+/** Text with a NUL after it. Without memory a copy or a construction is empty, and an append
+    changes nothing and returns NO_MEMORY. */
 class String8 {
   public:
     String8() = default;
@@ -28,7 +28,7 @@ class String8 {
     status_t append(const char* text) { return append(text, strlen(text)); }
     status_t append(const char* bytes, size_t count) {
         if (count == 0) return OK;
-        // A new block each time, so that text of the string itself can be appended.
+        // A new block each time: `bytes` may lie in the old one.
         auto* joined = static_cast<char*>(malloc(mSize + count + 1));
         if (joined == nullptr) return NO_MEMORY;
         memcpy(joined, string(), mSize);

@@ -6,8 +6,8 @@
 
 namespace android {
 
-/** Holds one strong reference, or null. One sp belongs to one thread at a time; several sp may
-    share an object across threads. */
+/** Holds one strong reference, or null. Use an sp from one thread at a time. Several sp on several
+    threads may share an object. */
 template <typename T>
 class sp {
   public:
@@ -22,7 +22,7 @@ class sp {
         if (mObject != nullptr) mObject->decStrong(this);
     }
 
-    /** Assigns from anything that an sp can be made of. The old reference is dropped last. */
+    /** Assigns anything that an sp can be made from. Drops the old reference last. */
     sp& operator=(sp other) noexcept {
         std::swap(mObject, other.mObject);
         return *this;
