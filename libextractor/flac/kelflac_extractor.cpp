@@ -28,25 +28,6 @@ int32_t pcmEncoding(int32_t bits) {
     return AIBinder_getCallingUid() == MEDIA_SERVER_UID ? PCM_ENCODING_FLOAT : PCM_ENCODING_16BIT;
 }
 
-/** Fills the record with the bridge's callbacks over `source`. False when there is no memory. */
-bool fillRecord(_KELCMN_MFAL* mfal, DataSourceHelper* source) {
-    *mfal = {};
-    mfal->open = kelcmn_mfal_open;
-    mfal->close = kelcmn_mfal_close;
-    mfal->read = kelcmn_mfal_read;
-    mfal->write = kelcmn_mfal_write;
-    mfal->getpos = kelcmn_mfal_getpos;
-    mfal->setpos = kelcmn_mfal_setpos;
-    mfal->skip = kelcmn_mfal_skip;
-    mfal->getsize = kelcmn_mfal_getsize;
-    mfal->ioctl = kelcmn_mfal_ioctl;
-    auto* param = new (std::nothrow) KELCMN_MFAL_PARAM{};
-    if (param == nullptr) return false;
-    param->data_source = source;
-    mfal->open_param = param;
-    return true;
-}
-
 }  // namespace
 
 KelFLACExtractor::KelFLACExtractor(DataSourceHelper* source, AMediaFormat* fileMeta,
@@ -116,7 +97,7 @@ bool KelFLACExtractor::openDemuxer() {
     mFDSF = new (std::nothrow) KelFLACFDSF;
     if (mFDSF == nullptr) return false;
     mFDSF->in_duration = 0;
-    if (!fillRecord(&mFDSF->mfal, mDataSource)) return false;
+    if (!kelcmn_mfal_fill(&mFDSF->mfal, mDataSource)) return false;
     int err = 0;
     mFDSF->ctx = kelflacfd_create(&mFDSF->mfal, &mFDSF->in_duration, &mFDSF->info, &err);
     return mFDSF->ctx != nullptr;

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <new>
 
 #include "libextractor/mfal/kelcmn_mfal.h"
 #include "libextractor/mfal/wrap_arith.h"
@@ -151,4 +152,29 @@ inline int kelcmn_mfal_ioctl(void* fp, int cmd, void* arg) {
     if (diagnostic::is_null(fp, "fp", diagnostic::IOCTL_FP)) return -1;
     if (diagnostic::is_null(arg, "arg", diagnostic::IOCTL_ARG)) return -1;
     return cmd == ACCEPTED_COMMAND ? 0 : -1;
+}
+
+/**
+ * Fills a record with the callbacks above and a new parameter block, which the caller deletes after
+ * the last handle is closed.
+ *
+ * @param source borrowed; it outlives every handle.
+ * @return false when there is no memory; `open_param` is then null.
+ */
+inline bool kelcmn_mfal_fill(_KELCMN_MFAL* mfal, android::DataSourceHelper* source) {
+    *mfal = {};
+    mfal->open = kelcmn_mfal_open;
+    mfal->close = kelcmn_mfal_close;
+    mfal->read = kelcmn_mfal_read;
+    mfal->write = kelcmn_mfal_write;
+    mfal->getpos = kelcmn_mfal_getpos;
+    mfal->setpos = kelcmn_mfal_setpos;
+    mfal->skip = kelcmn_mfal_skip;
+    mfal->getsize = kelcmn_mfal_getsize;
+    mfal->ioctl = kelcmn_mfal_ioctl;
+    auto* param = new (std::nothrow) KELCMN_MFAL_PARAM{};
+    if (param == nullptr) return false;
+    param->data_source = source;
+    mfal->open_param = param;
+    return true;
 }
