@@ -23,8 +23,7 @@ bool move_to_header(KELFLACF_FAL* fal, KELFLACFD_FRM_HDR* hdr) {
     }
     if (in_sight >= KELFLACFD_SYNC_BYTES)
         kelflacf_fal_skip(fal, in_sight - (KELFLACFD_SYNC_BYTES - 1));
-    return check_frm_sync(kelflacf_fal_peek4(fal, 0)) &&
-           check_frm_hdr(fal, 0, &hdr->frm_num, &hdr->hz_code, &hdr->ch, &hdr->bits_code) == 0;
+    return check_frm_sync(kelflacf_fal_peek4(fal, 0)) && judge_frm_hdr(fal, 0, hdr) == KELFLACFD_OK;
 }
 
 bool buffered_to_end(KELFLACF_FAL* fal, int buffered) {
@@ -84,6 +83,12 @@ int kelflacfd_find_prev_frm(KELFLACFD_CTX* ctx, uint64_t* frm_num) {
     if (offset < 0) return KELFLACFD_E_MALFORMED;
     kelflacf_fal_skip(&ctx->fal, offset);
     return KELFLACFD_OK;
+}
+
+int kelflacfd_find_last_frm(KELFLACFD_CTX* ctx, int64_t size, uint64_t* frm_num) {
+    const long long tail = size - ctx->info.max_frm_size;
+    if (kelflacf_fal_setpos(&ctx->fal, &tail) != 0) return KELFLACFD_E_MALFORMED;
+    return kelflacfd_find_prev_frm(ctx, frm_num);
 }
 
 int kelflacfd_get_frm(KELFLACFD_CTX* ctx, uint8_t* frm_buf, int32_t buf_size, uint32_t* frm_len,

@@ -115,15 +115,6 @@ void move_reader(KELFLACFD_CTX* ctx, int64_t pos) {
     kelflacf_fal_setpos(&ctx->fal, &target);  // a refused probe searches from where the reader is
 }
 
-/** The number of the file's last frame, and the file's size. Returns 0 or -3. */
-int examine_end(KELFLACFD_CTX* ctx, uint64_t* last_num, int64_t* size) {
-    *size = source_size(&ctx->fal);
-    if (*size < ctx->info.max_frm_size) return KELFLACFD_E_MALFORMED;
-    const long long tail = *size - ctx->info.max_frm_size;
-    if (kelflacf_fal_setpos(&ctx->fal, &tail) != 0) return KELFLACFD_E_MALFORMED;
-    return kelflacfd_find_prev_frm(ctx, last_num);
-}
-
 /** Probes until one lands close enough or nothing moves. Returns the number in hand. */
 uint64_t search(KELFLACFD_CTX* ctx, uint64_t target, int64_t probe, BRACKETS brackets) {
     HISTORY history = {};
@@ -156,8 +147,10 @@ int kelflacfd_seek(KELFLACFD_CTX* ctx, const int64_t* seek_time, int64_t* out_ti
     const int64_t probe = wrap_add(wrap_mul(target, frame_bytes), ctx->first_frm_pos);
     move_reader(ctx, probe);  // where the reader stays when the end can't be examined
 
-    BRACKETS brackets = {0, ctx->first_frm_pos, 0, 0};
-    const int result = examine_end(ctx, &brackets.hi_num, &brackets.hi_pos);
+    const int64_t size = source_size(&ctx->fal);
+    if (size < info.max_frm_size) return KELFLACFD_E_MALFORMED;
+    BRACKETS brackets = {0, ctx->first_frm_pos, 0, size};
+    const int result = kelflacfd_find_last_frm(ctx, size, &brackets.hi_num);
     if (result != KELFLACFD_OK) return result;
     move_reader(ctx, probe);
 
