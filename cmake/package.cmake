@@ -6,7 +6,7 @@ install(TARGETS kelflacfd EXPORT KelFLACTargets)
 # The names of the package, and beside them the tree in which the headers name each other.
 install(DIRECTORY libextractor/include/kelflac DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 foreach(header flac/demuxer/kelflacf_fal.h flac/demuxer/kelflacfd.h
-        mfal/kelcmn_mfal.h mfal/kelcmn_mfal_memory.h)
+        flac/demuxer/kelflacfd_seen.h mfal/kelcmn_mfal.h mfal/kelcmn_mfal_memory.h)
     cmake_path(GET header PARENT_PATH folder)
     install(FILES libextractor/${header}
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kelflac/libextractor/${folder})

@@ -7,6 +7,11 @@
 
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
 
+// The reader's statuses are passed on as they are.
+static_assert(int{KELFLACFD_OK} == KELFLACF_FAL_OK && int{KELFLACFD_END} == KELFLACF_FAL_END);
+static_assert(int{KELFLACFD_E_MEMORY} == KELFLACF_FAL_E_MEMORY);
+static_assert(int{KELFLACFD_E_SOURCE} == KELFLACF_FAL_E_SOURCE);
+
 bool kelflacfd_is_open(const KELFLACFD_CTX* ctx) {
     return ctx != nullptr && ctx->magic == KELFLACFD_MAGIC;
 }
