@@ -22,7 +22,7 @@ constexpr int32_t PCM_ENCODING_16BIT = 2;
 constexpr int32_t PCM_ENCODING_FLOAT = 4;
 constexpr int32_t MIN_FLOAT_BITS = 17;  // samples that 16 bits can't hold
 
-/** Only the media server plays the deeper samples as float. */
+/** The media server plays samples of more than 16 bits as float; other callers get 16 bits. */
 int32_t pcmEncoding(int32_t bits) {
     if (bits < MIN_FLOAT_BITS) return PCM_ENCODING_16BIT;
     return AIBinder_getCallingUid() == MEDIA_SERVER_UID ? PCM_ENCODING_FLOAT : PCM_ENCODING_16BIT;
@@ -77,8 +77,7 @@ bool KelFLACExtractor::ensureInitialised() {
     return true;
 }
 
-/** Returns 0 when the holder exists already, 1 after a successful initialisation, -1 when the
-    demuxer could not be opened. */
+/** Opens the demuxer. Returns 0 when the holder exists already, 1 on success, -1 on failure. */
 int KelFLACExtractor::init_kelflacff() {
     if (mFDSF != nullptr) return 0;
     if (!openDemuxer()) {

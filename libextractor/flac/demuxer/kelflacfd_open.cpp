@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr int FIRST_RING_HINT = 4096;  // until STREAMINFO tells the largest frame
+constexpr int FIRST_RING_HINT = 4096;  // until STREAMINFO gives the largest frame
 
 constexpr uint32_t FLAC_MARKER = 0x664C6143;  // "fLaC"
 constexpr int MARKER_BYTES = 4;
