@@ -15,7 +15,7 @@ namespace android {
 namespace {
 
 constexpr const char* MIME_FLAC = "audio/flac";
-constexpr int32_t MAX_INPUT_SIZE = 102400;  // bytes; one frame must fit
+constexpr int32_t MAX_INPUT_SIZE = 102400;  // bytes, for one frame
 
 constexpr uid_t MEDIA_SERVER_UID = 1013;
 constexpr int32_t PCM_ENCODING_16BIT = 2;

@@ -19,8 +19,8 @@ namespace android {
  */
 class KelFLACSource : public MediaTrackHelper {
   public:
-    /** Borrows the source and the track's format from the extractor. Writes `info` of the holder,
-       so no other track of the extractor may be reading. */
+    /** Borrows the source and the track's format from the extractor. No other track of it may be
+        reading. */
     KelFLACSource(DataSourceHelper* source, AMediaFormat* format, const sp<KelFLACFDSF>& fdsf);
 
     /** Stops the track if it is started. */
@@ -41,8 +41,8 @@ class KelFLACSource : public MediaTrackHelper {
     media_status_t getFormat(AMediaFormat* meta) override;
 
     /**
-     * Hands out the next frame with its time. With a seek request, first moves to the frame at the
-     * requested time or near it. Waits until a buffer is free. The track must be started.
+     * Hands out the next frame with its time. A seek request first moves to the frame at its time
+     * or near it. Waits until a buffer is free. The track must be started.
      *
      * @param buffer receives the buffer, which the caller releases; null on failure.
      * @param options may be null: no seek.

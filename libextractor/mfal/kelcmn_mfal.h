@@ -14,7 +14,7 @@ struct KELCMN_MFAL_PARAM;
  *
  * `fp` is the handle that open() returned. Statuses are 0 for success and another value for
  * failure. Positions and sizes are byte counts from the source's start. The record doesn't own
- * open_param. The demuxer never calls it from two threads at the same time, if its caller doesn't.
+ * open_param. The demuxer calls it only within its own operations, on the caller's thread.
  */
 struct _KELCMN_MFAL {
     /** Opens the source at position 0. Returns the handle, owned by the caller until close(), or
@@ -34,7 +34,7 @@ struct _KELCMN_MFAL {
     /** Stores the position at `p`. */
     int (*getpos)(void* fp, long long* p);
 
-    /** Moves to the position at `p`, which may lie outside the source. */
+    /** Moves to the position at `p`, which may be outside the source. */
     int (*setpos)(void* fp, long long* p);
 
     /** Moves forward by the count at `fsize`. Not called by the demuxer. */

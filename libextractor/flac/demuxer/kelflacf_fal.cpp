@@ -9,7 +9,7 @@
 namespace {
 
 constexpr int64_t MIN_RING_BYTES = 8192;
-constexpr int64_t MAX_RING_BYTES = int64_t{1} << 30;  // the largest power of two of an int32 index
+constexpr int64_t MAX_RING_BYTES = int64_t{1} << 30;  // the largest power of two in an int32
 constexpr unsigned long OPEN_MODE = 18;               // read access; the bridge ignores it
 constexpr int32_t CHUNK_MASK = KELFLACF_FAL_CHUNK - 1;
 // After one failed read the source may recover, and the wanted header may come. After two in a row
@@ -42,7 +42,7 @@ void empty_ring(KELFLACF_FAL* fal) {
 }
 
 /** Reads the source into the ring at offset `at`, never past the ring's end. All reads come through
-    here. A count out of range from the source becomes 0 or the count asked for. */
+    here. If the source returns a count out of range, the nearest possible count is used. */
 int32_t read_source(KELFLACF_FAL* fal, int32_t at, int32_t wanted) {
     const int32_t room = std::min(wanted, fal->size - at);
     return std::clamp(fal->mfal.read(fal->fp, fal->buf + at, room), 0, room);
@@ -63,7 +63,8 @@ int64_t handle_pos(KELFLACF_FAL* fal) {
 }
 
 /** Replaces the ring's bytes by a chunk from the handle's position, and skips its first `skipped`
-    bytes. Returns KELFLACF_FAL_OK, or KELFLACF_FAL_END when the chunk is empty or has fewer. */
+    bytes. Returns KELFLACF_FAL_OK, or KELFLACF_FAL_END when the chunk is empty or shorter than
+    that. */
 int load_chunk(KELFLACF_FAL* fal, int32_t skipped) {
     const int32_t count = read_source(fal, 0, KELFLACF_FAL_CHUNK);
     fal->reach += int64_t{fal->size} + count;
@@ -75,8 +76,8 @@ int load_chunk(KELFLACF_FAL* fal, int32_t skipped) {
 }
 
 /** Makes refill steps until `wanted` bytes, or MAX_ROW_BYTES, are in one piece. A few large copies
-    cost less than many small ones. The source gets the same reads as if each chunk were copied at
-    once: a step depends on `rd` only where the unread bytes wrap, and there the loop ends. */
+    cost less than many small ones. The reads of the source don't change by it: a refill step looks
+    at `rd` only when the unread bytes wrap, and then the loop ends. */
 void fill_row(KELFLACF_FAL* fal, int32_t wanted) {
     const int32_t row = std::min(wanted, MAX_ROW_BYTES);
     do {

@@ -5,9 +5,9 @@
 // bytes that end on 4096-byte boundaries of the file. A failed read of the source counts as the end
 // of its data: `eof` is set, and values read as zero.
 //
-// Call kelflacf_fal_create first, whatever it returns, and nothing after kelflacf_fal_delete.
-// Pointers must not be null. Counts and offsets are 0 or more. Never use one reader from two
-// threads at the same time.
+// Call kelflacf_fal_create first and kelflacf_fal_delete last. If kelflacf_fal_create fails, call
+// nothing between them. Pointers must not be null. Counts and offsets are 0 or more. Never use one
+// reader from two threads at the same time.
 #pragma once
 
 #include <cstdint>
@@ -27,7 +27,8 @@ enum {
 
 /**
  * One reader. Invariants:
- * - Unread bytes are buf[rd], ... up to wr, wrapping at `size`; rd == wr means none.
+ * - The unread bytes go from buf[rd] to before buf[wr], and wrap at `size`. There are none when
+ *   rd == wr.
  * - The handle's position is the file offset just after the last buffered byte.
  * - While the source gives full reads, a byte's ring offset equals its file offset modulo 4096.
  */
@@ -39,15 +40,16 @@ struct KELFLACF_FAL {
     int32_t wr;         ///< Ring offset at which the next refill stores, 0 to size - 1.
     int32_t size;       ///< Ring size in bytes: 8192 times a power of two.
     int32_t eof;        ///< 1 once a read came back short or empty. Refill steps stop at it.
-    int64_t reach;      ///< The place just after the last buffered byte. A place is a number that
-                        ///< a byte keeps while it is buffered and that no other byte gets. Each
-                        ///< byte stored adds 1; each reload adds more than the ring's size.
+    int64_t reach;      ///< The place just after the last buffered byte. Each byte has a place: a
+                        ///< number that it keeps while it is buffered, and that no other byte gets.
+                        ///< So `reach` grows by 1 with each byte stored, and by more than the
+                        ///< ring's size with each reload.
 };
 
 /**
- * Opens the source and loads the first chunk. Call kelflacf_fal_delete later, whatever the result.
+ * Opens the source and loads the first chunk.
  *
- * @param record the source; copied, so it may go after this call.
+ * @param record the source; copied.
  * @param size_hint how many bytes must fit in the ring beside one chunk.
  * @return KELFLACF_FAL_OK; KELFLACF_FAL_END when the source gave no byte (the reader is usable);
  *     KELFLACF_FAL_E_SOURCE when open() gave no handle; KELFLACF_FAL_E_MEMORY when there is no
@@ -84,7 +86,7 @@ inline bool kelflacf_fal_at_end(const KELFLACF_FAL* fal) {
 void KELFLACF_FAL_FILL_BUF2(KELFLACF_FAL* fal, int wanted);
 
 /** Fills the ring with whole chunks. Ignores `eof` and doesn't set it. Stops at the second read in
-   a row that gives nothing. Returns the buffered count. */
+    a row that gives nothing. Returns the buffered count. */
 int kelflacf_fal_bytes_peek(KELFLACF_FAL* fal);
 
 /** The byte `offset` bytes ahead. Makes one refill step for one byte; a byte that is not buffered
@@ -107,8 +109,8 @@ const uint8_t* kelflacf_fal_copy_view(const KELFLACF_FAL* fal, int offset, int c
                                       uint8_t* scratch);
 
 /**
- * The `count` bytes at `offset`, in one piece. They are in the ring if they are in one piece there.
- * If not, they are copied to `scratch`, which has room for `count` bytes. Bytes that are not
+ * A pointer to the `count` bytes at `offset`. It points into the ring if they are in one piece
+ * there. If not, they are copied to `scratch`, which has room for `count` bytes. Bytes that are not
  * buffered are zeros. Reads and consumes nothing; valid until the next call.
  */
 inline const uint8_t* kelflacf_fal_view(const KELFLACF_FAL* fal, int offset, int count,
@@ -125,10 +127,10 @@ struct KELFLACF_FAL_RUN {
     int32_t count;
 };
 
-/** All unread bytes. At the ring's end they may continue at its start. */
+/** All unread bytes, in one or two pieces. */
 struct KELFLACF_FAL_RUNS {
     KELFLACF_FAL_RUN first;   ///< Empty only when nothing is buffered.
-    KELFLACF_FAL_RUN second;  ///< The bytes at the ring's start; often empty.
+    KELFLACF_FAL_RUN second;  ///< What continues at the ring's start; empty if they don't wrap.
 };
 
 /** The unread bytes in place. Reads and consumes nothing; valid until the next call. */
@@ -140,7 +142,7 @@ inline KELFLACF_FAL_RUNS kelflacf_fal_runs(const KELFLACF_FAL* fal) {
 }
 
 /** Copies up to `count` bytes to `dst` and consumes them. Returns how many; fewer than `count`
-   means that the data ended. */
+    means that the data ended. */
 int kelflacf_fal_read(KELFLACF_FAL* fal, void* dst, int count);
 
 /**
@@ -164,5 +166,5 @@ int kelflacf_fal_getpos(KELFLACF_FAL* fal, long long* pos);
  */
 int kelflacf_fal_setpos(KELFLACF_FAL* fal, const long long* target);
 
-/** Stores the source's size (0 when unknown) and returns the record's own status. */
+/** Stores the source's size, 0 when unknown. Returns what getsize() of the record returned. */
 int kelflacf_fal_getsize(KELFLACF_FAL* fal, long long* size);

@@ -2,28 +2,26 @@
 //
 // It splits a native FLAC stream (RFC 9639) into its frames, and reads its STREAMINFO, Vorbis
 // comments and pictures. It never decodes. It reads its source through an I/O callback record
-// (kelcmn_mfal.h). This program reads a file in memory to its end, then goes back to the middle:
+// (kelcmn_mfal.h). This function reads a file in memory to its end, then moves to its middle:
 //
 //     #include <kelflac/kelflacfd.h>
 //     #include <kelflac/memory_source.h>
 //
-//     int use_frames(const void* bytes, size_t size, uint8_t* buf, int32_t room) {
+//     bool read_twice(const void* bytes, size_t size, uint8_t* buf, int32_t room) {
 //         KELCMN_MFAL_MEMORY file = {bytes, size};
 //         _KELCMN_MFAL source = kelcmn_mfal_memory(&file);
 //         KELFLACFD_INFO info;
-//         int err = KELFLACFD_OK;
-//         KELFLACFD_CTX* stream = kelflacfd_create(&source, nullptr, &info, &err);
-//         if (stream == nullptr) return err;
-//
+//         KELFLACFD_CTX* stream = kelflacfd_create(&source, nullptr, &info, nullptr);
+//         if (stream == nullptr) return false;
 //         uint32_t length = 0;
 //         int64_t time = 0, next = 0;
 //         while (kelflacfd_get_frm(stream, buf, room, &length, &time, &next) == KELFLACFD_OK) {
-//             // `length` bytes at `buf` are the frame that starts at `time`.
+//             // The next `length` bytes of the audio are at `buf`.
 //         }
 //         const int64_t middle = info.duration / 2;
-//         int result = info.seekable != 0 ? kelflacfd_seek(stream, &middle, &time) : KELFLACFD_OK;
+//         const bool moved = kelflacfd_seek(stream, &middle, &time) == KELFLACFD_OK;
 //         kelflacfd_delete(stream);
-//         return result;
+//         return moved;
 //     }
 //
 // Conventions:
@@ -70,13 +68,12 @@ struct KELFLACFD_TXT {
 
 /** One stored picture. */
 struct KELFLACFD_PIC {
-    uint8_t* data;  ///< The bytes of the image file or, if the picture is a link, of its URL; owned
-                    ///< by the stream.
+    uint8_t* data;  ///< The image file, or the text of its URL; owned by the stream.
     uint32_t len;   ///< Bytes at `data`.
 };
 
-/** Tags and pictures of a stream. A negative number means that the tag is absent. It is -1 without
-    the comment; digits that pass 32 bits may give other negative values. */
+/** Tags and pictures of a stream. A negative number means that the tag is absent. It is -1 if there
+    is no such comment. Too many digits may give another negative number. */
 struct KELFLACFD_TAG {
     KELFLACFD_TXT title;
     KELFLACFD_TXT artist;
@@ -127,17 +124,17 @@ struct KELFLACFD_CTX;
 #endif
 
 /**
- * Opens a stream and stands at its first frame.
+ * Opens a stream and moves to its first frame.
  *
  * Checks the marker, which one ID3v2 tag may precede. Then reads the metadata blocks, works out the
  * duration and finds the first frame.
  *
- * @param mfal the source. The record is copied and may go after this call. What it points to must
- *     stay until kelflacfd_delete.
- * @param in_duration may be null. A duration in 100 ns that replaces the stream's own; null and 0
- *     leave the stream's own.
- * @param info receives the stream information; all 0 on failure, except that it stays as it was
- *     when there is no memory for the stream's record.
+ * @param mfal the source. The record is copied. What it points to must exist until
+ *     kelflacfd_delete.
+ * @param in_duration a duration in 100 ns that replaces the stream's own. Null or 0: nothing is
+ *     replaced.
+ * @param info receives the stream information. After a failure it is zero, or unchanged if there
+ *     was no memory for the stream.
  * @param err may be null. Receives KELFLACFD_OK, or why the open failed: KELFLACFD_E_MEMORY,
  *     KELFLACFD_E_MALFORMED, KELFLACFD_E_SOURCE, KELFLACFD_E_MARKER or KELFLACFD_E_VARIABLE.
  * @return the handle, owned by the caller until kelflacfd_delete. Null on failure; the source is
@@ -168,7 +165,8 @@ int kelflacfd_get_fmt(KELFLACFD_CTX* ctx, uint8_t* dst, int* len);
  * Hands out the next frame and moves past it.
  *
  * After an open or a seek, frames are found by search until 244 frames with a number above 0 have
- * been found. From then on each call hands out the next `max_frm_size` bytes, as frame 0.
+ * been found. After that each call hands out the next `max_frm_size` bytes, with the times of
+ * frame 0.
  *
  * @param frm_buf destination, or null to learn the frame's length and times without moving.
  * @param buf_size capacity of `frm_buf` in bytes.
@@ -195,7 +193,7 @@ bool kelflacfd_reads_frames(const KELFLACFD_CTX* ctx);
  * Moves to the frame that holds a time, or to a frame near it.
  *
  * @param seek_time the time in 100 ns, 0 to the stream's duration.
- * @param out_time receives the start of the frame where the stream now stands, in 100 ns.
+ * @param out_time receives the start of that frame, in 100 ns.
  * @return KELFLACFD_OK, also when the search met the end of the data: the next read then ends the
  *     stream. KELFLACFD_E_MALFORMED when the end of the source could not be examined: the position
  *     is lost. KELFLACFD_E_HANDLE.
@@ -213,7 +211,7 @@ constexpr uint32_t KELFLACFD_MAGIC = 0x464C4344;  ///< In little-endian memory: 
 struct KELFLACFD_CTX {
     uint32_t magic;            ///< KELFLACFD_MAGIC, which tells a good handle from a bad one.
     KELFLACFD_CTX* self;       ///< This context: the handle.
-    KELFLACF_FAL fal;          ///< The reader. Between reads it stands at the next frame header.
+    KELFLACF_FAL fal;          ///< The reader. Between reads it is at the next frame header.
     KELFLACFD_INFO info;       ///< Final once the open has returned.
     int64_t first_frm_pos;     ///< File offset of the first frame.
     KELFLACFD_TAG tag_rec;     ///< Owns its buffers.

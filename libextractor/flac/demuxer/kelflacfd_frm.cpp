@@ -1,4 +1,4 @@
-// Frames: where they start and end, and handing them out.
+// Finds frames and hands them out.
 //
 // A frame doesn't say its length (RFC 9639, 9). It ends where the next header of the same stream
 // begins, or at the end of the file. The next header is found by search.

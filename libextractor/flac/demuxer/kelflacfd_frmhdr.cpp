@@ -17,7 +17,7 @@ constexpr uint32_t SYNC_VALUE = 0xFFF80000;
 constexpr uint32_t BLOCK_SIZE_MASK = 0x0000F000;  // 0 is reserved
 constexpr uint32_t HZ_MASK = 0x00000F00;          // all ones is forbidden
 constexpr uint32_t CHANNELS_MASK = 0x000000F0;
-constexpr uint32_t CHANNELS_RESERVED = 0x000000B0;  // from here up
+constexpr uint32_t CHANNELS_RESERVED = 0x000000B0;  // and all values above
 // Codes 3 (reserved) and 7. Code 7 means 32 bits in RFC 9639. It is refused here, so that streams
 // of 32-bit samples don't open.
 constexpr uint32_t BITS_REFUSED = 0x00000006;
@@ -37,7 +37,7 @@ constexpr uint8_t HZ_16BIT_TENS_TAIL = 14;  // in units of 10 Hz
 constexpr uint8_t STEREO_FIRST = 0x80;
 constexpr uint8_t STEREO_LIMIT = 0xB0;
 
-// The second byte of a sync code never begins another one.
+// The second byte of a sync code never begins another one: the search goes on two bytes later.
 constexpr int SYNC_CODE_STEP = 2;
 
 // A test of a header this near the last buffered byte may look at bytes that are not buffered yet.
@@ -55,7 +55,7 @@ constexpr int WORD_BYTES = 8;
 using CRC8_TABLE = std::array<uint8_t, 256>;
 
 /** CRC-8 with the polynomial x^8 + x^2 + x + 1, most significant bit first. Table k has the CRC-8
-   of each byte when k zeros follow it. */
+    of each byte when k zeros follow it. */
 constexpr std::array<CRC8_TABLE, WORD_BYTES> make_crc8_tables() {
     constexpr uint32_t POLYNOMIAL = 0x07;
     std::array<CRC8_TABLE, WORD_BYTES> tables{};
@@ -100,9 +100,9 @@ inline bool ends_with_crc8(const uint8_t* bytes, int count) {
 /**
  * Decodes the coded number (RFC 9639, 9.1.5) at `bytes`. Stores what is decoded after each byte.
  *
- * The run of ones from bit 5 of the first byte down, plus one, is the count of continuation bytes.
- * Bit 6 is ignored: 0x85 means the same as 0xC5. Returns the number's bytes, 1 to 7, or 0 when it
- * is malformed.
+ * One continuation byte follows the first byte, and one more for each 1 from bit 5 of the first
+ * byte down to its first 0. Bit 6 is ignored: 0x85 means the same as 0xC5. Returns how many bytes
+ * the number has, 1 to 7, or 0 when it is malformed.
  */
 int decode_coded_number(const uint8_t* bytes, uint64_t* number) {
     constexpr int MAX_CONTINUATIONS = 6;
@@ -164,8 +164,8 @@ int crc8_offset(const uint8_t* hdr, uint64_t* frm_num) {
     return number_bytes > 0 ? KELFLACFD_SYNC_BYTES + number_bytes + TAIL_BYTES[hdr[2]] : 0;
 }
 
-// Where false headers are dense, nearly all time is spent in these three functions. Calls would add
-// a third to it, and some compilers don't inline the functions without always_inline.
+// Where false headers are dense, nearly all time is spent in these three functions. Without
+// always_inline some compilers call them, and take a third more time.
 
 /** Tests the CRC-8 and the first subframe byte. The cheaper test is first. */
 [[gnu::always_inline]] inline bool is_sound(const uint8_t* hdr, int crc_at) {
@@ -181,7 +181,7 @@ int32_t bits_code_of(const uint8_t* hdr) {
     return (hdr[3] >> 1) & 7;
 }
 
-/** All tests, on KELFLACFD_HDR_LOOK_BYTES bytes. */
+/** Makes all tests on a header. `bytes` has KELFLACFD_HDR_LOOK_BYTES. */
 [[gnu::always_inline]] inline bool is_header(const uint8_t* bytes, KELFLACFD_FRM_HDR* hdr) {
     if (!check_frm_sync(be32(bytes))) return false;
     const int crc_at = crc8_offset(bytes, &hdr->frm_num);
@@ -192,7 +192,7 @@ int32_t bits_code_of(const uint8_t* hdr) {
     return true;
 }
 
-/** All tests, on the buffered bytes at offset `at`. `scratch` has KELFLACFD_HDR_LOOK_BYTES. */
+/** Makes all tests on the header at offset `at`. `scratch` has KELFLACFD_HDR_LOOK_BYTES. */
 [[gnu::always_inline]] inline bool is_header_at(const KELFLACF_FAL* fal,
                                                 const KELFLACF_FAL_RUNS& runs, int at,
                                                 KELFLACFD_FRM_HDR* hdr, uint8_t* scratch) {

@@ -9,9 +9,8 @@ namespace {
 constexpr int PICTURE_TYPE_BYTES = 4;
 constexpr int DIMENSIONS_BYTES = 16;  // width, height, colour depth, number of colours
 
-/** Whether a field of `length` bytes can follow: its length is not above INT_MAX, and a source of
-    known `size` has that many bytes left. The block length is not used: taggers write wrong ones.
- */
+/** Whether a field of `length` bytes can follow: an int can hold the length, and a source of known
+    `size` has the bytes. The block length is not used, because taggers write wrong ones. */
 bool can_follow(KELFLACF_FAL* fal, uint32_t length, int64_t size) {
     if (length > INT_MAX) return false;
     return size < 1 || int64_t{length} <= wrap_sub(size, logical_pos(fal));

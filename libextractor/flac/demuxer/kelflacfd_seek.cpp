@@ -18,7 +18,7 @@ constexpr int HISTORY_RECORDED = 9;  // the last slot is never written and stays
 constexpr int ENDING_REPEAT = 10;
 // A seek ends after its probes have loaded this many bytes. Without a bound, crafted frame numbers
 // could make it endless. Each probe counts as one ring at least. Most seeks take a few probes: at
-// most 18 in public test files. Of honest files, only those whose one half is digital silence are
+// most 18 in public test files. Of honest files, only those that are half digital silence are
 // known to come near the bound. docs/behaviour.md has their figures.
 constexpr int64_t MAX_SEARCH_BYTES = int64_t{1} << 32;
 
@@ -110,11 +110,11 @@ int64_t step_from(BRACKETS* brackets, uint64_t target, uint64_t num, int64_t pro
 
 void move_reader(KELFLACFD_CTX* ctx, int64_t pos) {
     const long long target = pos;
-    kelflacf_fal_setpos(&ctx->fal, &target);  // if it fails, the reader stays where it is
+    kelflacf_fal_setpos(&ctx->fal, &target);  // if refused, the reader stays where it is
 }
 
-/** Probes until a frame is close enough or another rule ends the search. Returns the last number.
- */
+/** Probes until a frame is close enough, or until another rule ends the search. Returns the last
+    number. */
 uint64_t search(KELFLACFD_CTX* ctx, uint64_t target, int64_t probe, BRACKETS brackets) {
     HISTORY history = {};
     uint64_t num = 0;

@@ -129,8 +129,8 @@ int find_last(const KELFLACF_FAL_RUNS& runs, int limit) {
 }  // namespace sync_search
 
 /** The first offset of a sync code at or after `from` and before `limit`; `limit` when there is
-    none. Offsets and `limit` are as in find_last_sync_code; `from` is at most `limit`. It is called
-    often where codes are dense, and some compilers don't inline it without always_inline. */
+    none. Offsets and `limit` are as in find_last_sync_code; `from` is at most `limit`. Where codes
+    are dense it is called often, and some compilers don't inline it without always_inline. */
 [[gnu::always_inline]] inline int find_sync_code(const KELFLACF_FAL_RUNS& runs, int from,
                                                  int limit) {
     const bool in_first = from < runs.first.count;

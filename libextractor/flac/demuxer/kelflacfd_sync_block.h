@@ -42,7 +42,7 @@ inline uint64_t sync_word_at(const uint8_t* bytes) {
 
 /** Eight positions in a word, for any machine. */
 struct KELFLACFD_SYNC_BLOCK_WORD {
-    using HITS = uint64_t;  // the top bit of a position's byte
+    using HITS = uint64_t;  // a code sets the top bit of its position's byte
     static constexpr int POSITIONS = 8;
     static constexpr int BITS = 8;
 
@@ -66,7 +66,7 @@ struct KELFLACFD_SYNC_BLOCK_WORD {
 
 /** Every x86-64. */
 struct KELFLACFD_SYNC_BLOCK_SSE2 {
-    using HITS = __m128i;  // all bits of a position's byte
+    using HITS = __m128i;  // a code sets all bits of its position's byte
     static constexpr int POSITIONS = 16;
     static constexpr int BITS = 1;
 
@@ -88,9 +88,9 @@ using KELFLACFD_SYNC_BLOCK = KELFLACFD_SYNC_BLOCK_SSE2;
 
 #elif defined(KELFLACFD_HAS_NEON)
 
-/** Every 64-bit Arm, and the 32-bit ones that the build says have it. */
+/** Every 64-bit Arm, and 32-bit ones if the build is for NEON. */
 struct KELFLACFD_SYNC_BLOCK_NEON {
-    using HITS = uint8x16_t;  // all bits of a position's byte
+    using HITS = uint8x16_t;  // a code sets all bits of its position's byte
     static constexpr int POSITIONS = 16;
     static constexpr int BITS = 4;
 

@@ -56,7 +56,7 @@ int32_t leading_number(const KELFLACFD_TXT& text) {
 }
 
 /** Stores the first date. Each DATE comment sets `year` to the year of that date. The year is
-   parsed only once: a file with a long date and many DATE comments would take too long. */
+    parsed only once, or a file with a long date and many DATE comments would take too long. */
 void store_date(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag) {
     const bool is_first = tag->date.data == nullptr;
     store_text(fal, length, &tag->date);
@@ -120,9 +120,8 @@ bool begins_with(const uint8_t* bytes, std::string_view key) {
     return std::equal(key.begin(), key.end(), bytes, is_same);
 }
 
-/** The field whose key begins the next `length` bytes, or null. Makes no
-    refill step when `length` is too short for any key, else one. A key that is then not wholly
-    buffered is not found. */
+/** The field whose key begins the next `length` bytes, or null. Makes one refill step, but none
+    when `length` is too short for any key. A key that is then not wholly buffered is not found. */
 const FIELD* find_field(KELFLACF_FAL* fal, uint32_t length) {
     if (length < SHORTEST_KEY) return nullptr;
     KELFLACF_FAL_FILL_BUF2(fal, 1);
