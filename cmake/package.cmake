@@ -6,7 +6,7 @@ install(TARGETS kelflacfd EXPORT KelFLACTargets)
 # The headers to include, and the headers that they include, in their own tree.
 install(DIRECTORY libextractor/include/kelflac DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 foreach(header flac/demuxer/kelflacf_fal.h flac/demuxer/kelflacfd.h
-        mfal/kelcmn_mfal.h mfal/kelcmn_mfal_memory.h)
+        flac/demuxer/kelflacfd_seen.h mfal/kelcmn_mfal.h mfal/kelcmn_mfal_memory.h)
     cmake_path(GET header PARENT_PATH folder)
     install(FILES libextractor/${header}
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kelflac/libextractor/${folder})

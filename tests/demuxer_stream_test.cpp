@@ -104,7 +104,7 @@ TEST(Open, TakesBytesInMemory) {
     const Bytes stream = StreamBuilder{}.Frames(0, 200, 300).Build();
     source = {stream.data(), stream.size()};
     int64_t landed = 0;
-    KELFLACFD_CTX* const ctx = kelflacfd_create(&record, &none, &info, nullptr);
+    KELFLACFD_CTX* const ctx = kelflacfd_create(&record, nullptr, &info, nullptr);
     EXPECT_EQ(kelflacfd_seek(ctx, &time, &landed), 0);
     EXPECT_LE(std::abs(landed - time), 928798);
     kelflacfd_delete(ctx);

@@ -15,36 +15,17 @@ namespace android {
 namespace {
 
 constexpr const char* MIME_FLAC = "audio/flac";
-constexpr int32_t MAX_INPUT_SIZE = 102400;  // bytes; one frame must fit
+constexpr int32_t MAX_INPUT_SIZE = 102400;  // bytes, for one frame
 
 constexpr uid_t MEDIA_SERVER_UID = 1013;
 constexpr int32_t PCM_ENCODING_16BIT = 2;
 constexpr int32_t PCM_ENCODING_FLOAT = 4;
 constexpr int32_t MIN_FLOAT_BITS = 17;  // samples that 16 bits can't hold
 
-/** Only the media server plays the deeper samples as float. */
+/** The media server plays samples of more than 16 bits as float; other callers get 16 bits. */
 int32_t pcmEncoding(int32_t bits) {
     if (bits < MIN_FLOAT_BITS) return PCM_ENCODING_16BIT;
     return AIBinder_getCallingUid() == MEDIA_SERVER_UID ? PCM_ENCODING_FLOAT : PCM_ENCODING_16BIT;
-}
-
-/** Fills the record with the bridge's callbacks over `source`. False when there is no memory. */
-bool fillRecord(_KELCMN_MFAL* mfal, DataSourceHelper* source) {
-    *mfal = {};
-    mfal->open = kelcmn_mfal_open;
-    mfal->close = kelcmn_mfal_close;
-    mfal->read = kelcmn_mfal_read;
-    mfal->write = kelcmn_mfal_write;
-    mfal->getpos = kelcmn_mfal_getpos;
-    mfal->setpos = kelcmn_mfal_setpos;
-    mfal->skip = kelcmn_mfal_skip;
-    mfal->getsize = kelcmn_mfal_getsize;
-    mfal->ioctl = kelcmn_mfal_ioctl;
-    auto* param = new (std::nothrow) KELCMN_MFAL_PARAM{};
-    if (param == nullptr) return false;
-    param->data_source = source;
-    mfal->open_param = param;
-    return true;
 }
 
 }  // namespace
@@ -96,8 +77,7 @@ bool KelFLACExtractor::ensureInitialised() {
     return true;
 }
 
-/** Returns 0 when the holder exists already, 1 after a successful initialisation, -1 when the
-    demuxer could not be opened. */
+/** Opens the demuxer. Returns 0 when the holder exists already, 1 on success, -1 on failure. */
 int KelFLACExtractor::init_kelflacff() {
     if (mFDSF != nullptr) return 0;
     if (!openDemuxer()) {
@@ -116,7 +96,7 @@ bool KelFLACExtractor::openDemuxer() {
     mFDSF = new (std::nothrow) KelFLACFDSF;
     if (mFDSF == nullptr) return false;
     mFDSF->in_duration = 0;
-    if (!fillRecord(&mFDSF->mfal, mDataSource)) return false;
+    if (!kelcmn_mfal_fill(&mFDSF->mfal, mDataSource)) return false;
     int err = 0;
     mFDSF->ctx = kelflacfd_create(&mFDSF->mfal, &mFDSF->in_duration, &mFDSF->info, &err);
     return mFDSF->ctx != nullptr;

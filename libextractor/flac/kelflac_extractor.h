@@ -1,4 +1,4 @@
-// The extractor: what the framework gets for one byte source.
+// The extractor of one byte source.
 #pragma once
 
 #include <media/MediaExtractorPluginHelper.h>
@@ -10,18 +10,17 @@
 namespace android {
 
 /**
- * Opens the demuxer on the first query that needs it and answers from then on: one track, its
- * format, the file's metadata. A failed open is tried again by the next query.
+ * Gives one track, its format and the file's metadata. The first query that needs the demuxer opens
+ * it. When the open fails, the next query tries again.
  *
- * Not to be called from two threads at a time.
+ * Never call it from two threads at the same time. Pointers must not be null.
  */
 class KelFLACExtractor : public MediaExtractorPluginHelper {
   public:
-    /** Takes the source and two empty formats, none null, and owns all three. Reads nothing. */
+    /** Takes ownership of the source and of two empty formats. Reads nothing. */
     KelFLACExtractor(DataSourceHelper* source, AMediaFormat* fileMeta, AMediaFormat* trackFormat);
 
-    /** The data source and the format go with the extractor: a track still alive may only be
-       stopped and freed. */
+    /** Frees the source and the formats. After that, tracks may only be stopped and freed. */
     ~KelFLACExtractor() override;
 
     KelFLACExtractor(const KelFLACExtractor&) = delete;
@@ -30,20 +29,20 @@ class KelFLACExtractor : public MediaExtractorPluginHelper {
     /** 1, or 0 when the stream can't be opened. */
     size_t countTracks() override;
 
-    /** A new track, owned by the caller; null for an index other than 0, a stream that can't be
-        opened or no memory. */
+    /** A new track, owned by the caller. Null for an index other than 0, a stream that can't be
+        opened, or without memory. Never call it while a track of this extractor reads. */
     MediaTrackHelper* getTrack(size_t index) override;
 
-    /** Copies the track's format into `meta`. Returns the copy's status; AMEDIA_ERROR_UNKNOWN for
-       an index other than 0 or a stream that can't be opened. */
+    /** Copies the track's format into `meta`. Returns the copy's status, or AMEDIA_ERROR_UNKNOWN
+        for an index other than 0 or a stream that can't be opened. */
     media_status_t getTrackMetaData(AMediaFormat* meta, size_t index, uint32_t flags) override;
 
-    /** Copies the file's tags and art into `meta`. AMEDIA_OK whatever the copy gave;
+    /** Copies the file's tags and art into `meta`. Returns AMEDIA_OK, also when the copy fails, or
         AMEDIA_ERROR_UNKNOWN when the stream can't be opened. */
     media_status_t getMetaData(AMediaFormat* meta) override;
 
-    /** MediaExtractorPluginHelper flags: all of seeking and pausing for a seekable stream, else
-        pausing alone. Opens nothing. */
+    /** MediaExtractorPluginHelper flags: seeking and pausing for an open, seekable stream, else
+        only pausing. Opens nothing. */
     uint32_t flags() const override;
 
     const char* name() override { return "KelFLACExtractor"; }

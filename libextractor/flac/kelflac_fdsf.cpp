@@ -5,7 +5,7 @@
 namespace android {
 
 KelFLACFDSF::~KelFLACFDSF() {
-    // The demuxer closes its handle through the record, so it goes first.
+    // The demuxer is deleted first: it closes its handle through the record.
     if (ctx != nullptr) kelflacfd_delete(ctx);
     ctx = nullptr;
     delete mfal.open_param;

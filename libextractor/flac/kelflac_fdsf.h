@@ -13,17 +13,19 @@ namespace android {
 constexpr int64_t TICKS_PER_MICROSECOND = 10;  ///< The demuxer counts time in 100 ns.
 
 /**
- * Carries an open demuxer until the last reference goes. Always held through sp<KelFLACFDSF>.
+ * Keeps a demuxer open until the last reference goes. Always used through sp<KelFLACFDSF>.
  *
- * The extractor fills it while opening; from then on only tracks touch `ctx`, each under a lock of
- * its own: two tracks of one extractor are not to be used at the same time.
- * The data source named in the parameter block is neither owned nor touched.
+ * The extractor fills it while opening. After that only tracks use `ctx`, and each track has its
+ * own lock. Never use two tracks of one extractor at the same time. A new track writes `info`, so
+ * never make one while another track reads.
+ *
+ * The data source in the parameter block is not owned.
  */
 class KelFLACFDSF : public RefBase {
   public:
-    KELFLACFD_CTX* ctx = nullptr;  ///< Owned; null until the open succeeded.
+    KELFLACFD_CTX* ctx = nullptr;  ///< Owned; null unless the open succeeded.
     KELFLACFD_INFO info = {};      ///< Copy of the stream information; `tag` points into `ctx`.
-    int64_t in_duration = 0;       ///< Duration in 100 ns given to the open; 0 = from the stream.
+    int64_t in_duration = 0;       ///< Duration in 100 ns for the open; 0: the stream's own.
     _KELCMN_MFAL mfal = {};        ///< Owns its `open_param`, a KELCMN_MFAL_PARAM.
 
   protected:

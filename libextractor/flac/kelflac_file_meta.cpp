@@ -31,14 +31,14 @@ void publishNumber(const Entry& entry, const KELFLACFD_TAG& tag, AMediaFormat* m
         AMediaFormat_setString(meta, entry.key, text);
         return;
     }
-    constexpr size_t MAX_DIGITS = 9;  // a tenth is cut off
+    constexpr size_t MAX_DIGITS = 9;  // a tenth digit is cut off
     char text[12];
     snprintf(text, sizeof(text), "%d", number);
     text[MAX_DIGITS] = '\0';
     AMediaFormat_setString(meta, entry.key, text);
 }
 
-/** Also adds "key=encoding:" to the list of encodings. */
+/** Sets the text, and adds "key=encoding:" to the list of encodings. */
 void publishText(const Entry& entry, const KELFLACFD_TAG& tag, AMediaFormat* meta,
                  String8* encodings) {
     const KELFLACFD_TXT& text = tag.*entry.text;
@@ -53,7 +53,7 @@ void publishText(const Entry& entry, const KELFLACFD_TAG& tag, AMediaFormat* met
     if (text.enc < KELFLACFD_ENC_FIRST || text.enc > KELFLACFD_ENC_UTF8) return;
     char encoding[12];
     snprintf(encoding, sizeof(encoding), "%d", static_cast<int>(text.enc - KELFLACFD_ENC_FIRST));
-    // Whole or not at all: without memory an entry is left out.
+    // Without memory the whole entry is left out.
     String8 listed(entry.key);
     if (listed.length() == 0 || listed.append("=") != OK || listed.append(encoding) != OK ||
         listed.append(":") != OK) {

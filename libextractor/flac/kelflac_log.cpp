@@ -1,4 +1,4 @@
-// The demuxer's debug lines in the platform's log: without a tag.
+// Writes the demuxer's debug lines to the platform's log, without a tag.
 #include <android/log.h>
 
 #include "libextractor/flac/demuxer/kelflacfd_log.h"

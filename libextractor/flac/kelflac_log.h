@@ -1,4 +1,8 @@
 // The front end's log: one tag, information level.
+//
+// The texts of the lines are fixed, because tools match them. Some name functions that don't exist
+// here: readMetaData() stands for any query that opens the stream, init_kelflacfd() for
+// init_kelflacff() and kelflacfds_seek() for kelflacfd_seek().
 #pragma once
 
 #include <android/log.h>

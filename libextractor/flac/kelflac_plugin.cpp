@@ -36,8 +36,8 @@ KelFLACExtractor* newExtractor(CDataSource* source) {
     return nullptr;
 }
 
-/** Makes an extractor over the source. Returns its callback table, owned by the caller, or null
-    when there is no memory. */
+/** Makes an extractor for the source. Returns its callback table, owned by the caller, or null when
+    there is no memory. */
 CMediaExtractor* CreateExtractor(CDataSource* source, void* /*meta*/) {
     KelFLACExtractor* extractor = newExtractor(source);
     if (extractor == nullptr) return nullptr;
@@ -46,8 +46,8 @@ CMediaExtractor* CreateExtractor(CDataSource* source, void* /*meta*/) {
     return table;
 }
 
-/** Claims a source with the "fLaC" marker at its start or behind ID3v2 tags. A tag's footer is not
-    counted. */
+/** Claims a source with the "fLaC" marker at its start or after ID3v2 tags. A tag's footer is not
+    skipped. */
 CreatorFunc Sniff(CDataSource* source, float* confidence, void** /*meta*/, FreeMetaFunc* /*free*/) {
     uint8_t header[ID3V2_HEADER_BYTES] = {};
     int64_t offset = 0;
@@ -67,7 +67,7 @@ CreatorFunc Sniff(CDataSource* source, float* confidence, void** /*meta*/, FreeM
 
 extern "C" __attribute__((visibility("default"))) android::ExtractorDef GETEXTRACTORDEF();
 
-/** What the framework learns of the plug-in when it loads it. */
+/** The plug-in's definition, which the framework reads when it loads the library. */
 android::ExtractorDef GETEXTRACTORDEF() {
     using namespace android;
     ExtractorDef definition = {

@@ -7,15 +7,15 @@
 namespace android {
 namespace {
 
-/** A check that ends the process when it fails. The line number identifies it in a log and stays as
-    it is when lines move. */
+/** A check that ends the process when it fails. Its line number is a fixed part of the log's text.
+    It doesn't change when lines move. */
 struct Check {
     const char* condition;
     int line;
     const char* message;
 };
 
-/** The front end's main file stands for the front end as a whole. */
+/** The path that the messages name for the whole front end. */
 constexpr const char* CHECK_SOURCE_PATH = "libextractor/flac/kelflac_extractor.cpp";
 constexpr Check CHECK_START_STOPPED = {"!(!mStarted)", 521, " CHECK(!mStarted) failed."};
 constexpr Check CHECK_START_MAX_SIZE = {
@@ -29,7 +29,7 @@ void require(bool holds, const Check& check) {
                          check.message);
 }
 
-/** Holds a mutex for a scope. */
+/** Locks a mutex until the end of a scope. */
 class ScopedLock {
   public:
     explicit ScopedLock(pthread_mutex_t* lock) : mLock(lock) { pthread_mutex_lock(mLock); }
@@ -83,7 +83,7 @@ media_status_t KelFLACSource::stop() {
     return stopLocking();
 }
 
-/** Not virtual, for the destructor. */
+/** The work of stop(). The destructor calls it, which must not call virtual functions. */
 media_status_t KelFLACSource::stopLocking() {
     const ScopedLock lock(&mLock);
     require(mStarted, CHECK_STOP_STARTED);
@@ -111,7 +111,7 @@ media_status_t KelFLACSource::read(MediaBufferHelper** buffer, const ReadOptions
     return status;
 }
 
-/** Gives the buffer back, then says why. A null `line` logs nothing. */
+/** Releases the buffer, logs `line` unless it is null, and returns `status`. */
 media_status_t KelFLACSource::refuse(const char* line, media_status_t status) {
     mBuffer->release();
     mBuffer = nullptr;
@@ -121,7 +121,7 @@ media_status_t KelFLACSource::refuse(const char* line, media_status_t status) {
 
 media_status_t KelFLACSource::seekIfAsked(const ReadOptions* options) {
     int64_t timeUs = 0;
-    ReadOptions::SeekMode mode;  // every frame is a sync frame, so no mode matters
+    ReadOptions::SeekMode mode;  // not used: every frame is a sync frame
     if (options == nullptr || !options->getSeekTo(&timeUs, &mode)) return AMEDIA_OK;
 
     const KELFLACFD_INFO& info = mFDSF->info;
@@ -140,7 +140,7 @@ media_status_t KelFLACSource::seekIfAsked(const ReadOptions* options) {
     return AMEDIA_OK;
 }
 
-/** Copies the next frame into mBuffer and stamps it. */
+/** Copies the next frame into mBuffer and sets its times. */
 media_status_t KelFLACSource::fillBuffer() {
     uint32_t length = 0;
     int64_t time = 0;

@@ -1,4 +1,4 @@
-// The track: one compressed frame per read, with its time.
+// The track, which gives one compressed frame per read.
 #pragma once
 
 #include <media/MediaExtractorPluginHelper.h>
@@ -11,13 +11,16 @@
 namespace android {
 
 /**
- * The single track of a stream. Shares the open demuxer with the extractor.
+ * The track of a stream. Shares the open demuxer with the extractor.
  *
- * One lock serialises start, stop, getFormat and read, and is held while read waits for a buffer.
+ * Threads may call start, stop, getFormat and read at the same time: a lock makes them wait for
+ * each other. A read keeps the lock while it waits for a buffer. Never use two tracks of one
+ * extractor at the same time. Pointers must not be null, unless their description allows it.
  */
 class KelFLACSource : public MediaTrackHelper {
   public:
-    /** Borrows the source and the track's format from the extractor. */
+    /** Borrows the source and the track's format from the extractor. No other track of it may be
+        reading. */
     KelFLACSource(DataSourceHelper* source, AMediaFormat* format, const sp<KelFLACFDSF>& fdsf);
 
     /** Stops the track if it is started. */
@@ -26,26 +29,27 @@ class KelFLACSource : public MediaTrackHelper {
     KelFLACSource(const KelFLACSource&) = delete;
     KelFLACSource& operator=(const KelFLACSource&) = delete;
 
-    /** Adds a buffer of the format's largest input size to the group, each time.
-        AMEDIA_ERROR_UNSUPPORTED for a refused stream. Ends the process when the track is started
-        already. */
+    /** Adds a buffer of the format's maximum input size to the group, each time. Returns AMEDIA_OK,
+        or AMEDIA_ERROR_UNSUPPORTED for a refused stream. Ends the process when the track is already
+        started. */
     media_status_t start() override;
 
-    /** Leaves the buffers and the position as they are. Ends the process when not started. */
+    /** Keeps the buffers and the position. Always AMEDIA_OK. Ends the process when not started. */
     media_status_t stop() override;
 
     /** Copies the track's format. Always AMEDIA_OK. */
     media_status_t getFormat(AMediaFormat* meta) override;
 
     /**
-     * Hands out the next frame, or with a seek request the frame at the time asked for or one next
-     * to it, stamped with its own time. Waits until a buffer is free. The track must be started.
+     * Hands out the next frame with its time. A seek request first moves to the frame at its time
+     * or near it. Waits until a buffer is free. The track must be started.
      *
-     * @param buffer receives the buffer, to be released by the caller; null on failure.
-     * @return AMEDIA_ERROR_END_OF_STREAM at the end and for a seek behind it;
-     *     AMEDIA_ERROR_UNSUPPORTED for a seek in a stream that can't be sought;
-     *     AMEDIA_ERROR_UNKNOWN without a buffer, and for a frame that is too large: it is left out,
-     *     the next read goes on behind it; AMEDIA_ERROR_IO for other failures.
+     * @param buffer receives the buffer, which the caller releases; null on failure.
+     * @param options may be null: no seek.
+     * @return AMEDIA_OK; AMEDIA_ERROR_END_OF_STREAM after the last frame, for a seek past the
+     *     duration and for one that fails; AMEDIA_ERROR_UNSUPPORTED for a seek in a stream that
+     *     can't be sought; AMEDIA_ERROR_UNKNOWN without a buffer, and for a frame that is too large
+     *     (it is skipped); AMEDIA_ERROR_IO for other failures.
      */
     media_status_t read(MediaBufferHelper** buffer, const ReadOptions* options) override;
 
@@ -55,7 +59,7 @@ class KelFLACSource : public MediaTrackHelper {
     media_status_t fillBuffer();
     media_status_t refuse(const char* line, media_status_t status);
 
-    [[maybe_unused]] DataSourceHelper* mDataSource;  // all reading goes through the demuxer
+    [[maybe_unused]] DataSourceHelper* mDataSource;  // not used: the demuxer reads
     AMediaFormat* mFormat;
     pthread_mutex_t mLock;
     bool mStarted = false;

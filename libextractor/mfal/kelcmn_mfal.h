@@ -1,7 +1,7 @@
-// The I/O callback record: the one way in which the demuxer reaches the bytes of a file.
+// The I/O callback record, through which the demuxer reads a source.
 //
-// A record is a plain table of function pointers over a handle with a current position, in the
-// manner of stdio. Whoever opens a demuxer fills one; the demuxer's reader copies it whole.
+// A record is a plain table of functions for a handle with a current position, like those of stdio.
+// The demuxer's caller fills one, and the demuxer copies it as a whole.
 #pragma once
 
 #include <type_traits>
@@ -9,22 +9,23 @@
 struct KELCMN_MFAL_PARAM;
 
 /**
- * I/O callbacks over one byte source. Zero the whole record before setting callbacks.
+ * I/O callbacks of one byte source. Set the whole record to zero before setting callbacks. Those
+ * that the demuxer calls must not be null.
  *
- * `fp` is the handle that open() returned. Status results are 0 for success and another value
- * (the bridge gives -1) for failure. Positions and sizes are byte counts from the source's start.
- * The record doesn't own open_param, and is used from one thread at a time.
+ * `fp` is the handle that open() returned. Statuses are 0 for success and another value for
+ * failure. Positions and sizes are byte counts from the source's start. The record doesn't own
+ * open_param. The demuxer calls it only within its own operations, on the caller's thread.
  */
 struct _KELCMN_MFAL {
     /** Opens the source at position 0. Returns the handle, owned by the caller until close(), or
-        null. `mfal` is the caller's own record, not a copy; `mode` may be ignored. */
+        null. `mfal` is the record that the demuxer's caller filled; `mode` may be ignored. */
     void* (*open)(_KELCMN_MFAL* mfal, unsigned long mode);
 
-    /** Frees the handle. The source behind it stays usable. */
+    /** Frees the handle. The source stays usable. */
     void (*close)(void* fp);
 
-    /** Reads up to `size` bytes at the position and advances it by the count returned, 0 to
-        `size`. 0 stands for the end of the data and for a failed source alike. */
+    /** Reads up to `size` bytes at the position and moves it past them. Returns their count; 0 at
+        the end of the data and when the source fails. */
     int (*read)(void* fp, void* buf, int size);
 
     /** Not called by the demuxer. */
@@ -33,7 +34,7 @@ struct _KELCMN_MFAL {
     /** Stores the position at `p`. */
     int (*getpos)(void* fp, long long* p);
 
-    /** Moves to the position at `p`, which may lie outside the source. */
+    /** Moves to the position at `p`, which may be outside the source. */
     int (*setpos)(void* fp, long long* p);
 
     /** Moves forward by the count at `fsize`. Not called by the demuxer. */
@@ -46,8 +47,9 @@ struct _KELCMN_MFAL {
     int (*ioctl)(void* fp, int cmd, void* arg);
 
     void* reserved_callbacks[4];    ///< Zero.
-    KELCMN_MFAL_PARAM* open_param;  ///< For open() alone.
+    KELCMN_MFAL_PARAM* open_param;  ///< For open() only.
     void* reserved_params[3];       ///< Zero.
 };
 
-static_assert(std::is_trivially_copyable_v<_KELCMN_MFAL>, "the reader copies the record whole");
+static_assert(std::is_trivially_copyable_v<_KELCMN_MFAL>,
+              "the reader copies the record as a whole");

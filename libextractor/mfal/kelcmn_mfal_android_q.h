@@ -1,8 +1,8 @@
-// The data-source bridge: an I/O callback record over the framework's DataSourceHelper.
+// The data-source bridge: an I/O callback record for the framework's DataSourceHelper.
 //
-// Turns a handle with a current position into reads at an offset. The callbacks never report an
-// error of the source: a failed read is the end of the data, a failed size query the size 0.
-// A null argument is logged and refused. Use a handle from one thread at a time.
+// A handle has a current position; the framework reads at an offset. The callbacks never report an
+// error of the source: a failed read counts as the end of the data, a failed size query as size 0.
+// A null argument is logged and refused. Never use one handle from two threads at the same time.
 #pragma once
 
 #include <android/log.h>
@@ -11,20 +11,21 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <new>
 
 #include "libextractor/mfal/kelcmn_mfal.h"
 #include "libextractor/mfal/wrap_arith.h"
 
-/** What `open_param` of the record points to. Zero it, then set the source. */
+/** The parameter block, to which `open_param` of the record points. */
 struct KELCMN_MFAL_PARAM {
     uint8_t reserved[4096];                  ///< Zero; not read here.
-    android::DataSourceHelper* data_source;  ///< Borrowed; outlives every handle opened on it.
+    android::DataSourceHelper* data_source;  ///< Borrowed; must outlive every handle.
 };
 
 /** One open handle: the `fp` of every callback but open. */
 struct KELCMN_MFAL_HANDLE {
     android::DataSourceHelper* source;  ///< Borrowed.
-    int64_t pos;                        ///< Offset of the next read; not checked against the size.
+    int64_t pos;                        ///< Offset of the next read; may be outside the source.
 };
 
 namespace kelcmn_mfal_diagnostic {
@@ -32,8 +33,8 @@ namespace kelcmn_mfal_diagnostic {
 constexpr const char* LOG_TAG = "KelFLACExtractorSO";
 constexpr const char* SOURCE_PATH = "libextractor/mfal/kelcmn_mfal_android_q.h";
 
-// Each diagnostic carries a line number that identifies it in a log. They are part of the log's
-// text and stay as they are when lines move.
+// The line numbers in the diagnostics are a fixed part of the log's text. They don't change when
+// lines move.
 constexpr int OPEN_MFAL = 102;
 constexpr int CLOSE_FP = 134;
 constexpr int READ_BUF = 151;
@@ -50,7 +51,7 @@ constexpr int GETSIZE_FP = 225;
 constexpr int IOCTL_FP = 239;
 constexpr int IOCTL_ARG = 240;
 
-/** True, with a diagnostic logged, when a required argument is null. */
+/** Whether an argument is null. Logs a diagnostic if it is. */
 inline bool is_null(const void* arg, const char* name, int line) {
     if (arg != nullptr) return false;
     __android_log_print(ANDROID_LOG_ERROR, LOG_TAG, "[%s:%d] assert failed! (%s)\n", SOURCE_PATH,
@@ -83,8 +84,8 @@ inline void kelcmn_mfal_close(void* fp) {
     free(fp);
 }
 
-/** Reads at the position with one call of the source. Returns 0 to `size`, or -1 for a null
-    argument. A size below 1 returns 0 whatever the pointers. */
+/** Reads at the position with one call of the source. Returns the count, 0 to `size`, or -1 for a
+    null argument. Returns 0 for a size below 1, also when an argument is null. */
 inline int kelcmn_mfal_read(void* fp, void* buf, int size) {
     namespace diagnostic = kelcmn_mfal_diagnostic;
     if (size < 1) return 0;
@@ -112,7 +113,7 @@ inline int kelcmn_mfal_getpos(void* fp, long long* p) {
     return 0;
 }
 
-/** Sets the position, in or out of the source's range. Returns 0, or -1 for a null argument. */
+/** Sets the position, which may be outside the source. Returns 0, or -1 for a null argument. */
 inline int kelcmn_mfal_setpos(void* fp, long long* p) {
     namespace diagnostic = kelcmn_mfal_diagnostic;
     if (diagnostic::is_null(p, "p", diagnostic::SETPOS_P)) return -1;
@@ -133,7 +134,7 @@ inline int kelcmn_mfal_skip(void* fp, long long* fsize) {
     return 0;
 }
 
-/** Stores the source's size, 0 when it can't tell. Returns 0, or -1 for a null argument. */
+/** Stores the source's size, 0 when unknown. Returns 0, or -1 for a null argument. */
 inline int kelcmn_mfal_getsize(void* fp, long long* fsize) {
     namespace diagnostic = kelcmn_mfal_diagnostic;
     if (diagnostic::is_null(fsize, "fsize", diagnostic::GETSIZE_FSIZE)) return -1;
@@ -144,11 +145,36 @@ inline int kelcmn_mfal_getsize(void* fp, long long* fsize) {
     return 0;
 }
 
-/** Does nothing. Returns 0 for command 1, else -1, also for a null argument. */
+/** Does nothing. Returns 0 for command 1, and -1 for another command or a null argument. */
 inline int kelcmn_mfal_ioctl(void* fp, int cmd, void* arg) {
     namespace diagnostic = kelcmn_mfal_diagnostic;
     constexpr int ACCEPTED_COMMAND = 1;
     if (diagnostic::is_null(fp, "fp", diagnostic::IOCTL_FP)) return -1;
     if (diagnostic::is_null(arg, "arg", diagnostic::IOCTL_ARG)) return -1;
     return cmd == ACCEPTED_COMMAND ? 0 : -1;
+}
+
+/**
+ * Fills a record with the callbacks above and a new parameter block, which the caller deletes after
+ * the last handle is closed.
+ *
+ * @param source borrowed; it outlives every handle.
+ * @return false when there is no memory; `open_param` is then null.
+ */
+inline bool kelcmn_mfal_fill(_KELCMN_MFAL* mfal, android::DataSourceHelper* source) {
+    *mfal = {};
+    mfal->open = kelcmn_mfal_open;
+    mfal->close = kelcmn_mfal_close;
+    mfal->read = kelcmn_mfal_read;
+    mfal->write = kelcmn_mfal_write;
+    mfal->getpos = kelcmn_mfal_getpos;
+    mfal->setpos = kelcmn_mfal_setpos;
+    mfal->skip = kelcmn_mfal_skip;
+    mfal->getsize = kelcmn_mfal_getsize;
+    mfal->ioctl = kelcmn_mfal_ioctl;
+    auto* param = new (std::nothrow) KELCMN_MFAL_PARAM{};
+    if (param == nullptr) return false;
+    param->data_source = source;
+    mfal->open_param = param;
+    return true;
 }

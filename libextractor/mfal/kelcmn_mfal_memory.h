@@ -1,4 +1,4 @@
-// The memory source: an I/O callback record over bytes that the caller holds.
+// The memory source: an I/O callback record for a file in memory.
 //
 //     KELCMN_MFAL_MEMORY source = {bytes, size};
 //     _KELCMN_MFAL record = kelcmn_mfal_memory(&source);
@@ -11,20 +11,20 @@
 #include "libextractor/mfal/kelcmn_mfal.h"
 
 /**
- * A file in memory, and the position of the one handle on it. It serves one demuxer at a time: for
- * a second one over the same bytes make a second source.
+ * A file in memory and a position in it. It serves one demuxer at a time. For a second demuxer,
+ * make a second source over the same bytes.
  */
 struct KELCMN_MFAL_MEMORY {
     const void* bytes;  ///< Borrowed until the demuxer is deleted. May be null when `size` is 0.
-    size_t size;        ///< Bytes at `bytes`. A file of size 0 counts as one of unknown size.
-    long long pos = 0;  ///< Of the next read; may lie outside the bytes.
+    size_t size;        ///< Bytes at `bytes`. Size 0 counts as an unknown size.
+    long long pos = 0;  ///< Position of the next read; may be outside the bytes.
 };
 
-/** Copies up to `size` bytes, 0 or more, from the position on, and advances it. Returns their
-    count; 0 where the position lies outside the bytes. */
+/** Copies up to `size` bytes, 0 or more, from the position, and moves it past them. Returns their
+    count; 0 when the position is outside the bytes. */
 inline int kelcmn_mfal_memory_read(void* fp, void* buf, int size) {
     auto* source = static_cast<KELCMN_MFAL_MEMORY*>(fp);
-    const auto at = static_cast<unsigned long long>(source->pos);  // below 0: beyond any size
+    const auto at = static_cast<unsigned long long>(source->pos);  // below 0: past any size
     if (at >= source->size) return 0;
     const auto wanted = static_cast<size_t>(size);
     const size_t count = std::min(wanted, source->size - static_cast<size_t>(at));
@@ -34,10 +34,10 @@ inline int kelcmn_mfal_memory_read(void* fp, void* buf, int size) {
 }
 
 /**
- * The record over a source. Allocates nothing: the handle is the source itself.
+ * Makes the record of a source. Allocates nothing: the handle is the source itself.
  *
- * @param source borrowed until the demuxer is deleted, and not moved meanwhile.
- * @return the callbacks that the demuxer calls; the others are null.
+ * @param source borrowed; must not move or go before the demuxer is deleted.
+ * @return a record with the callbacks that the demuxer calls; the others are null.
  */
 inline _KELCMN_MFAL kelcmn_mfal_memory(KELCMN_MFAL_MEMORY* source) {
     _KELCMN_MFAL record = {};
@@ -60,7 +60,7 @@ inline _KELCMN_MFAL kelcmn_mfal_memory(KELCMN_MFAL_MEMORY* source) {
         *fsize = static_cast<long long>(static_cast<KELCMN_MFAL_MEMORY*>(fp)->size);
         return 0;
     };
-    // Of a type of its own for each kind of source; only open() looks at it.
+    // Each kind of source gives KELCMN_MFAL_PARAM its own meaning. Only open() uses it.
     void* const param = source;
     record.open_param = static_cast<KELCMN_MFAL_PARAM*>(param);
     return record;

@@ -1,8 +1,8 @@
-// Arithmetic that wraps on purpose, in one place and without undefined behaviour.
+// Arithmetic that wraps on purpose, without undefined behaviour.
 //
 // Times and seek steps multiply numbers from the file (36-bit frame numbers, 16-bit block sizes,
-// 64-bit times): the low 64 bits are the result. Positions are added to without a look at the
-// source's size, and digits are appended modulo 2^32. Nothing else is expected to wrap.
+// 64-bit times) and keep the low 64 bits. Sums of positions are not checked against the source's
+// size. Digits are appended modulo 2^32. No other arithmetic may wrap.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@
 #define KELFLAC_WRAPS
 #endif
 
-/** Two's complement reading of 64 bits. */
+/** The signed number with these 64 bits, in two's complement. */
 constexpr int64_t as_signed(uint64_t v) {
     return static_cast<int64_t>(v);
 }
@@ -43,8 +43,7 @@ constexpr int64_t wrap_mul(int64_t a, int64_t b) {
 static_assert(wrap_add(INT64_MAX, 1) == INT64_MIN && wrap_sub(INT64_MIN, 1) == INT64_MAX);
 static_assert(wrap_mul(INT64_MAX, 2) == -2);
 
-/** Quotient truncated toward zero; 0 for a zero divisor; the most negative value divided by -1
-    wraps to itself. */
+/** The quotient, truncated toward zero. It is 0 when `b` is 0. INT64_MIN / -1 gives INT64_MIN. */
 constexpr int64_t wrap_div(int64_t a, int64_t b) {
     if (b >= -1 && b <= 0) return wrap_mul(a, b);  // 0, or the negative of `a`
     return a / b;
@@ -52,7 +51,7 @@ constexpr int64_t wrap_div(int64_t a, int64_t b) {
 static_assert(wrap_div(INT64_MIN, -1) == INT64_MIN && wrap_div(7, -1) == -7);
 static_assert(wrap_div(7, 0) == 0 && wrap_div(-7, 2) == -3 && wrap_div(7, -2) == -3);
 
-/** `number` * 10 + `digit` modulo 2^32, on the bits of a signed number. */
+/** number * 10 + digit, modulo 2^32, as a signed number. */
 KELFLAC_WRAPS constexpr int32_t wrap_append_digit(int32_t number, uint32_t digit) {
     return static_cast<int32_t>(static_cast<uint32_t>(number) * 10 + digit);
 }

@@ -1,4 +1,4 @@
-// Big-endian numbers at bytes in hand.
+// Reads big-endian numbers from memory.
 #pragma once
 
 #include <cstdint>

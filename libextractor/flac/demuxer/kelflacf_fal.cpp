@@ -9,15 +9,15 @@
 namespace {
 
 constexpr int64_t MIN_RING_BYTES = 8192;
-constexpr int64_t MAX_RING_BYTES = int64_t{1} << 30;  // the largest power of two of an int32 index
+constexpr int64_t MAX_RING_BYTES = int64_t{1} << 30;  // the largest power of two in an int32
 constexpr unsigned long OPEN_MODE = 18;               // read access; the bridge ignores it
 constexpr int32_t CHUNK_MASK = KELFLACF_FAL_CHUNK - 1;
-// A source that fails once may give again: a top-up that stopped at once would lose the header that
-// it reads for. One that fails for good, or has ended, must not be asked for each chunk of a ring.
+// After one failed read the source may recover, and the wanted header may come. After two in a row
+// it has probably ended: asking again for each chunk of a large ring would take too long.
 constexpr int MAX_EMPTY_READS = 2;
-constexpr int32_t MAX_ROW_BYTES = 64 * 1024;  // more would leave the near caches before its copy
+constexpr int32_t MAX_ROW_BYTES = 64 * 1024;  // more would leave the cache before it is copied
 
-/** The smallest ring that takes `count` bytes beside one chunk, or 0 when there is none. */
+/** The size of the smallest ring for `count` bytes and one chunk, or 0 when that is too large. */
 int32_t ring_size_for(int count) {
     const int64_t needed = int64_t{count} + KELFLACF_FAL_CHUNK;
     int64_t size = MIN_RING_BYTES;
@@ -41,14 +41,14 @@ void empty_ring(KELFLACF_FAL* fal) {
     fal->rd = fal->wr = 0;
 }
 
-/** Every read of the source: at ring offset `at`, never past the ring's end. A source that claims
-    an impossible count is taken at 0 or at all that it was asked for. */
+/** Reads the source into the ring at offset `at`, never past the ring's end. All reads come through
+    here. If the source returns a count out of range, the nearest possible count is used. */
 int32_t read_source(KELFLACF_FAL* fal, int32_t at, int32_t wanted) {
     const int32_t room = std::min(wanted, fal->size - at);
     return std::clamp(fal->mfal.read(fal->fp, fal->buf + at, room), 0, room);
 }
 
-/** Reads up to `wanted` bytes behind the buffered ones. Returns the count. */
+/** Reads up to `wanted` bytes after the buffered ones. Returns the count. */
 int32_t append_from_source(KELFLACF_FAL* fal, int32_t wanted) {
     const int32_t count = read_source(fal, fal->wr, wanted);
     fal->wr = (fal->wr + count) & (fal->size - 1);
@@ -62,22 +62,22 @@ int64_t handle_pos(KELFLACF_FAL* fal) {
     return pos;
 }
 
-/** Fills the empty ring from the handle's position, which is `behind` bytes below the byte to read
-    next. Returns 0, or 1 with an empty ring when that byte is not there. */
-int load_chunk(KELFLACF_FAL* fal, int32_t behind) {
+/** Replaces the ring's bytes by a chunk from the handle's position, and skips its first `skipped`
+    bytes. Returns KELFLACF_FAL_OK, or KELFLACF_FAL_END when the chunk is empty or shorter than
+    that. */
+int load_chunk(KELFLACF_FAL* fal, int32_t skipped) {
     const int32_t count = read_source(fal, 0, KELFLACF_FAL_CHUNK);
     fal->reach += int64_t{fal->size} + count;
     fal->wr = count;
-    fal->rd = std::min(behind, count);
+    fal->rd = std::min(skipped, count);
     if (count == KELFLACF_FAL_CHUNK) return KELFLACF_FAL_OK;
     fal->eof = 1;
-    return count == 0 || count < behind ? KELFLACF_FAL_END : KELFLACF_FAL_OK;
+    return count == 0 || count < skipped ? KELFLACF_FAL_END : KELFLACF_FAL_OK;
 }
 
-/** Refill steps until up to `wanted` bytes lie in a row, so that a read makes a few large copies:
-    many small ones cost more by their number than by their bytes. To the source it looks like a
-    reader that takes each chunk at once: a step depends on `rd` only where the unread bytes wrap,
-    and there this ends. */
+/** Makes refill steps until `wanted` bytes, or MAX_ROW_BYTES, are in one piece. A few large copies
+    cost less than many small ones. The reads of the source don't change by it: a refill step looks
+    at `rd` only when the unread bytes wrap, and then the loop ends. */
 void fill_row(KELFLACF_FAL* fal, int32_t wanted) {
     const int32_t row = std::min(wanted, MAX_ROW_BYTES);
     do {
@@ -116,7 +116,7 @@ int kelflacf_fal_resize_buf(KELFLACF_FAL* fal, int count) {
     auto* grown = static_cast<uint8_t*>(malloc(static_cast<size_t>(new_size)));
     if (grown == nullptr) return KELFLACF_FAL_E_MEMORY;
 
-    // The unread bytes alone: a ring may be large and hold little.
+    // Only the unread bytes are copied: a large ring may hold few.
     if (fal->rd <= fal->wr) {
         memcpy(grown + fal->rd, fal->buf + fal->rd, static_cast<size_t>(fal->wr - fal->rd));
     } else {
@@ -147,13 +147,13 @@ void KELFLACF_FAL_FILL_BUF2(KELFLACF_FAL* fal, int wanted) {
     if (fal->wr >= fal->rd) {
         room = ((fal->size - 1 - fal->wr) & CHUNK_MASK) + 1;  // to the next chunk boundary
     } else if (fal->rd - fal->wr < KELFLACF_FAL_CHUNK) {
-        return;  // a whole chunk would reach unread bytes; the caller takes some of those first
+        return;  // a whole chunk would overwrite unread bytes
     }
     if (append_from_source(fal, room) < 1) fal->eof = 1;
 }
 
 int kelflacf_fal_bytes_peek(KELFLACF_FAL* fal) {
-    // One byte stays free, so that a full ring can't be taken for an empty one.
+    // One byte stays free: rd == wr means an empty ring.
     const int32_t chunks = (free_space(fal) - 1) / KELFLACF_FAL_CHUNK;
     int empty_reads = 0;
     for (int32_t i = 0; i < chunks && empty_reads < MAX_EMPTY_READS; ++i) {
@@ -205,7 +205,7 @@ int kelflacf_fal_read(KELFLACF_FAL* fal, void* dst, int count) {
     while (left > 0) {
         fill_row(fal, left);
         if (kelflacf_fal_at_end(fal)) break;
-        // Equal indexes without `eof`: the refill has just filled the ring to the last byte.
+        // If rd == wr here, the refill has filled the ring to the last byte.
         const int32_t run = fal->wr > fal->rd ? fal->wr - fal->rd : fal->size - fal->rd;
         const int32_t taken = std::min(run, left);
         memcpy(out, fal->buf + fal->rd, static_cast<size_t>(taken));

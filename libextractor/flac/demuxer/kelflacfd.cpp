@@ -7,6 +7,11 @@
 
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
 
+// The reader's statuses are passed on as they are.
+static_assert(int{KELFLACFD_OK} == KELFLACF_FAL_OK && int{KELFLACFD_END} == KELFLACF_FAL_END);
+static_assert(int{KELFLACFD_E_MEMORY} == KELFLACF_FAL_E_MEMORY);
+static_assert(int{KELFLACFD_E_SOURCE} == KELFLACF_FAL_E_SOURCE);
+
 bool kelflacfd_is_open(const KELFLACFD_CTX* ctx) {
     return ctx != nullptr && ctx->magic == KELFLACFD_MAGIC;
 }
@@ -20,7 +25,7 @@ int kelflacfd_get_info(KELFLACFD_CTX* ctx, KELFLACFD_INFO* info) {
 int kelflacfd_get_fmt(KELFLACFD_CTX* ctx, uint8_t* dst, int* len) {
     if (!kelflacfd_is_open(ctx)) return KELFLACFD_E_HANDLE;
     if (ctx->streaminfo_blk == nullptr) {
-        // A source that can't tell its size opens without a STREAMINFO.
+        // A source of unknown size may open without a STREAMINFO.
         *len = 0;
         return KELFLACFD_E_MALFORMED;
     }

@@ -1,4 +1,4 @@
-// The byte counts of metadata: 32 bits from the file, where the reader takes an `int`.
+// Skips and reads for the byte counts of metadata, which have 32 bits. The reader takes an `int`.
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
@@ -16,8 +16,8 @@ void skip_u32(KELFLACF_FAL* fal, uint32_t count) {
 
 uint8_t* read_to_heap(KELFLACF_FAL* fal, uint32_t count, uint32_t spare) {
     constexpr uint32_t MAX_BLOCK_BYTES = 0xFFFFFF;  // RFC 9639, 8.1: lengths have 24 bits
-    // To zero what is then read over would cost as much again. But a count beyond what a block can
-    // hold is mostly a lie, and zeros that nobody reads had better stay the system's.
+    // Memory that is read into needs no zeros first. A larger count is probably wrong, and little
+    // of it will be read: calloc gives zeros that take no memory until they are touched.
     const bool is_plausible = count <= MAX_BLOCK_BYTES;
     const size_t size = size_t{count} + spare;
     auto* bytes = static_cast<uint8_t*>(is_plausible ? malloc(size) : calloc(1, size));

@@ -1,7 +1,7 @@
-// Frames: where they start and end, and handing them out.
+// Finds frames and hands them out.
 //
-// A frame carries no length (RFC 9639, 9). It runs up to the next header of the same stream, or to
-// the end of the file, and both are found by searching.
+// A frame doesn't say its length (RFC 9639, 9). It ends where the next header of the same stream
+// begins, or at the end of the file. The next header is found by search.
 #include <algorithm>
 
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
@@ -10,21 +10,20 @@
 namespace {
 
 /**
- * Moves to the next position that can be a header: over those in sight that can't be, and where
- * fewer than four bytes are in sight, by one refill step and no further. Returns whether one stands
- * there, judged on what is then buffered; the bytes behind that read as zeros.
+ * Moves to the next buffered header and returns true. If there is none, moves to the last three
+ * buffered bytes, where a header may begin, and makes one refill step. Then returns whether a
+ * header begins at the read point. Bytes that are not buffered count as zeros.
  */
 bool move_to_header(KELFLACF_FAL* fal, KELFLACFD_FRM_HDR* hdr) {
-    const int in_sight = kelflacf_fal_buffered(fal);
-    const int offset = find_frm_hdr(fal, 0, in_sight, hdr);
-    if (offset < in_sight) {
+    const int buffered = kelflacf_fal_buffered(fal);
+    const int offset = find_frm_hdr(fal, 0, buffered, hdr);
+    if (offset < buffered) {
         kelflacf_fal_skip(fal, offset);
         return true;
     }
-    if (in_sight >= KELFLACFD_SYNC_BYTES)
-        kelflacf_fal_skip(fal, in_sight - (KELFLACFD_SYNC_BYTES - 1));
-    return check_frm_sync(kelflacf_fal_peek4(fal, 0)) &&
-           check_frm_hdr(fal, 0, &hdr->frm_num, &hdr->hz_code, &hdr->ch, &hdr->bits_code) == 0;
+    if (buffered >= KELFLACFD_SYNC_BYTES)
+        kelflacf_fal_skip(fal, buffered - (KELFLACFD_SYNC_BYTES - 1));
+    return check_frm_sync(kelflacf_fal_peek4(fal, 0)) && judge_frm_hdr(fal, 0, hdr) == KELFLACFD_OK;
 }
 
 bool buffered_to_end(KELFLACF_FAL* fal, int buffered) {
@@ -84,6 +83,12 @@ int kelflacfd_find_prev_frm(KELFLACFD_CTX* ctx, uint64_t* frm_num) {
     if (offset < 0) return KELFLACFD_E_MALFORMED;
     kelflacf_fal_skip(&ctx->fal, offset);
     return KELFLACFD_OK;
+}
+
+int kelflacfd_find_last_frm(KELFLACFD_CTX* ctx, int64_t size, uint64_t* frm_num) {
+    const long long tail = size - ctx->info.max_frm_size;
+    if (kelflacf_fal_setpos(&ctx->fal, &tail) != 0) return KELFLACFD_E_MALFORMED;
+    return kelflacfd_find_prev_frm(ctx, frm_num);
 }
 
 int kelflacfd_get_frm(KELFLACFD_CTX* ctx, uint8_t* frm_buf, int32_t buf_size, uint32_t* frm_len,

@@ -1,4 +1,4 @@
-// Frame headers (RFC 9639, 9.1): the sync-word test and the header test, in that order.
+// Frame headers (RFC 9639, 9.1): first the sync-word test, then the header test.
 //
 // Neither test compares a header with the stream information.
 #include <algorithm>
@@ -17,31 +17,31 @@ constexpr uint32_t SYNC_VALUE = 0xFFF80000;
 constexpr uint32_t BLOCK_SIZE_MASK = 0x0000F000;  // 0 is reserved
 constexpr uint32_t HZ_MASK = 0x00000F00;          // all ones is forbidden
 constexpr uint32_t CHANNELS_MASK = 0x000000F0;
-constexpr uint32_t CHANNELS_RESERVED = 0x000000B0;  // from here up
-// Codes 3 (reserved) and 7. RFC 9639 gives 7 to 32 bits; here it is no header, so that streams of
-// 32-bit samples don't open.
+constexpr uint32_t CHANNELS_RESERVED = 0x000000B0;  // and all values above
+// Codes 3 (reserved) and 7. Code 7 means 32 bits in RFC 9639. It is refused here, so that streams
+// of 32-bit samples don't open.
 constexpr uint32_t BITS_REFUSED = 0x00000006;
 
-// Block-size codes with a tail behind the coded number: the block size minus 1.
+// Block-size codes with a tail after the coded number: the block size minus 1.
 constexpr uint8_t BLOCK_SIZE_8BIT_TAIL = 6;
 constexpr uint8_t BLOCK_SIZE_16BIT_TAIL = 7;
 
-// Sample-rate codes with a tail behind that.
+// Sample-rate codes with a tail after that.
 constexpr uint8_t HZ_8BIT_TAIL = 12;  // in kHz
 static_assert(HZ_8BIT_TAIL == KELFLACFD_HZ_CODES);
 constexpr uint8_t HZ_16BIT_TAIL = 13;       // in Hz
 constexpr uint8_t HZ_16BIT_TENS_TAIL = 14;  // in units of 10 Hz
 
 // Channel assignments, in the upper half of byte 3: 0 to 7 are 1 to 8 independent channels, 8 to 10
-// the stereo decorrelations.
+// are stereo.
 constexpr uint8_t STEREO_FIRST = 0x80;
 constexpr uint8_t STEREO_LIMIT = 0xB0;
 
-// A sync code's second byte can't be the first of another one.
+// The second byte of a sync code never begins another one: the search goes on two bytes later.
 constexpr int SYNC_CODE_STEP = 2;
 
-// A header this near to the last buffered byte is judged with zeros after it, and again once more
-// bytes are buffered.
+// A test of a header this near the last buffered byte may look at bytes that are not buffered yet.
+// Its result may change when they are.
 constexpr int UNSETTLED_BYTES = KELFLACFD_HDR_LOOK_BYTES - 1;
 
 // First subframe byte (RFC 9639, 9.2.1): a zero bit, six bits of type, a wasted-bits flag.
@@ -54,8 +54,8 @@ constexpr uint8_t SUBFRAME_TYPE_RESERVED_MASK = 0x30;
 constexpr int WORD_BYTES = 8;
 using CRC8_TABLE = std::array<uint8_t, 256>;
 
-/** CRC-8 with the polynomial x^8 + x^2 + x + 1, most significant bit first: table k has that of
-   each byte with k zeros behind it. */
+/** CRC-8 with the polynomial x^8 + x^2 + x + 1, most significant bit first. Table k has the CRC-8
+    of each byte when k zeros follow it. */
 constexpr std::array<CRC8_TABLE, WORD_BYTES> make_crc8_tables() {
     constexpr uint32_t POLYNOMIAL = 0x07;
     std::array<CRC8_TABLE, WORD_BYTES> tables{};
@@ -74,7 +74,7 @@ constexpr std::array<CRC8_TABLE, WORD_BYTES> make_crc8_tables() {
 
 constexpr std::array<CRC8_TABLE, WORD_BYTES> CRC8_TABLES = make_crc8_tables();
 
-/** Of the eight bytes of a big-endian word. The look-ups don't wait for each other. */
+/** The CRC-8 of a big-endian word. The processor makes the eight look-ups at the same time. */
 inline uint8_t crc8_of_word(uint64_t word) {
     const auto part = [word](unsigned k) -> unsigned {
         return CRC8_TABLES[k][static_cast<uint8_t>(word >> 8 * k)];
@@ -83,13 +83,13 @@ inline uint8_t crc8_of_word(uint64_t word) {
                                 part(6) ^ part(7));
 }
 
-/** The first `count` of eight bytes, 1 to 8, as a word with zeros in front, which a CRC-8 doesn't
-    see. */
+/** The first `count` of eight bytes, 1 to 8, as a big-endian word. Its leading zeros don't change a
+    CRC-8. */
 uint64_t first_bytes(const uint8_t* bytes, int count) {
     return be64(bytes) >> 8 * (WORD_BYTES - count);
 }
 
-/** Whether `count` bytes, 1 to 16, end with the CRC-8 of those before. Sixteen bytes are there. */
+/** Whether the last of `count` bytes, 1 to 16, is the CRC-8 of those before it. `bytes` has 16. */
 inline bool ends_with_crc8(const uint8_t* bytes, int count) {
     if (count <= WORD_BYTES) return crc8_of_word(first_bytes(bytes, count)) == 0;
     const uint64_t crc = crc8_of_word(be64(bytes));
@@ -98,10 +98,11 @@ inline bool ends_with_crc8(const uint8_t* bytes, int count) {
 }
 
 /**
- * Decodes the coded number (RFC 9639, 9.1.5) at `bytes`, storing it as each byte is taken.
+ * Decodes the coded number (RFC 9639, 9.1.5) at `bytes`. Stores what is decoded after each byte.
  *
- * The ones from bit 5 of the first byte down count its continuation bytes. Bit 6 is not looked at,
- * so that 0x85 reads like 0xC5. Returns the bytes taken, 1 to 7, or 0 when malformed.
+ * One continuation byte follows the first byte, and one more for each 1 from bit 5 of the first
+ * byte down to its first 0. Bit 6 is ignored: 0x85 means the same as 0xC5. Returns how many bytes
+ * the number has, 1 to 7, or 0 when it is malformed.
  */
 int decode_coded_number(const uint8_t* bytes, uint64_t* number) {
     constexpr int MAX_CONTINUATIONS = 6;
@@ -133,7 +134,7 @@ constexpr int hz_tail_bytes(uint32_t code) {
     return code == HZ_16BIT_TAIL || code == HZ_16BIT_TENS_TAIL ? 2 : 0;
 }
 
-/** The bytes between coded number and CRC-8, by the byte that holds both codes. */
+/** For each value of header byte 2: the bytes between coded number and CRC-8. */
 constexpr std::array<uint8_t, 256> make_tail_table() {
     std::array<uint8_t, 256> table{};
     for (uint32_t byte = 0; byte < table.size(); ++byte) {
@@ -157,17 +158,16 @@ bool is_subframe_header(uint8_t byte) {
     return (type & SUBFRAME_TYPE_RESERVED_MASK) != SUBFRAME_TYPE_RESERVED;
 }
 
-/** The offset of a header's CRC-8, or 0 when the coded number is malformed. Stores the number as
-    decode_coded_number does. */
+/** The offset of a header's CRC-8, or 0 when the coded number is malformed. Decodes that number. */
 int crc8_offset(const uint8_t* hdr, uint64_t* frm_num) {
     const int number_bytes = decode_coded_number(hdr + KELFLACFD_SYNC_BYTES, frm_num);
     return number_bytes > 0 ? KELFLACFD_SYNC_BYTES + number_bytes + TAIL_BYTES[hdr[2]] : 0;
 }
 
-// Where false headers are dense, all time goes into judging them. Not all compilers inline these
-// three of their own accord, and calls would cost a third of that time.
+// Where false headers are dense, nearly all time is spent in these three functions. Without
+// always_inline some compilers call them, and take a third more time.
 
-/** What stands from the CRC-8 on; the look at the subframe is the cheaper one. */
+/** Tests the CRC-8 and the first subframe byte. The cheaper test is first. */
 [[gnu::always_inline]] inline bool is_sound(const uint8_t* hdr, int crc_at) {
     return is_subframe_header(hdr[crc_at + 1]) && ends_with_crc8(hdr, crc_at + 1);
 }
@@ -181,7 +181,7 @@ int32_t bits_code_of(const uint8_t* hdr) {
     return (hdr[3] >> 1) & 7;
 }
 
-/** All tests, on KELFLACFD_HDR_LOOK_BYTES bytes in hand. */
+/** Makes all tests on a header. `bytes` has KELFLACFD_HDR_LOOK_BYTES. */
 [[gnu::always_inline]] inline bool is_header(const uint8_t* bytes, KELFLACFD_FRM_HDR* hdr) {
     if (!check_frm_sync(be32(bytes))) return false;
     const int crc_at = crc8_offset(bytes, &hdr->frm_num);
@@ -192,7 +192,7 @@ int32_t bits_code_of(const uint8_t* hdr) {
     return true;
 }
 
-/** All tests on what the reader holds at an offset. `scratch` has KELFLACFD_HDR_LOOK_BYTES. */
+/** Makes all tests on the header at offset `at`. `scratch` has KELFLACFD_HDR_LOOK_BYTES. */
 [[gnu::always_inline]] inline bool is_header_at(const KELFLACF_FAL* fal,
                                                 const KELFLACF_FAL_RUNS& runs, int at,
                                                 KELFLACFD_FRM_HDR* hdr, uint8_t* scratch) {

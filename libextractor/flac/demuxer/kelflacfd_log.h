@@ -1,11 +1,11 @@
-// Where the demuxer's debug lines go. The demuxer has no log of its own: whoever links it says.
+// The demuxer's debug lines.
 #pragma once
 
 /**
- * Takes one debug line. The demuxer calls it and doesn't define it: the front end does, with the
- * platform's log (kelflac_log.cpp), and the package, which drops the lines
- * (kelflacfd_log_none.cpp).
+ * Takes one debug line. The demuxer calls this function, and the program that links it defines it.
+ * In the plug-in it writes to the platform's log (kelflac_log.cpp). In the demuxer's package it
+ * does nothing (kelflacfd_log_none.cpp).
  *
- * @param line text without a line end, at most 255 bytes and a NUL; the caller's.
+ * @param line text without a line end, at most 255 bytes and a NUL; valid during the call.
  */
 void kelflacfd_log(const char* line);

@@ -1,4 +1,4 @@
-// Drops the demuxer's debug lines, where it is a library of its own.
+// Drops the debug lines, in the demuxer's package.
 #include "libextractor/flac/demuxer/kelflacfd_log.h"
 
 void kelflacfd_log(const char* /*line*/) {}

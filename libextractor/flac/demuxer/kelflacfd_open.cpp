@@ -1,10 +1,8 @@
-// Opening a stream: marker, metadata walk (RFC 9639, 8), duration, first frame.
+// Opening a stream: marker, metadata, duration, first frame, byte rate.
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 
-#include "libextractor/flac/demuxer/big_endian.h"
 #include "libextractor/flac/demuxer/id3v2.h"
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
 #include "libextractor/flac/demuxer/kelflacfd_log.h"
@@ -12,79 +10,14 @@
 
 namespace {
 
-constexpr int FIRST_RING_HINT = 4096;  // until STREAMINFO tells the largest frame
-constexpr int RING_MARGIN = 13;        // beside the largest frame
+constexpr int FIRST_RING_HINT = 4096;  // until STREAMINFO gives the largest frame
 
 constexpr uint32_t FLAC_MARKER = 0x664C6143;  // "fLaC"
 constexpr int MARKER_BYTES = 4;
 
 constexpr uint32_t ID3_MARKER = 0x494433;  // "ID3"
 
-// Metadata block header (RFC 9639, 8.1).
-constexpr int LAST_BLOCK_FLAG = 0x80;
-constexpr int BLOCK_HEADER_BYTES = 4;
-constexpr int HANDLER_MASK = 7;  // types beyond 7 share the handlers of those below
-
-constexpr uint8_t FMT_HEADER[] = {'f', 'L', 'a', 'C', 0x80, 0x00, 0x00, 0x22};
-constexpr int STREAMINFO_BYTES = 34;
-static_assert(sizeof(FMT_HEADER) + STREAMINFO_BYTES == KELFLACFD_FMT_BYTES);
-constexpr int32_t MIN_BLOCK_SAMPLES = 16;
-
-constexpr uint32_t SEEK_POINT_BYTES = 18;
-
 constexpr size_t LOG_LINE_BYTES = 256;  // eight numbers of at most 11 characters, text, NUL
-
-/** Fills `info` from the 34 bytes of a STREAMINFO block (RFC 9639, 8.2). Returns 0, -3 or -6. */
-int parse_streaminfo(const uint8_t* block, KELFLACFD_INFO* info) {
-    info->min_block = be16(block);
-    info->max_block = be16(block + 2);
-    if (info->max_block == 0 || info->min_block < MIN_BLOCK_SAMPLES) return KELFLACFD_E_MALFORMED;
-    info->min_frm = be24(block + 4);
-    info->max_frm_size = be24(block + 7);
-    if (info->min_block != info->max_block) return KELFLACFD_E_VARIABLE;
-
-    info->seekable = 0;
-    info->samples = int64_t{block[13] & 0x0F} << 32 | be32(block + 14);
-    info->ch = (block[12] >> 1 & 0x07) + 1;
-    info->hz = be24(block + 10) >> 4;
-    info->bits = ((block[12] & 0x01) << 4 | block[13] >> 4) + 1;
-    if (info->max_frm_size == 0) info->max_frm_size = info->ch * info->min_block * (info->bits / 8);
-    return KELFLACFD_OK;
-}
-
-/** Reads the block into a fresh `streaminfo_blk`, takes it over into `info` and grows the ring. */
-int take_streaminfo(KELFLACFD_CTX* ctx) {
-    ctx->streaminfo_blk = static_cast<uint8_t*>(calloc(1, KELFLACFD_FMT_BYTES));
-    if (ctx->streaminfo_blk == nullptr) return KELFLACFD_E_MEMORY;
-    memcpy(ctx->streaminfo_blk, FMT_HEADER, sizeof(FMT_HEADER));
-    uint8_t* block = ctx->streaminfo_blk + sizeof(FMT_HEADER);
-    kelflacf_fal_read(&ctx->fal, block, STREAMINFO_BYTES);
-
-    const int parsed = parse_streaminfo(block, &ctx->info);
-    if (parsed < 0) return parsed;
-    return kelflacf_fal_resize_buf(&ctx->fal, ctx->info.max_frm_size + RING_MARGIN);
-}
-
-void drop_streaminfo(KELFLACFD_CTX* ctx) {
-    free(ctx->streaminfo_blk);
-    ctx->streaminfo_blk = nullptr;
-}
-
-constexpr KELFLACFD_META_HANDLER META_HANDLERS[HANDLER_MASK + 1] = {
-    parse_meta_streaminfo,      // 0 STREAMINFO
-    parse_meta_padding,         // 1 PADDING
-    parse_meta_app,             // 2 APPLICATION
-    parse_meta_seektable,       // 3 SEEKTABLE
-    parse_meta_vorbis_comment,  // 4 VORBIS_COMMENT
-    parse_meta_cuesheet,        // 5 CUESHEET
-    parse_meta_pic,             // 6 PICTURE
-    invalid_metadata,           // 7 reserved; 127 is forbidden
-};
-
-int skip_block(KELFLACFD_CTX* ctx, uint32_t length) {
-    skip_u32(&ctx->fal, length);
-    return KELFLACFD_OK;
-}
 
 void log_untimed_stream(const KELFLACFD_INFO& info, int64_t size) {
     char line[LOG_LINE_BYTES];
@@ -99,8 +32,8 @@ void log_untimed_stream(const KELFLACFD_INFO& info, int64_t size) {
     kelflacfd_log(line);
 }
 
-/** Works the duration out from the number of the last frame, for a STREAMINFO without a sample
-    count. The reader's position is kept. Returns 0 or -3. */
+/** Sets the duration from the number of the last frame, where STREAMINFO has no sample count or
+    rate. The reader ends where it began. Returns KELFLACFD_OK or KELFLACFD_E_MALFORMED. */
 int count_duration(KELFLACFD_CTX* ctx) {
     KELFLACF_FAL* fal = &ctx->fal;
     KELFLACFD_INFO& info = ctx->info;
@@ -110,10 +43,9 @@ int count_duration(KELFLACFD_CTX* ctx) {
 
     uint64_t frames = 1;
     if (size >= info.max_frm_size) {
-        const long long tail = size - info.max_frm_size;
         uint64_t last_num = 0;
-        if (kelflacf_fal_setpos(fal, &tail) != 0) return KELFLACFD_E_MALFORMED;
-        if (kelflacfd_find_prev_frm(ctx, &last_num) != 0) return KELFLACFD_E_MALFORMED;
+        const int result = kelflacfd_find_last_frm(ctx, size, &last_num);
+        if (result != KELFLACFD_OK) return result;
         frames = last_num + 1;
     }
     info.duration = frm_time_or_0(info, frames);
@@ -140,7 +72,7 @@ int find_first_frame(KELFLACFD_CTX* ctx) {
     return KELFLACFD_OK;
 }
 
-/** A source that tells its size has an average byte rate and can be sought. */
+/** Only a source of known size has a byte rate and can be sought. */
 int set_byte_rate(KELFLACFD_CTX* ctx) {
     KELFLACFD_INFO& info = ctx->info;
     const int64_t size = source_size(&ctx->fal);
@@ -177,39 +109,6 @@ void store_err(int* err, int code) {
 
 }  // namespace
 
-int parse_meta_streaminfo(KELFLACFD_CTX* ctx, uint32_t /*length*/) {
-    drop_streaminfo(ctx);
-    const int result = take_streaminfo(ctx);
-    if (result < 0) drop_streaminfo(ctx);
-    return result;
-}
-
-int parse_meta_padding(KELFLACFD_CTX* ctx, uint32_t length) {
-    return skip_block(ctx, length);
-}
-int parse_meta_app(KELFLACFD_CTX* ctx, uint32_t length) {
-    return skip_block(ctx, length);
-}
-int parse_meta_cuesheet(KELFLACFD_CTX* ctx, uint32_t length) {
-    return skip_block(ctx, length);
-}
-
-int parse_meta_seektable(KELFLACFD_CTX* ctx, uint32_t length) {
-    KELFLACF_FAL* fal = &ctx->fal;
-    // Seeking interpolates and has no use for the points (RFC 9639, 8.5); they are read through.
-    const uint32_t points = length / SEEK_POINT_BYTES;
-    for (uint32_t i = 0; i < points && !kelflacf_fal_at_end(fal); ++i) {
-        for (int word = 0; word < 4; ++word) kelflacf_fal_read4(fal);  // sample number, byte offset
-        kelflacf_fal_skip(fal, 2);                                     // samples in the frame
-    }
-    ctx->info.seekable = 1;
-    return KELFLACFD_OK;
-}
-
-int invalid_metadata(KELFLACFD_CTX* /*ctx*/, uint32_t /*length*/) {
-    return KELFLACFD_E_MALFORMED;
-}
-
 int kelflacfd_check_flac(KELFLACFD_CTX* ctx) {
     KELFLACF_FAL* fal = &ctx->fal;
     uint32_t marker = kelflacf_fal_peek4(fal, 0);
@@ -221,24 +120,6 @@ int kelflacfd_check_flac(KELFLACFD_CTX* ctx) {
     if (marker != FLAC_MARKER) return KELFLACFD_E_MARKER;
     kelflacf_fal_skip(fal, MARKER_BYTES);
     return KELFLACFD_OK;
-}
-
-int kelflacfd_parse_meta(KELFLACFD_CTX* ctx) {
-    KELFLACF_FAL* fal = &ctx->fal;
-    const int64_t size = source_size(fal);
-    int result = 0;
-    for (bool last = false; !last && result >= 0;) {
-        const int64_t pos = logical_pos(fal);
-        const int flag_and_type = kelflacf_fal_read1(fal);
-        int length = 0;
-        for (int i = 0; i < 3; ++i) length = length << 8 | kelflacf_fal_read1(fal);
-        if (length == 0) break;
-        if (size >= 1 && wrap_add(pos, BLOCK_HEADER_BYTES + length) > size) break;
-
-        last = (flag_and_type & LAST_BLOCK_FLAG) != 0;
-        result = META_HANDLERS[flag_and_type & HANDLER_MASK](ctx, static_cast<uint32_t>(length));
-    }
-    return ctx->streaminfo_blk != nullptr ? KELFLACFD_OK : result;
 }
 
 KELFLACFD_CTX* kelflacfd_create(_KELCMN_MFAL* mfal, const int64_t* in_duration,
@@ -254,7 +135,7 @@ KELFLACFD_CTX* kelflacfd_create(_KELCMN_MFAL* mfal, const int64_t* in_duration,
     ctx->self = ctx.get();
     reset_tag_numbers(&ctx->tag_rec);
 
-    const int result = open_stream(ctx.get(), mfal, *in_duration);
+    const int result = open_stream(ctx.get(), mfal, in_duration != nullptr ? *in_duration : 0);
     if (result < 0) {
         store_err(err, result);
         return nullptr;

@@ -1,4 +1,4 @@
-// PICTURE metadata blocks (RFC 9639, 8.8): the image bytes alone are kept.
+// PICTURE metadata blocks (RFC 9639, 8.8): only the image bytes are kept.
 #include <climits>
 
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
@@ -9,14 +9,14 @@ namespace {
 constexpr int PICTURE_TYPE_BYTES = 4;
 constexpr int DIMENSIONS_BYTES = 16;  // width, height, colour depth, number of colours
 
-/** Whether a field of `length` bytes can follow: an int holds its length, and a source of known
-    `size` holds its bytes. The block length is not the measure: taggers write wrong ones. */
+/** Whether a field of `length` bytes can follow: an int can hold the length, and a source of known
+    `size` has the bytes. The block length is not used, because taggers write wrong ones. */
 bool can_follow(KELFLACF_FAL* fal, uint32_t length, int64_t size) {
     if (length > INT_MAX) return false;
     return size < 1 || int64_t{length} <= wrap_sub(size, logical_pos(fal));
 }
 
-/** Skips a length and as many bytes: the MIME type or the description. */
+/** Skips the MIME type or the description: a length and that many bytes. */
 bool skip_sized_field(KELFLACF_FAL* fal, int64_t size) {
     const uint32_t length = kelflacf_fal_read4(fal);
     if (!can_follow(fal, length, size)) return false;
@@ -43,7 +43,7 @@ int parse_meta_pic(KELFLACFD_CTX* ctx, uint32_t length) {
     KELFLACFD_PIC& pic = tag.pic[tag.pic_num];
     pic.len = kelflacf_fal_read4(fal);
     if (!can_follow(fal, pic.len, size)) return KELFLACFD_E_MALFORMED;
-    // Nothing but the block length bounds the allocation where the source can't tell its size.
+    // If the size is unknown, only the block length bounds the allocation.
     if (size < 1 && pic.len > length) return KELFLACFD_E_MALFORMED;
 
     pic.data = read_to_heap(fal, pic.len, pic.len == 0 ? 1 : 0);

@@ -1,9 +1,10 @@
-// Seeking: the frame that holds a time, found by interpolation over frame numbers.
+// Seeking: finds the frame that holds a time, by interpolation over frame numbers.
 //
-// A fixed block size maps a time to a frame number T. Each probe runs the forward search from a
-// byte position, reads the number found there and steps along the line between the probe and the
-// bracket on the far side of T. Every product, sum and difference may come from a crafted file and
-// wraps at 64 bits.
+// With a fixed block size, a time gives a frame number: the target. A probe runs the forward search
+// from a byte position and reads the number of the frame found. The brackets are the nearest probes
+// before and after the target. The next probe is interpolated between the last one and the bracket
+// on the other side of the target. All numbers may come from a crafted file: products, sums and
+// differences wrap at 64 bits.
 #include <algorithm>
 
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
@@ -11,20 +12,17 @@
 
 namespace {
 
-constexpr int64_t CLOSE_ENOUGH = 2;  // T itself and its neighbours are nearer than this
+constexpr int64_t CLOSE_ENOUGH = 2;  // the target and its neighbours are nearer than this
 constexpr int HISTORY_SLOTS = 10;
 constexpr int HISTORY_RECORDED = 9;  // the last slot is never written and stays 0
 constexpr int ENDING_REPEAT = 10;
-// Probes that always meet new numbers may creep for long, and with crafted numbers for ever. Each
-// crosses any distance of other bytes to its frame and then fills the ring. So the bytes are
-// bounded, and each probe counts as a ring at least. Most seeks take a few probes: at most 18 in
-// public test files. An honest file comes near the bound where one half of it is digital silence in
-// one piece, for seeks to the music far from the silence. Two hours of 16/44.1 stereo (a ring of 16
-// KiB) load 1 GB at most, two hours of 24/96 stereo (32 KiB) 7 GB, an hour of 24/96 in six channels
-// (128 KiB) 7 GB. Of 20 seeks spread over such a file at most one reaches the bound.
+// A seek ends after its probes have loaded this many bytes. Without a bound, crafted frame numbers
+// could make it endless. Each probe counts as one ring at least. Most seeks take a few probes: at
+// most 18 in public test files. Of honest files, only those that are half digital silence are
+// known to come near the bound. docs/behaviour.md has their figures.
 constexpr int64_t MAX_SEARCH_BYTES = int64_t{1} << 32;
 
-/** Where the target lies: frame numbers and probe positions on either side of it. */
+/** Frame numbers and probe positions on both sides of the target. */
 struct BRACKETS {
     uint64_t lo_num;
     int64_t lo_pos;
@@ -32,17 +30,17 @@ struct BRACKETS {
     int64_t hi_pos;
 };
 
-/** Frame numbers met, so that probes which circle come to an end. */
+/** The frame numbers that probes met. It ends a search that meets the same ones again and again. */
 struct HISTORY {
     uint64_t slots[HISTORY_SLOTS];
     int used;
     int64_t best;  // distance of the recorded number closest to the target
-    int best_idx;
-    int repeats;
+    int best_idx;  // its slot
+    int repeats;   // probes that met a recorded number
 };
 
-/** How far `num` lies from the target, which is negative for a time before the start. Neither comes
-    near the 64-bit limits: a target is a time over 160,000,000, a number has 36 bits. */
+/** How far `num` is from the target. The target is negative for a time below 0. The difference
+    never overflows: a target is 64 bits divided by at least 160,000,000, and a number has 36. */
 int64_t distance(uint64_t target, uint64_t num) {
     const int64_t ahead = as_signed(wrap_sub_u(target, num));
     return ahead < 0 ? -ahead : ahead;
@@ -64,8 +62,8 @@ void record(HISTORY* history, uint64_t num, int64_t off_target) {
 }
 
 /**
- * Notes the number that a probe met. Once the history is full, `num` becomes the best recorded
- * number, from which the next step is taken. Returns true when repeats end the search.
+ * Records the number that a probe met. When the history is full, `num` becomes the best recorded
+ * number, and the next step starts from that. Returns true when repeats end the search.
  */
 bool note_probe(HISTORY* history, uint64_t* num, int64_t off_target) {
     const uint64_t best_num = history->slots[history->best_idx];
@@ -84,13 +82,13 @@ bool note_probe(HISTORY* history, uint64_t* num, int64_t off_target) {
     return false;
 }
 
-/** `span` * (target - num) / frames, 0 for no frames. */
+/** span * (target - num) / frames; 0 when `frames` is 0. */
 int64_t interpolate(int64_t span, uint64_t target, uint64_t num, uint64_t frames) {
     const int64_t off_target = as_signed(wrap_sub_u(target, num));
     return wrap_div(wrap_mul(span, off_target), as_signed(frames));
 }
 
-/** The step from a probe that met `num`, by the brackets as they are; then draws them closer. */
+/** Computes the step from a probe that met `num`, then moves the bracket on that side closer. */
 int64_t step_from(BRACKETS* brackets, uint64_t target, uint64_t num, int64_t probe) {
     if (num < target) {
         const int64_t step = interpolate(wrap_sub(brackets->hi_pos, probe), target, num,
@@ -112,19 +110,11 @@ int64_t step_from(BRACKETS* brackets, uint64_t target, uint64_t num, int64_t pro
 
 void move_reader(KELFLACFD_CTX* ctx, int64_t pos) {
     const long long target = pos;
-    kelflacf_fal_setpos(&ctx->fal, &target);  // a refused probe searches from where the reader is
+    kelflacf_fal_setpos(&ctx->fal, &target);  // if refused, the reader stays where it is
 }
 
-/** The number of the file's last frame, and the file's size. Returns 0 or -3. */
-int examine_end(KELFLACFD_CTX* ctx, uint64_t* last_num, int64_t* size) {
-    *size = source_size(&ctx->fal);
-    if (*size < ctx->info.max_frm_size) return KELFLACFD_E_MALFORMED;
-    const long long tail = *size - ctx->info.max_frm_size;
-    if (kelflacf_fal_setpos(&ctx->fal, &tail) != 0) return KELFLACFD_E_MALFORMED;
-    return kelflacfd_find_prev_frm(ctx, last_num);
-}
-
-/** Probes until one lands close enough or nothing moves. Returns the number in hand. */
+/** Probes until a frame is close enough, or until another rule ends the search. Returns the last
+    number. */
 uint64_t search(KELFLACFD_CTX* ctx, uint64_t target, int64_t probe, BRACKETS brackets) {
     HISTORY history = {};
     uint64_t num = 0;
@@ -154,10 +144,12 @@ int kelflacfd_seek(KELFLACFD_CTX* ctx, const int64_t* seek_time, int64_t* out_ti
     const int64_t target = wrap_div(wrap_div(wrap_mul(*seek_time, info.hz), info.max_block),
                                     KELFLACFD_TICKS_PER_SECOND);
     const int64_t probe = wrap_add(wrap_mul(target, frame_bytes), ctx->first_frm_pos);
-    move_reader(ctx, probe);  // where the reader stays when the end can't be examined
+    move_reader(ctx, probe);  // the reader stays here when the end can't be examined
 
-    BRACKETS brackets = {0, ctx->first_frm_pos, 0, 0};
-    const int result = examine_end(ctx, &brackets.hi_num, &brackets.hi_pos);
+    const int64_t size = source_size(&ctx->fal);
+    if (size < info.max_frm_size) return KELFLACFD_E_MALFORMED;
+    BRACKETS brackets = {0, ctx->first_frm_pos, 0, size};
+    const int result = kelflacfd_find_last_frm(ctx, size, &brackets.hi_num);
     if (result != KELFLACFD_OK) return result;
     move_reader(ctx, probe);
 

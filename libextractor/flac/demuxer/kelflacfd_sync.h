@@ -1,4 +1,4 @@
-// Where among the reader's bytes the sync code of a frame header stands.
+// Finds the sync code of a frame header in the reader's bytes.
 #pragma once
 
 #include <algorithm>
@@ -7,25 +7,25 @@
 #include "libextractor/flac/demuxer/kelflacf_fal.h"
 #include "libextractor/flac/demuxer/kelflacfd_sync_block.h"
 
-/** The highest offset below `limit` at which a sync code stands, or -1. Offsets count from the
-    first run's first byte, and `limit` is at most the count of all bytes less 1. */
+/** The last offset of a sync code before `limit`, or -1. Offset 0 is the first run's first byte.
+    `limit` is at most the count of all bytes minus 1. */
 int find_last_sync_code(const KELFLACF_FAL_RUNS& runs, int limit);
 
-/** find_sync_code for any distance. */
+/** The same as find_sync_code, which calls it when no code is near. */
 int find_far_sync_code(const KELFLACF_FAL_RUNS& runs, int from, int limit);
 
-// The searches with any type of block, for those above and for tests that compare the types.
+// The searches as templates over the type of block. Tests compare the types.
 namespace sync_search {
 
-/** Positions that are looked at one by one, in the caller's own loop. Where codes are dense the
-   next is near, and its distance is foreseen sooner than a mask tells it. */
+/** Positions that are tested one by one before blocks are used. Where codes are dense, the next one
+    is near, and this is faster. */
 constexpr int NEAR_POSITIONS = 8;
 
-/** Bytes that are looked at with one branch where no code stands. */
+/** Positions that are tested with one branch where there is no code. */
 template <typename BLOCK>
 constexpr ptrdiff_t ROUND_BYTES = ptrdiff_t{4} * BLOCK::POSITIONS;
 
-/** The hits of a block, or those of several, joined. */
+/** The hits of one block or of several, joined. */
 template <typename BLOCK, ptrdiff_t BYTES>
 typename BLOCK::HITS joined_hits(const uint8_t* bytes) {
     if constexpr (BYTES == BLOCK::POSITIONS) {
@@ -51,8 +51,7 @@ ptrdiff_t last_position(uint64_t mask) {
     return (63 - __builtin_clzll(mask)) / BLOCK::BITS;
 }
 
-/** The first of `count` positions in a row at which a code stands, or `count`. One byte more than
-    `count` is looked at. */
+/** The first of `count` positions that has a code, or `count`. Reads `count` + 1 bytes. */
 template <typename BLOCK>
 ptrdiff_t find_in_row(const uint8_t* row, ptrdiff_t count) {
     constexpr ptrdiff_t STEP = BLOCK::POSITIONS;
@@ -69,12 +68,12 @@ ptrdiff_t find_in_row(const uint8_t* row, ptrdiff_t count) {
         const uint64_t mask = joined_mask<BLOCK, STEP>(at);
         if (mask != 0) return at - row + first_position<BLOCK>(mask);
     }
-    // What the last block has in common with those before it holds no code.
+    // The last block overlaps the one before, in which there was no code.
     const uint64_t mask = joined_mask<BLOCK, STEP>(end - STEP);
     return mask != 0 ? count - STEP + first_position<BLOCK>(mask) : count;
 }
 
-/** The last of `count` positions in a row, or -1. */
+/** The last of `count` positions that has a code, or -1. */
 template <typename BLOCK>
 ptrdiff_t find_last_in_row(const uint8_t* row, ptrdiff_t count) {
     constexpr ptrdiff_t STEP = BLOCK::POSITIONS;
@@ -94,7 +93,7 @@ ptrdiff_t find_last_in_row(const uint8_t* row, ptrdiff_t count) {
     return mask != 0 ? last_position<BLOCK>(mask) : -1;
 }
 
-/** Whether the last byte of the first run and the first of the second make a code. */
+/** Whether the first run's last byte and the second run's first byte make a code. */
 inline bool is_code_across(const KELFLACF_FAL_RUNS& runs) {
     return is_sync_code(runs.first.bytes[runs.first.count - 1], runs.second.bytes[0]);
 }
@@ -129,9 +128,9 @@ int find_last(const KELFLACF_FAL_RUNS& runs, int limit) {
 
 }  // namespace sync_search
 
-/** The lowest offset from `from` up to but not with `limit` at which a sync code stands, or
-    `limit`. Offsets and `limit` as those of find_last_sync_code; `from` is at most `limit`. Dense
-    codes call it for every eight bytes, and not all compilers inline it of their own accord. */
+/** The first offset of a sync code at or after `from` and before `limit`; `limit` when there is
+    none. Offsets and `limit` are as in find_last_sync_code; `from` is at most `limit`. Where codes
+    are dense it is called often, and some compilers don't inline it without always_inline. */
 [[gnu::always_inline]] inline int find_sync_code(const KELFLACF_FAL_RUNS& runs, int from,
                                                  int limit) {
     const bool in_first = from < runs.first.count;

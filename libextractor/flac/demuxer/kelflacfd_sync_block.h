@@ -1,14 +1,15 @@
-// The sync code of a frame header (RFC 9639, 9.1.1: 0xFF, then 0xF8 or 0xF9), looked for at many
-// positions at once.
+// Finds the sync code of a frame header (RFC 9639, 9.1.1: 0xFF, then 0xF8 or 0xF9) at many
+// positions at the same time.
 //
-// There is one type of block for each instruction set that devices have, and one for the rest. All
-// of them answer alike. Which one a build takes is settled at compile time, and none of them relies
-// on the compiler to make vector code of a loop.
+// There is one type of block for each instruction set of devices, and one for other machines. All
+// give the same answers. The type is chosen at compile time.
 //
-// A block looks at POSITIONS positions in a row, and so at POSITIONS + 1 bytes. Its HITS tell where
-// a code stands; either() joins those of two blocks, for a look at more bytes with one branch.
-// mask() has BITS bits for each position, the first position's lowest: not all 0 where a code
-// stands, else all 0.
+// Each type has:
+// - POSITIONS: how many positions in a row a block tests. It reads one byte more.
+// - hits(): where codes are, in the form of the instruction set.
+// - either(): the hits of two blocks in one, so that both are tested with one branch.
+// - mask(): the hits as a number, with BITS bits for each position, the first position lowest. They
+//   are all 0 where there is no code.
 #pragma once
 
 #include <cstdint>
@@ -39,9 +40,9 @@ inline uint64_t sync_word_at(const uint8_t* bytes) {
     return word;
 }
 
-/** Eight positions in a word, for machines of any kind. */
+/** Eight positions in a word, for any machine. */
 struct KELFLACFD_SYNC_BLOCK_WORD {
-    using HITS = uint64_t;  // the top bit of a position's byte
+    using HITS = uint64_t;  // a code sets the top bit of its position's byte
     static constexpr int POSITIONS = 8;
     static constexpr int BITS = 8;
 
@@ -52,7 +53,8 @@ struct KELFLACFD_SYNC_BLOCK_WORD {
         const uint64_t off_1 = sync_word_at(bytes) ^ SYNC_BYTE_1 * EACH_BYTE;
         const uint64_t off_2 = sync_word_at(bytes + 1) ^ SYNC_BYTE_2 * EACH_BYTE;
         const uint64_t off = off_1 | (off_2 & SYNC_BYTE_2_MASK * EACH_BYTE);
-        // A byte that is not 0 has its top bit set here. No sum leaves its byte.
+        // Sets the top bit of each byte that is not 0. The additions don't carry into the next
+        // byte.
         const uint64_t misses = ((off & LOW_7_BITS) + LOW_7_BITS) | off;
         return ~(misses | LOW_7_BITS);
     }
@@ -64,7 +66,7 @@ struct KELFLACFD_SYNC_BLOCK_WORD {
 
 /** Every x86-64. */
 struct KELFLACFD_SYNC_BLOCK_SSE2 {
-    using HITS = __m128i;  // all bits of a position's byte
+    using HITS = __m128i;  // a code sets all bits of its position's byte
     static constexpr int POSITIONS = 16;
     static constexpr int BITS = 1;
 
@@ -86,9 +88,9 @@ using KELFLACFD_SYNC_BLOCK = KELFLACFD_SYNC_BLOCK_SSE2;
 
 #elif defined(KELFLACFD_HAS_NEON)
 
-/** Every 64-bit Arm, and the 32-bit ones that the build says have it. */
+/** Every 64-bit Arm, and 32-bit ones if the build is for NEON. */
 struct KELFLACFD_SYNC_BLOCK_NEON {
-    using HITS = uint8x16_t;  // all bits of a position's byte
+    using HITS = uint8x16_t;  // a code sets all bits of its position's byte
     static constexpr int POSITIONS = 16;
     static constexpr int BITS = 4;
 
@@ -99,7 +101,7 @@ struct KELFLACFD_SYNC_BLOCK_NEON {
     }
     static HITS either(HITS a, HITS b) { return vorrq_u8(a, b); }
     static uint64_t mask(HITS hits) {
-        // Of each pair of bytes the middle 8 bits stay.
+        // Keeps the middle 8 bits of each pair of bytes, 4 of each byte.
         const uint8x8_t halves = vshrn_n_u16(vreinterpretq_u16_u8(hits), 4);
         return vget_lane_u64(vreinterpret_u64_u8(halves), 0);
     }

@@ -1,7 +1,7 @@
-// VORBIS_COMMENT metadata blocks (RFC 9639, 8.6): thirteen field names into the tag record.
+// VORBIS_COMMENT metadata blocks (RFC 9639, 8.6): fills the tag record from thirteen field names.
 //
-// The first value of a text field wins, the last of a number field. The lengths are little-endian,
-// unlike the rest of FLAC.
+// A text field keeps its first value, a number field its last. Lengths are little-endian, unlike
+// the rest of FLAC.
 #include <algorithm>
 #include <iterator>
 #include <string_view>
@@ -36,7 +36,7 @@ char fold_case(uint8_t byte) {
     return static_cast<char>(is_lower ? byte - ('a' - 'A') : byte);
 }
 
-/** Stores a value of `length` bytes unless the field holds one already; consumes it either way. */
+/** Consumes a value of `length` bytes. Stores it if the field is empty. */
 void store_text(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TXT* text) {
     uint8_t* data = text->data == nullptr ? read_to_heap(fal, length, TERMINATOR_BYTES) : nullptr;
     if (data == nullptr) {
@@ -46,8 +46,7 @@ void store_text(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TXT* text) {
     *text = {KELFLACFD_ENC_UTF8, length, data};
 }
 
-/** The number that the leading digits of a stored text make. Its terminator ends them at the
-    latest. */
+/** The number in the leading digits of a stored text. Its NUL ends the loop. */
 int32_t leading_number(const KELFLACFD_TXT& text) {
     int32_t number = 0;
     for (const uint8_t* byte = text.data; is_digit(*byte); ++byte) {
@@ -56,8 +55,8 @@ int32_t leading_number(const KELFLACFD_TXT& text) {
     return number;
 }
 
-/** Each DATE comment sets `year`, by the first date that was stored. Its digits are read when it is
-    stored and never again: they may be as many as the comments that follow. */
+/** Stores the first date. Each DATE comment sets `year` to the year of that date. The year is
+    parsed only once, or a file with a long date and many DATE comments would take too long. */
 void store_date(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag) {
     const bool is_first = tag->date.data == nullptr;
     store_text(fal, length, &tag->date);
@@ -71,7 +70,7 @@ void store_number(KELFLACF_FAL* fal, uint32_t length, int32_t* number) {
     if (left > 0) kelflacf_fal_skip(fal, left);
 }
 
-/** "3/12": the total is left alone when there is no "/". */
+/** Reads "3/12" or "3". Without a "/" the total stays as it is. */
 void store_track_number(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag) {
     int left = parse_num(fal, static_cast<int32_t>(length), &tag->track_num);
     if (left > 0 && kelflacf_fal_peek1(fal, 0) == '/') {
@@ -90,7 +89,7 @@ struct FIELD {
     int32_t KELFLACFD_TAG::*number;
 };
 
-/** In the order in which they are tried. */
+/** They are tried in this order. */
 constexpr FIELD FIELDS[] = {
     {"TITLE=", FIELD_TEXT, &KELFLACFD_TAG::title, nullptr},
     {"ARTIST=", FIELD_TEXT, &KELFLACFD_TAG::artist, nullptr},
@@ -115,14 +114,14 @@ constexpr size_t SHORTEST_KEY =
 constexpr int LONGEST_KEY =
     std::max_element(std::begin(FIELDS), std::end(FIELDS), has_shorter_key)->key.size();
 
-/** Whether `bytes` begin with a key, in any case of a to z. */
+/** Whether `bytes` begin with a key. The case of a to z doesn't matter. */
 bool begins_with(const uint8_t* bytes, std::string_view key) {
     const auto is_same = [](char expected, uint8_t byte) { return fold_case(byte) == expected; };
     return std::equal(key.begin(), key.end(), bytes, is_same);
 }
 
-/** The field whose key begins the next `length` bytes, or null. Looks only at what one refill step
-    has buffered, and takes no step where no key has room. */
+/** The field whose key begins the next `length` bytes, or null. Makes one refill step, but none
+    when `length` is too short for any key. A key that is then not wholly buffered is not found. */
 const FIELD* find_field(KELFLACF_FAL* fal, uint32_t length) {
     if (length < SHORTEST_KEY) return nullptr;
     KELFLACF_FAL_FILL_BUF2(fal, 1);
@@ -177,9 +176,10 @@ int parse_vorbis_comment(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag)
     const uint64_t before_comments = uint64_t{LIST_HEAD_BYTES} + vendor_bytes;
     uint32_t left = before_comments < length ? static_cast<uint32_t>(length - before_comments) : 0;
     for (uint32_t i = 0; i < count; ++i) {
-        // Behind the end of the data all that the block has room for are empty comments.
+        // After the end of the data the remaining comments are empty, if the block has room for
+        // them.
         if (kelflacf_fal_at_end(fal)) return count - i <= left / LENGTH_BYTES ? 0 : -1;
-        // A count that promises more than the block has must not read what is behind it.
+        // The count may be wrong: no byte after the block is read.
         const bool has_length = left >= LENGTH_BYTES;
         const uint32_t comment_bytes = has_length ? read_le32(fal) : 0;
         if (has_length) left -= LENGTH_BYTES;

@@ -1,5 +1,5 @@
-// The demuxer under its package's name. The headers name each other by their paths in the source
-// tree, which is installed beside this file as it stands.
+// The demuxer's header under the package's name. It includes others by their paths in the source
+// tree, which is installed beside this file.
 #pragma once
 
 #include "libextractor/flac/demuxer/kelflacfd.h"

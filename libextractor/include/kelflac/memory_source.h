@@ -1,4 +1,4 @@
-// The memory source under the package's name.
+// The memory source's header under the package's name.
 #pragma once
 
 #include "libextractor/mfal/kelcmn_mfal_memory.h"

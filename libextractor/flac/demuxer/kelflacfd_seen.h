@@ -1,0 +1,25 @@
+// What the search for a frame's end remembers of the buffered bytes.
+#pragma once
+
+#include <cstdint>
+
+// The sizes of the table below.
+constexpr int KELFLACFD_HZ_CODES = 12;  ///< Sample-rate codes 0 to 11; 12 to 14 count as 0.
+constexpr int KELFLACFD_MAX_CHANNELS = 8;
+constexpr int KELFLACFD_BITS_CODES = 7;  ///< Sample-size codes 0 to 6.
+
+/**
+ * The headers that failed searches for a successor have met.
+ *
+ * A header's kind is its sample rate, channels and sample size. A successor has the same kind as
+ * its frame. The table holds the place of the last header of each kind. When no header of a
+ * candidate's kind comes after the candidate, the search starts at `noted`. So each byte is
+ * searched once, also where the ring is full of false headers.
+ *
+ * Places count bytes, as KELFLACF_FAL::reach does.
+ */
+struct KELFLACFD_SEEN {
+    int64_t noted;  ///< The headers before this place have been noted.
+    /** A place, 0 for none; by sample-rate code, channels - 1 and sample-size code. */
+    int64_t last[KELFLACFD_HZ_CODES][KELFLACFD_MAX_CHANNELS][KELFLACFD_BITS_CODES];
+};
