@@ -89,6 +89,16 @@ TEST(Reader, SkipsMoreThanAnIntHoldsInTwoSteps) {
               (Texts{"setpos 2147479552 @4096 = -1", "setpos 852520960 @8192 = -1"}));
 }
 
+TEST(Reader, GivesZerosForBytesThatAreMissing) {
+    Reader reader(Noise(100));
+    uint8_t* const bytes = read_to_heap(&reader, 200, 8);
+    EXPECT_EQ(Bytes(bytes, bytes + 208), Cat({Noise(100), Bytes(108)}));
+    free(bytes);
+    long long pos = 0;
+    EXPECT_EQ(kelflacf_fal_getpos(&reader, &pos), 0);
+    EXPECT_EQ(pos, 100);
+}
+
 TEST(Reader, FillsUpToTheSecondEmptyReadInARow) {
     // The reads that give few bytes (the first load is number 0), and how many they give. Then the
     // bytes buffered in a ring of 32 KiB, and the number of reads.

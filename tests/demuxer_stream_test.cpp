@@ -101,6 +101,10 @@ TEST(Open, TakesBytesInMemory) {
     KELFLACFD_INFO info;
     const int64_t none = 0, time = 150 * 928798;
     EXPECT_EQ(kelflacfd_create(&record, &none, &info, nullptr), nullptr) << "`err` may be null";
+    long long value = 7;
+    EXPECT_EQ(record.setpos(&source, &value), 0);
+    EXPECT_EQ(record.getpos(&source, &value), 0);
+    EXPECT_EQ(record.getsize(&source, &value), 0);
     const Bytes stream = StreamBuilder{}.Frames(0, 200, 300).Build();
     source = {stream.data(), stream.size()};
     int64_t landed = 0;
