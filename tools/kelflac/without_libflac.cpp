@@ -1,0 +1,36 @@
+// What the program says where libFLAC is not there for the machine it is built for.
+#include "decoder.h"
+#include "errors.h"
+#include "infile.h"
+
+namespace kelflac {
+
+bool canDecode() {
+    return false;
+}
+
+Pull inFront(std::string, Pull others) {
+    return others;
+}
+
+Pull bytesOf(FileInput&, int64_t) {
+    return {};
+}
+
+Decoded decode(const Pull&) {
+    return {};
+}
+
+Decoded decodeFile(FileInput&) {
+    return {};
+}
+
+Json inFile(Original&) {
+    return {{"unreadable", "the program was built without libFLAC"}};
+}
+
+std::string pictureInFile(Original&, unsigned) {
+    throw FileError("the program was built without libFLAC");
+}
+
+}  // namespace kelflac
