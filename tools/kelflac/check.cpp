@@ -1,4 +1,3 @@
-#include <atomic>
 #include <cstdio>
 #include <mutex>
 #include <thread>
@@ -41,19 +40,12 @@ std::string textFor(const Json& record) {
            durationText(plugin["seeks_off_us"]) + " off";
 }
 
-void print(const Json& record, bool json) {
-    if (json) return printJson(record);
-    printf("%-4s %s: %s\n", record["ok"] ? "ok" : "FAIL",
-           displayText(record["file"].get<std::string>()).c_str(),
+void print(const Json& record, const Options& options) {
+    if (options.json) return printJson(record);
+    if (record["ok"] && options.quiet) return;
+    const std::string file = record["file"];
+    printf("%-4s %s: %s\n", record["ok"] ? "ok" : "FAIL", displayText(file).c_str(),
            displayText(textFor(record)).c_str());
-}
-
-Json judgeOrFail(const Plugin& plugin, const Options& options, const std::string& file) {
-    try {
-        return judge(plugin, options, file);
-    } catch (const std::exception& e) {
-        return {{"file", file}, {"ok", false}, {"error", e.what()}};
-    }
 }
 
 }  // namespace
@@ -63,27 +55,33 @@ int check(const Plugin& plugin, const Options& options, Names& names) {
     uint64_t done = 0;
     uint64_t bytes = 0;
     uint64_t ok = 0;
-    ProgressBar bar(!options.verbose && !options.quiet, 0);
+    Progress progress(!options.verbose && !options.quiet, 0);
     const auto work = [&] {
         while (const auto file = names.next()) {
-            const Json record = judgeOrFail(plugin, options, *file);
+            Json record = {{"file", *file}, {"ok", false}};
+            try {
+                record = judge(plugin, options, *file);
+            } catch (const std::exception& e) {
+                record["error"] = e.what();
+            }
             const std::lock_guard<std::mutex> held(lock);
-            bar.wipe();
-            if (options.json || !options.quiet || !record["ok"]) print(record, options.json);
+            progress.wipe();
+            print(record, options);
             fflush(stdout);
             if (record["ok"]) ++ok;
             bytes += record.value("size", uint64_t{0});
-            bar.update(bytes, ", " + std::to_string(++done) + " files");
+            progress.update(bytes, ", " + std::to_string(++done) + " files");
         }
     };
     std::vector<std::thread> threads;
     for (size_t i = 1; i < options.jobs; ++i) threads.emplace_back(work);
     work();
     for (std::thread& thread : threads) thread.join();
-    bar.wipe();
+    progress.wipe();
     if (!options.json && !options.quiet) {
-        printf("%llu files: %llu ok, %llu failed\n", static_cast<unsigned long long>(done),
-               static_cast<unsigned long long>(ok), static_cast<unsigned long long>(done - ok));
+        puts((std::to_string(done) + " files: " + std::to_string(ok) + " ok, " +
+              std::to_string(done - ok) + " failed")
+                 .c_str());
     }
     return ok == done && !names.failed() ? kExitOk : kExitFile;
 }

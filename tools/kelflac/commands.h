@@ -9,6 +9,7 @@
 #include <string>
 
 #include "names.h"
+#include "original.h"
 #include "plugin.h"
 
 namespace kelflac {
@@ -49,6 +50,12 @@ void extract(const Plugin& plugin, const Options& options, const std::string& fi
 
 /** Draws the sizes of the frames over time, and where seeks land. */
 void plot(const Plugin& plugin, const Options& options, const std::string& file);
+
+/** The ID3 tags of a file by their headers, and the metadata blocks as libFLAC reads them. */
+Json inFile(Original& original);
+
+/** The data of a picture in a file, the first one is 1. Throws FileError when there is none. */
+std::string pictureInFile(Original& original, unsigned number);
 
 /** Both verdicts on a file, as --json prints them. Throws FileError for one that can't be read. */
 Json judge(const Plugin& plugin, const Options& options, const std::string& file);

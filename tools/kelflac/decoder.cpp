@@ -3,18 +3,20 @@
 #include <FLAC/stream_decoder.h>
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 #include <memory>
 #include <string_view>
-
-#include "text.h"
 
 namespace kelflac {
 namespace {
 
 using Decoder = FLAC__StreamDecoder;
-using Handle = std::unique_ptr<Decoder, void (*)(Decoder*)>;
+
+/** Where the decoder stands: behind what it has made sense of. */
+int64_t position(const Decoder* decoder) {
+    FLAC__uint64 position = 0;
+    FLAC__stream_decoder_get_decode_position(decoder, &position);
+    return static_cast<int64_t>(position);
+}
 
 class Decoding {
   public:
@@ -24,64 +26,49 @@ class Decoding {
   private:
     static Decoding* of(void* client) { return static_cast<Decoding*>(client); }
 
-    FLAC__StreamDecoderReadStatus read(FLAC__byte* to, size_t* count);
     void takeInfo(const Decoder* decoder, const FLAC__StreamMetadata& block);
-    void takeFrame(const Decoder* decoder, const FLAC__Frame& frame,
-                   const FLAC__int32* const planes[]);
+    void takeFrame(int64_t end, const FLAC__FrameHeader& header, const FLAC__int32* const planes[]);
     void takeError(FLAC__StreamDecoderErrorStatus status);
     void compareHeader(const FLAC__FrameHeader& header);
     void compareSize(uint64_t size);
-    void compareTotals(bool md5_ok);
 
-    /** Where the decoder stands: behind what it has made sense of. */
-    static int64_t position(const Decoder* decoder) {
-        FLAC__uint64 position = 0;
-        FLAC__stream_decoder_get_decode_position(decoder, &position);
-        return static_cast<int64_t>(position);
+    bool isPastEnd() const {
+        return mOut.stated_samples > 0 && mOut.samples >= mOut.stated_samples;
     }
     void fault(const char* code, const std::string& text) {
         std::optional<int64_t> time_us;
         if (mOut.rate > 0) time_us = static_cast<int64_t>(mOut.samples * 1'000'000 / mOut.rate);
         mOut.faults.add({code, text, mOut.end, time_us});
     }
-    void contradiction(const char* code, const char* what, uint64_t found, uint64_t stated) {
+    void contradicts(const char* code, const char* what, uint64_t found, uint64_t stated) {
         if (found == stated || !mOut.has_info) return;
-        fault(code, std::string(what) + " " + std::to_string(found) + ", STREAMINFO states " +
+        fault(code, std::string(what) + std::to_string(found) + ", STREAMINFO states " +
                         std::to_string(stated));
     }
 
     const Pull& mPull;
-    uint64_t mPulled = 0;
+    uint64_t mPulled = 0;  ///< Bytes.
     FLAC__StreamMetadata_StreamInfo mInfo{};
     bool mSound = true;      ///< No error since the last frame.
-    uint32_t mBlock = 0;     ///< Of the last frame.
+    uint32_t mBlock = 0;     ///< Of the last frame; 0 = there is none.
     uint64_t mLastSize = 0;  ///< Bytes of the last frame; 0 = not known.
     Decoded mOut;
 };
 
-FLAC__StreamDecoderReadStatus Decoding::read(FLAC__byte* to, size_t* count) {
-    *count = mPull(to, *count);
-    mPulled += *count;
-    return *count > 0 ? FLAC__STREAM_DECODER_READ_STATUS_CONTINUE
-                      : FLAC__STREAM_DECODER_READ_STATUS_END_OF_STREAM;
-}
-
 void Decoding::takeInfo(const Decoder* decoder, const FLAC__StreamMetadata& block) {
     mInfo = block.data.stream_info;
     mOut.rate = mInfo.sample_rate;
-    constexpr FLAC__byte kUnset[sizeof(mInfo.md5sum)] = {};
     mOut.has_info = true;
-    mOut.has_md5 = memcmp(mInfo.md5sum, kUnset, sizeof(kUnset)) != 0;
+    mOut.has_md5 = std::any_of(std::begin(mInfo.md5sum), std::end(mInfo.md5sum),
+                               [](FLAC__byte byte) { return byte != 0; });
     mOut.stated_samples = mInfo.total_samples;
     mOut.info_at = position(decoder) - block.length;
 }
 
-void Decoding::takeFrame(const Decoder* decoder, const FLAC__Frame& frame,
+void Decoding::takeFrame(int64_t end, const FLAC__FrameHeader& header,
                          const FLAC__int32* const planes[]) {
-    const FLAC__FrameHeader& header = frame.header;
     if (mOut.rate == 0) mOut.rate = header.sample_rate;
     compareHeader(header);
-    const int64_t end = position(decoder);
     if (mOut.frames++ == 0) mOut.first_end = end;
     // libFLAC fills gaps with frames of silence, which have no bytes.
     if (mSound && end > mOut.end) compareSize(static_cast<uint64_t>(end - mOut.end));
@@ -97,71 +84,53 @@ void Decoding::takeFrame(const Decoder* decoder, const FLAC__Frame& frame,
 
 /** Compares a header with STREAMINFO and with the frames in front of it. */
 void Decoding::compareHeader(const FLAC__FrameHeader& header) {
-    contradiction("rate-contradicts", "sample rate", header.sample_rate, mInfo.sample_rate);
-    contradiction("channels-contradict", "channels", header.channels, mInfo.channels);
-    contradiction("bits-contradict", "bits a sample", header.bits_per_sample,
-                  mInfo.bits_per_sample);
+    if (isPastEnd()) fault("audio-past-end", "frames go on behind the stated end");
+    contradicts("rate-contradicts", "sample rate ", header.sample_rate, mInfo.sample_rate);
+    contradicts("channels-contradict", "channels ", header.channels, mInfo.channels);
+    contradicts("bits-contradict", "bits a sample ", header.bits_per_sample, mInfo.bits_per_sample);
     // The last block alone may be shorter than the smallest that is stated.
-    if (mBlock > 0 && mBlock < mInfo.min_blocksize) {
-        contradiction("block-size-contradicts", "block size", mBlock, mInfo.min_blocksize);
-    }
+    constexpr const char* kBlockSize = "block-size-contradicts";
+    const uint32_t before = mBlock > 0 ? mBlock : mInfo.min_blocksize;
     mBlock = header.blocksize;
-    if (mBlock > mInfo.max_blocksize) {
-        contradiction("block-size-contradicts", "block size", mBlock, mInfo.max_blocksize);
-    }
-    if (header.number.sample_number == mOut.samples) return;
-    mOut.in_order = false;
-    if (!mSound) return;  // The frames that are missing have been told of.
-    fault("frame-out-of-order", "a frame of sample " + std::to_string(header.number.sample_number) +
-                                    " where sample " + std::to_string(mOut.samples) +
-                                    " should follow");
+    contradicts(kBlockSize, "block size ", std::min(before, mInfo.min_blocksize),
+                mInfo.min_blocksize);
+    contradicts(kBlockSize, "block size ", std::max(mBlock, mInfo.max_blocksize),
+                mInfo.max_blocksize);
+    const uint64_t sample = header.number.sample_number;
+    if (sample == mOut.samples || !mSound) return;  // Gaps have been told of.
+    fault("frame-out-of-order", "a frame of sample " + std::to_string(sample) + " follows sample " +
+                                    std::to_string(mOut.samples));
 }
 
 void Decoding::compareSize(uint64_t size) {
-    constexpr const char* kCode = "frame-size-contradicts";
-    if (size < mInfo.min_framesize) contradiction(kCode, "frame of", size, mInfo.min_framesize);
-    if (size > mInfo.max_framesize && mInfo.max_framesize > 0) {
-        contradiction(kCode, "frame of", size, mInfo.max_framesize);
-    }
-    // The last frame is not counted: it may be short.
-    mOut.largest_frame = std::max(mOut.largest_frame, mLastSize);
-    if (mLastSize > 0 && (mOut.smallest_frame == 0 || mLastSize < mOut.smallest_frame)) {
-        mOut.smallest_frame = mLastSize;
+    const uint64_t most = mInfo.max_framesize > 0 ? mInfo.max_framesize : size;
+    const uint64_t bound = std::max<uint64_t>(std::min(size, most), mInfo.min_framesize);
+    contradicts("frame-size-contradicts", "a frame of bytes ", size, bound);
+    if (mLastSize > 0) {
+        const uint64_t least = mOut.smallest_frame > 0 ? mOut.smallest_frame : mLastSize;
+        mOut.smallest_frame = std::min(least, mLastSize);
+        mOut.largest_frame = std::max(mOut.largest_frame, mLastSize);
     }
     mLastSize = size;
 }
 
 void Decoding::takeError(FLAC__StreamDecoderErrorStatus status) {
-    switch (status) {
-        case FLAC__STREAM_DECODER_ERROR_STATUS_BAD_HEADER:
-            fault("frame-header", "a frame with a wrong header");
-            break;
-        case FLAC__STREAM_DECODER_ERROR_STATUS_FRAME_CRC_MISMATCH:
-            fault("frame-crc", "a frame with a wrong CRC");
-            break;
-        case FLAC__STREAM_DECODER_ERROR_STATUS_UNPARSEABLE_STREAM:
-            fault("frame-unknown", "a frame of an unknown kind");
-            break;
-        case FLAC__STREAM_DECODER_ERROR_STATUS_BAD_METADATA:
-            fault("metadata", "a metadata block that makes no sense");
-            break;
-        default:
-            fault("lost-sync", "no frame where one should begin");
-    }
+    constexpr const char* kReasons[][2] = {
+        {"lost-sync", "no frame where one should begin"},
+        {"frame-header", "a frame with a wrong header"},
+        {"frame-crc", "a frame with a wrong CRC"},
+        {"frame-unknown", "a frame of an unknown kind"},
+        {"metadata", "a metadata block that makes no sense"},
+    };
+    const size_t index = std::min<size_t>(status, std::size(kReasons) - 1);
+    // Behind the stated end decodeFile tells what there is.
+    if (!isPastEnd()) fault(kReasons[index][0], kReasons[index][1]);
     mSound = false;
 }
 
-void Decoding::compareTotals(bool md5_ok) {
-    if (mOut.samples < mOut.stated_samples) {
-        fault("samples-missing", std::to_string(mOut.samples) + " samples of " +
-                                     std::to_string(mOut.stated_samples) + " stated");
-    }
-    if (!md5_ok && mOut.samples > 0)
-        fault("md5", "the samples have another MD5 than STREAMINFO states");
-}
-
 Decoded Decoding::run() {
-    const Handle handle(FLAC__stream_decoder_new(), FLAC__stream_decoder_delete);
+    const std::unique_ptr<Decoder, void (*)(Decoder*)> handle(FLAC__stream_decoder_new(),
+                                                              FLAC__stream_decoder_delete);
     Decoder* decoder = handle.get();
     if (decoder == nullptr) throw std::bad_alloc();
     FLAC__stream_decoder_set_md5_checking(decoder, 1);
@@ -169,7 +138,10 @@ Decoded Decoding::run() {
     const auto status = FLAC__stream_decoder_init_stream(
         decoder,
         [](const Decoder*, FLAC__byte to[], size_t* count, void* client) {
-            return of(client)->read(to, count);
+            *count = of(client)->mPull(to, *count);
+            of(client)->mPulled += *count;
+            return *count > 0 ? FLAC__STREAM_DECODER_READ_STATUS_CONTINUE
+                              : FLAC__STREAM_DECODER_READ_STATUS_END_OF_STREAM;
         },
         nullptr,
         [](const Decoder*, FLAC__uint64* at, void* client) {
@@ -177,9 +149,8 @@ Decoded Decoding::run() {
             return FLAC__STREAM_DECODER_TELL_STATUS_OK;
         },
         nullptr, nullptr,
-        [](const Decoder* d, const FLAC__Frame* frame, const FLAC__int32* const planes[],
-           void* client) {
-            of(client)->takeFrame(d, *frame, planes);
+        [](const Decoder* d, const FLAC__Frame* f, const FLAC__int32* const p[], void* client) {
+            of(client)->takeFrame(position(d), f->header, p);
             return FLAC__STREAM_DECODER_WRITE_STATUS_CONTINUE;
         },
         [](const Decoder* d, const FLAC__StreamMetadata* block, void* client) {
@@ -200,56 +171,14 @@ Decoded Decoding::run() {
     } else if (!done) {
         fault("undecodable", std::string("gives up: ") + FLAC__StreamDecoderStateString[state]);
     }
-    compareTotals(FLAC__stream_decoder_finish(decoder) != 0);
+    if (mOut.samples < mOut.stated_samples) {
+        fault("samples-missing", std::to_string(mOut.samples) + " samples of " +
+                                     std::to_string(mOut.stated_samples) + " stated");
+    }
+    if (FLAC__stream_decoder_finish(decoder) == 0 && mOut.samples > 0) {
+        fault("md5", "the samples have another MD5 than STREAMINFO states");
+    }
     return mOut;
-}
-
-/** A head for bytes taken from a file: its STREAMINFO, without a sample count and an MD5. */
-std::string headForTail(FileInput& file, int64_t info_at) {
-    constexpr size_t kInfo = 8;
-    constexpr size_t kTotal = kInfo + 13;  // A nibble and four bytes; the MD5 follows.
-    std::string head("fLaC\x80\0\0\x22", kInfo);
-    head.resize(kInfo + 34);
-    file.readAt(info_at, &head[kInfo], head.size() - kInfo);
-    head[kTotal] = static_cast<char>(head[kTotal] & 0xF0);
-    std::fill(head.begin() + kTotal + 1, head.end(), '\0');
-    return head;
-}
-
-/** A word for what often follows the audio. */
-std::string kindOf(FileInput& file, int64_t at) {
-    std::array<char, 8> bytes{};
-    file.readAt(at, bytes.data(), bytes.size());
-    const std::string_view text(bytes.data(), bytes.size());
-    if (text.substr(0, 3) == "TAG") return " (an ID3v1 tag)";
-    if (text.substr(0, 3) == "ID3") return " (an ID3v2 tag)";
-    return text == "APETAGEX" ? " (an APE tag)" : "";
-}
-
-/** Tells the bytes behind the stated number of samples apart: more frames, or anything else. */
-void examineTail(FileInput& file, off64_t size, Decoded* out) {
-    const Decoded tail = decode(inFront(headForTail(file, out->info_at), bytesOf(file, out->end)));
-    uint64_t bad = 0;
-    bool foreign = tail.frames == 0;
-    for (const Reason& fault : tail.faults.all()) {
-        // Other faults come with the frames' numbers, which don't begin at 0.
-        if (fault.code == "frame-crc") bad = fault.count;
-        foreign = foreign || fault.code == "lost-sync" || fault.code == "frame-crc" ||
-                  fault.code == "frame-header" || fault.code == "frame-unknown";
-    }
-    std::optional<int64_t> end_us;
-    if (out->rate > 0) end_us = static_cast<int64_t>(out->samples * 1'000'000 / out->rate);
-    if (tail.frames > bad) {
-        out->faults.add({"audio-past-end",
-                         std::to_string(tail.samples) + " samples behind the stated end", out->end,
-                         end_us});
-    }
-    if (foreign) {
-        out->faults.add({"foreign-bytes",
-                         std::to_string(size - out->end) + " bytes behind the stated end" +
-                             kindOf(file, out->end),
-                         out->end, end_us});
-    }
 }
 
 }  // namespace
@@ -257,14 +186,10 @@ void examineTail(FileInput& file, off64_t size, Decoded* out) {
 Pull inFront(std::string bytes, Pull others) {
     return [head = std::move(bytes), given = size_t{0}, rest = std::move(others)](
                uint8_t* to, size_t room) mutable {
-        size_t count = std::min(room, head.size() - given);
-        std::copy_n(head.begin() + static_cast<ptrdiff_t>(given), count, to);
+        size_t count = head.copy(reinterpret_cast<char*>(to), room, given);
         given += count;
-        while (count < room) {
-            const size_t more = rest(to + count, room - count);
-            if (more == 0) break;
-            count += more;
-        }
+        for (size_t more = 1; count < room && more > 0; count += more)
+            more = rest(to + count, room - count);
         return count;
     };
 }
@@ -277,10 +202,6 @@ Pull bytesOf(FileInput& file, int64_t at) {
     };
 }
 
-bool canDecode() {
-    return true;
-}
-
 Decoded decode(const Pull& pull) {
     return Decoding(pull).run();
 }
@@ -289,8 +210,13 @@ Decoded decodeFile(FileInput& file) {
     Decoded out = decode(bytesOf(file, 0));
     off64_t size = 0;
     file.getSize(&size);
-    if (out.has_info && out.samples >= out.stated_samples && out.end < size) {
-        examineTail(file, size, &out);
+    const bool past_end = out.samples > 0 && out.samples >= out.stated_samples;
+    if (past_end && out.end < size) {
+        std::string bytes(8, '\0');  // What they begin with often tells what they are.
+        file.readAt(out.end, bytes.data(), bytes.size());
+        out.faults.add({"foreign-bytes",
+                        std::to_string(size - out.end) + " bytes behind the audio: " + bytes,
+                        out.end, std::nullopt});
     }
     return out;
 }

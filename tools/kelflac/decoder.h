@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <string>
 
 #include "input.h"
@@ -11,24 +10,23 @@
 
 namespace kelflac {
 
-/** What decoding a stream came to. */
+/** What decoding a stream came to. Places are in bytes from its start. */
 struct Decoded {
     bool known = false;  ///< False: not decoded.
     Reasons faults;      ///< What is wrong with the stream.
     uint64_t frames = 0;
-    uint64_t samples = 0;  ///< Of each channel.
-    uint64_t hash = 0;     ///< Of the samples; for comparison within one run of the program.
-    uint64_t stated_samples = 0;
+    uint64_t samples = 0;   ///< Of each channel.
+    uint64_t hash = 0;      ///< Of the samples; for comparison within one run of the program.
     uint32_t rate = 0;      ///< Samples a second.
     bool has_info = false;  ///< STREAMINFO was met.
     bool has_md5 = false;
-    int64_t info_at = 0;  ///< Where the body of STREAMINFO begins.
+    uint64_t stated_samples = 0;
+    int64_t info_at = 0;  ///< The body of STREAMINFO.
     int64_t metadata_end = 0;
     int64_t first_end = 0;        ///< Behind the first frame; 0 = there is none.
     int64_t end = 0;              ///< Behind the last frame.
     uint64_t smallest_frame = 0;  ///< In bytes; of two frames or more, the last one not counted.
     uint64_t largest_frame = 0;
-    bool in_order = true;  ///< Each frame goes on where the one before it ends.
 };
 
 /** Gives up to `room` bytes of a stream, 0 at its end. */
@@ -41,10 +39,7 @@ Pull inFront(std::string bytes, Pull others);
 /** Gives a file's bytes from a place on. */
 Pull bytesOf(FileInput& file, int64_t at);
 
-/** Whether the program was built with libFLAC. Without it nothing is ever decoded. */
-bool canDecode();
-
-/** Decodes a stream as libFLAC does: it ends behind the stated number of samples. */
+/** Decodes a stream; nothing where the program was built without libFLAC. */
 Decoded decode(const Pull& pull);
 
 /** Decodes a file, and looks at what comes behind the stated number of samples. */

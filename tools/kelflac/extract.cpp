@@ -21,13 +21,13 @@ void extract(const Plugin& plugin, const Options& options, const std::string& fi
     uint64_t bytes = head.size();
     off64_t size = 0;
     session.input().getSize(&size);
-    ProgressBar bar(!options.verbose && !options.quiet, static_cast<uint64_t>(size));
+    Progress progress(!options.verbose && !options.quiet, static_cast<uint64_t>(size));
     const Run run = session.read(std::nullopt, [&](const Frame& frame) {
         output.write(frame.bytes);
-        bar.update(bytes += frame.bytes.size());
+        progress.update(bytes += frame.bytes.size());
         return true;
     });
-    bar.wipe();
+    progress.wipe();
     // A stream that does not end is not written in half.
     if (run.status != AMEDIA_ERROR_END_OF_STREAM) throw FileError(run.failure);
     output.close();

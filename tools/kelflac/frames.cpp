@@ -5,7 +5,6 @@
 #include "original.h"
 #include "session.h"
 #include "text.h"
-#include "walk.h"
 
 namespace kelflac {
 namespace {
@@ -22,29 +21,20 @@ Json jsonOf(const Frame& frame, uint64_t index, std::optional<off64_t> offset) {
 }
 
 /** The fields of the object, under the same names. */
-void printForPeople(const Json& frame) {
-    const char* separator = "";
-    for (const auto& [key, value] : frame.items()) {
-        printf("%s%s=%s", separator, key.c_str(), value.is_null() ? "?" : value.dump().c_str());
-        separator = "  ";
-    }
-    puts("");
+std::string textOf(const Json& frame) {
+    std::string text;
+    for (const auto& [key, value] : frame.items())
+        text += (text.empty() ? "" : "  ") + key + "=" + (value.is_null() ? "?" : value.dump());
+    return text;
 }
 
-/** Likewise as comma-separated values, with the names in front of the first. */
-void printCsv(const std::string& file, const Json& frame) {
-    static bool begun = false;
-    std::string names = "file";
+/** Likewise as comma-separated values. */
+std::string csvOf(const std::string& file, const Json& frame) {
     std::string values = "\"";
     for (const char c : file) values += c == '"' ? "\"\"" : std::string(1, c);
     values += '"';
-    for (const auto& [key, value] : frame.items()) {
-        names += "," + key;
-        values += "," + (value.is_null() ? "" : value.dump());
-    }
-    if (!begun) puts(names.c_str());
-    begun = true;
-    puts(values.c_str());
+    for (const Json& value : frame) values += "," + (value.is_null() ? "" : value.dump());
+    return values;
 }
 
 }  // namespace
@@ -55,6 +45,7 @@ void listFrames(const Plugin& plugin, const Options& options, const std::string&
     session.open();
     session.startTrack();
     Original original(file);
+    if (options.csv) puts("file,index,time_us,size,duration_us,sync,offset,piece");
     off64_t next = 0;
     uint64_t shown = 0;
     const auto show = [&](const Frame& frame) {
@@ -62,10 +53,11 @@ void listFrames(const Plugin& plugin, const Options& options, const std::string&
         if (!original.standsAt(frame.bytes, next)) offset = original.find(frame.bytes, next);
         if (offset) next = *offset + static_cast<off64_t>(frame.bytes.size());
         const Json json = jsonOf(frame, shown++, offset);
-        if (options.csv)
-            printCsv(file, json);
-        else
-            options.json ? printJson(json) : printForPeople(json);
+        if (options.json) {
+            printJson(json);
+        } else {
+            puts((options.csv ? csvOf(file, json) : textOf(json)).c_str());
+        }
         return shown < options.count;
     };
     const Run run = options.all ? walkFrames(session, options.seek_us, show)

@@ -1,23 +1,22 @@
-#include "infile.h"
-
 #include <FLAC/metadata.h>
 
 #include <memory>
 
+#include "commands.h"
 #include "errors.h"
+#include "original.h"
 #include "text.h"
 
 namespace kelflac {
 namespace {
 
-using Chain = std::unique_ptr<FLAC__Metadata_Chain, void (*)(FLAC__Metadata_Chain*)>;
-using Walk = std::unique_ptr<FLAC__Metadata_Iterator, void (*)(FLAC__Metadata_Iterator*)>;
-
 /** Calls `handle` with each block. Throws FileError where libFLAC can't read them. */
 template <class Handler>
 void forEachBlock(Original& original, const Handler& handle) {
-    const Chain chain(FLAC__metadata_chain_new(), FLAC__metadata_chain_delete);
-    const Walk walk(FLAC__metadata_iterator_new(), FLAC__metadata_iterator_delete);
+    const std::unique_ptr<FLAC__Metadata_Chain, void (*)(FLAC__Metadata_Chain*)> chain(
+        FLAC__metadata_chain_new(), FLAC__metadata_chain_delete);
+    const std::unique_ptr<FLAC__Metadata_Iterator, void (*)(FLAC__Metadata_Iterator*)> walk(
+        FLAC__metadata_iterator_new(), FLAC__metadata_iterator_delete);
     if (chain == nullptr || walk == nullptr) throw std::bad_alloc();
     if (FLAC__metadata_chain_read(chain.get(), original.input().path().c_str()) == 0) {
         throw FileError(FLAC__Metadata_ChainStatusString[FLAC__metadata_chain_status(chain.get())]);
@@ -32,12 +31,19 @@ std::string_view viewOf(const void* data, size_t size) {
     return {static_cast<const char*>(data), data != nullptr ? size : 0};
 }
 
+/** The first `count` of these as a list, each as `describe` has it. */
+template <class Thing, class Describe>
+Json listOf(const Thing* things, uint32_t count, const Describe& describe) {
+    Json list = Json::array();
+    for (uint32_t i = 0; i < count; ++i) list.push_back(describe(things[i]));
+    return list;
+}
+
 Json commentsOf(const FLAC__StreamMetadata_VorbisComment& block) {
-    Json comments = Json::array();
-    for (uint32_t i = 0; i < block.num_comments; ++i)
-        comments.push_back(viewOf(block.comments[i].entry, block.comments[i].length));
-    return {{"vendor", viewOf(block.vendor_string.entry, block.vendor_string.length)},
-            {"comment", comments}};
+    using Entry = FLAC__StreamMetadata_VorbisComment_Entry;
+    const auto text = [](const Entry& entry) { return viewOf(entry.entry, entry.length); };
+    return {{"vendor", text(block.vendor_string)},
+            {"comment", listOf(block.comments, block.num_comments, text)}};
 }
 
 Json pictureOf(const FLAC__StreamMetadata_Picture& block) {
@@ -50,29 +56,14 @@ Json pictureOf(const FLAC__StreamMetadata_Picture& block) {
             {"bytes", block.data_length}};
 }
 
-Json pointsOf(const FLAC__StreamMetadata_SeekTable& block) {
-    Json points = Json::array();
-    for (uint32_t i = 0; i < block.num_points; ++i) {
-        const FLAC__StreamMetadata_SeekPoint& point = block.points[i];
-        if (point.sample_number == FLAC__STREAM_METADATA_SEEKPOINT_PLACEHOLDER) {
-            points.push_back("placeholder");
-        } else {
-            points.push_back("sample " + std::to_string(point.sample_number) + " at +" +
-                             std::to_string(point.stream_offset));
-        }
-    }
-    return {{"point", points}};
+std::string pointText(const FLAC__StreamMetadata_SeekPoint& point) {
+    return "sample " + std::to_string(point.sample_number) + " at +" +
+           std::to_string(point.stream_offset);
 }
 
-Json cuesOf(const FLAC__StreamMetadata_CueSheet& block) {
-    Json tracks = Json::array();
-    for (uint32_t i = 0; i < block.num_tracks; ++i) {
-        const FLAC__StreamMetadata_CueSheet_Track& track = block.tracks[i];
-        tracks.push_back("number " + std::to_string(track.number) + ", sample " +
-                         std::to_string(track.offset) + ", " + std::to_string(track.num_indices) +
-                         " index points " + track.isrc);
-    }
-    return {{"catalog", block.media_catalog_number}, {"track", tracks}};
+std::string trackText(const FLAC__StreamMetadata_CueSheet_Track& track) {
+    return "number " + std::to_string(track.number) + ", sample " + std::to_string(track.offset) +
+           ", index points " + std::to_string(track.num_indices) + ", ISRC " + track.isrc;
 }
 
 Json contentOf(const FLAC__StreamMetadata& block) {
@@ -82,11 +73,14 @@ Json contentOf(const FLAC__StreamMetadata& block) {
         case FLAC__METADATA_TYPE_APPLICATION:
             return {{"id", viewOf(block.data.application.id, 4)}};
         case FLAC__METADATA_TYPE_SEEKTABLE:
-            return pointsOf(block.data.seek_table);
+            return {{"point", listOf(block.data.seek_table.points, block.data.seek_table.num_points,
+                                     pointText)}};
         case FLAC__METADATA_TYPE_VORBIS_COMMENT:
             return commentsOf(block.data.vorbis_comment);
         case FLAC__METADATA_TYPE_CUESHEET:
-            return cuesOf(block.data.cue_sheet);
+            return {{"catalog", block.data.cue_sheet.media_catalog_number},
+                    {"track", listOf(block.data.cue_sheet.tracks, block.data.cue_sheet.num_tracks,
+                                     trackText)}};
         case FLAC__METADATA_TYPE_PICTURE:
             return pictureOf(block.data.picture);
         default:
@@ -106,10 +100,9 @@ Json inFile(Original& original) {
     auto at = static_cast<uint64_t>(head.marker_end);
     try {
         forEachBlock(original, [&](const FLAC__StreamMetadata& block) {
-            const bool known = block.type < FLAC__METADATA_TYPE_UNDEFINED;
-            Json json = {{"type", known ? FLAC__MetadataTypeString[block.type] : "UNKNOWN"},
-                         {"offset", at},
-                         {"length", block.length}};
+            const auto type = std::min(block.type, FLAC__METADATA_TYPE_UNDEFINED);
+            Json json = {
+                {"type", FLAC__MetadataTypeString[type]}, {"offset", at}, {"length", block.length}};
             json.update(contentOf(block));
             out["block"].push_back(std::move(json));
             at += kHeader + block.length;

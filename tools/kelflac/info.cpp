@@ -9,7 +9,6 @@
 #include "commands.h"
 #include "errors.h"
 #include "host/media_format.h"
-#include "infile.h"
 #include "output.h"
 #include "session.h"
 #include "text.h"
@@ -42,21 +41,14 @@ Json jsonOf(const AMediaFormat* format) {
 /** A key as people read it: "durationUs" is a duration, "max-input-size" a max input size. */
 std::string labelOf(std::string key) {
     static const std::pair<const char*, const char*> kLabels[] = {
-        {"durationUs", "Duration"},
-        {"csd-0", "Codec data"},
-        {"mime", "MIME type"},
-        {"albumart", "Album art"},
-        {"md5", "MD5"},
-        {"cdtracknum", "Track number"},
-        {"discnum", "Disc number"},
-        {"track", "Track format"},
-        {"metadata", "File metadata"},
-        {"in_file", "In the file, not published"}};
+        {"durationUs", "Duration"},     {"csd-0", "Codec data"},
+        {"mime", "MIME type"},          {"albumart", "Album art"},
+        {"cdtracknum", "Track number"}, {"track", "Track format"},
+        {"metadata", "File metadata"},  {"in_file", "In the file, not published"}};
     for (const auto& [known, label] : kLabels) {
         if (key == known) return label;
     }
-    std::replace_if(
-        key.begin(), key.end(), [](char c) { return c == '-' || c == '_'; }, ' ');
+    std::replace(key.begin(), key.end(), '-', ' ');
     key[0] = static_cast<char>(toupper(static_cast<unsigned char>(key[0])));
     return key;
 }
@@ -113,7 +105,7 @@ void showInfo(const Plugin& plugin, const Options& options, const std::string& f
     } catch (const FileError& e) {
         error = e.what();
     }
-    Json object = {{"claimed", session.confidence().has_value()}};
+    Json object = {{"file", file}, {"claimed", session.confidence().has_value()}};
     // Rounded: a float's 0.7 is not a double's.
     if (auto value = session.confidence()) object["confidence"] = std::round(*value * 1e3) / 1e3;
     if (session.isOpen()) {
@@ -125,20 +117,15 @@ void showInfo(const Plugin& plugin, const Options& options, const std::string& f
     Original original(file);
     object["in_file"] = inFile(original);
     if (!error.empty()) object["error"] = error;
+    constexpr size_t kMost = 80;
+    const bool shorten = !options.full && isatty(STDOUT_FILENO) != 0;
     if (options.json) {
-        Json line = {{"file", file}};
-        line.update(object);
-        printJson(line);
+        printJson(object);
     } else {
-        constexpr size_t kMost = 80;
-        const bool shorten = !options.full && isatty(STDOUT_FILENO) != 0;
         puts(displayText(file).c_str());
-        for (const auto& [key, value] : object.items())
-            show(key, value,
-                 key == "error"      ? 2
-                 : value.is_object() ? 1
-                                     : 2,
-                 shorten ? kMost : std::string::npos);
+        for (const auto& [key, value] : object.items()) {
+            if (key != "file") show(key, value, 1, shorten ? kMost : std::string::npos);
+        }
     }
     if (!error.empty()) throw FileError(error);
 }

@@ -1,14 +1,13 @@
 #include "input.h"
 
-#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
+#include <fstream>
 #include <map>
 #include <mutex>
-#include <vector>
 
 #include "errors.h"
 
@@ -19,19 +18,13 @@ namespace {
     ends. */
 std::string hold(const std::string& stream) {
     constexpr size_t kMaxBytes = size_t{64} << 20;
-    const int from = stream == "-" ? dup(STDIN_FILENO) : open(stream.c_str(), O_RDONLY | O_CLOEXEC);
-    const int memory = memfd_create("kelflac", MFD_CLOEXEC);
-    std::vector<char> bytes(kMaxBytes + 1);
-    size_t size = 0;
-    ssize_t count = 0;
-    do {
-        count = read(from, &bytes[size], bytes.size() - size);
-        size += static_cast<size_t>(std::max<ssize_t>(count, 0));
-    } while (count > 0);
-    const int error = errno;
-    if (from >= 0) close(from);
-    if (count < 0 || memory < 0) throw FileError(strerror(error));
+    std::ifstream in(stream == "-" ? "/dev/stdin" : stream, std::ios::binary);
+    std::string bytes(kMaxBytes + 1, '\0');
+    in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    if (!in.is_open() || in.bad()) throw FileError(strerror(errno));
+    const auto size = static_cast<size_t>(in.gcount());
     if (size > kMaxBytes) throw FileError("a pipe of more than 64 MiB");
+    const int memory = memfd_create("kelflac", MFD_CLOEXEC);
     if (write(memory, bytes.data(), size) < 0) throw FileError(strerror(errno));
     return "/proc/self/fd/" + std::to_string(memory);
 }

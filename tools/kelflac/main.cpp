@@ -31,15 +31,10 @@ constexpr const char* kFooter =
 
 Examples:
   kelflac info song.flac
-  kelflac info --json *.flac | jq -r .metadata.title
-  kelflac frames --seek 1:30 --count 5 song.flac
-  cat song.flac | kelflac extract - -o untagged.flac
-  kelflac check -j 4 music
-  kelflac plot song.flac -o song.svg
+  kelflac check -j 4 --json music | jq -r 'select(.ok | not).file'
 
-Exit status: 0 all is well; 1 a file was refused or damaged, or could not be read or
-written, or the plug-in is wrong about one; 2 the command line is wrong; 3 the plug-in
-can't be used.
+Exit status: 0 all is well; 1 a file is refused, damaged or unreadable, or the plug-in is
+wrong about one; 2 the command line is wrong; 3 the plug-in can't be used.
 )";
 
 void addCommon(CLI::App* app, CommandLine* line) {
@@ -68,15 +63,18 @@ CLI::App* addCommand(CLI::App* app, CommandLine* line, const char* name, const c
     return command;
 }
 
+CLI::Option* addOutput(CLI::App* command, Options* options) {
+    command->add_flag("--force", options->force, "Overwrite");
+    return command->add_option("-o,--output", options->output,
+                               "The file to write, - = standard output");
+}
+
 /** A command on one file that writes one. */
 CLI::App* addConversion(CLI::App* app, CommandLine* line, const char* name, const char* help,
                         FileCommand run) {
     CLI::App* command = app->add_subcommand(name, help);
     command->add_option("FILE", line->files, "The file")->required()->expected(1);
-    command
-        ->add_option("-o,--output", line->options.output, "The file to write, - = standard output")
-        ->required();
-    command->add_flag("--force", line->options.force, "Overwrite");
+    addOutput(command, &line->options)->required();
     command->callback([=] { line->command = run; });
     return command;
 }
@@ -88,11 +86,7 @@ void addInfo(CLI::App* app, CommandLine* line) {
     info->add_flag("--full", options->full, "Shorten nothing");
     CLI::Option* art = info->add_option(
         "--art", options->art, "Write picture N of the one file, 0 = the one that is published");
-    CLI::Option* output =
-        info->add_option("-o,--output", options->output, "Where to, - = standard output");
-    output->needs(art);
-    art->needs(output);
-    info->add_flag("--force", options->force, "Overwrite");
+    art->needs(addOutput(info, options)->needs(art));
     info->callback([=] {
         line->command = showInfo;
         if (!options->art || (line->files.size() == 1 && line->list.empty())) return;

@@ -15,7 +15,7 @@ int64_t timeUs(uint64_t samples, int64_t rate) {
     return rate > 0 ? static_cast<int64_t>(samples * kUnits / static_cast<uint64_t>(rate)) / 10 : 0;
 }
 
-std::optional<FrameNumber> frameNumber(std::string_view frame) {
+std::optional<FramePlace> placeOf(std::string_view frame, int64_t block) {
     constexpr size_t kNumberAt = 4;
     constexpr size_t kLongest = 7;
     const auto byte = [&](size_t at) { return static_cast<uint8_t>(frame[at]); };
@@ -27,7 +27,9 @@ std::optional<FrameNumber> frameNumber(std::string_view frame) {
     if (behind >= kLongest || frame.size() < kNumberAt + 1 + behind) return std::nullopt;
     if (behind > 0) number &= 0x3FU >> behind;
     for (size_t i = 1; i <= behind; ++i) number = number << 6 | (byte(kNumberAt + i) & 0x3FU);
-    return FrameNumber{number, (byte(1) & 1) != 0};
+    const bool of_sample = (byte(1) & 1) != 0;
+    return FramePlace{static_cast<int64_t>(number),
+                      of_sample ? number : number * static_cast<uint64_t>(block)};
 }
 
 Head Original::head() {

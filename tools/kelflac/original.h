@@ -42,16 +42,13 @@ struct Head {
 /** A time as the plug-in works it out: from a count of samples, modulo 2^64, cut. */
 int64_t timeUs(uint64_t samples, int64_t rate);
 
-/** The number in a frame's header (RFC 9639, 9.1.5). */
-struct FrameNumber {
-    uint64_t number;
-    bool of_sample;  ///< The number of its first sample, else its own.
-
-    uint64_t firstSample(int64_t block) const {
-        return of_sample ? number : number * static_cast<uint64_t>(block);
-    }
+/** What a frame's header says of its place (RFC 9639, 9.1.5). */
+struct FramePlace {
+    int64_t number;  ///< Of the frame, or of its first sample where headers have that.
+    uint64_t sample;
 };
-std::optional<FrameNumber> frameNumber(std::string_view frame);
+/** Nothing when no frame of such blocks begins here. */
+std::optional<FramePlace> placeOf(std::string_view frame, int64_t block);
 
 /** A file that is read beside the plug-in. */
 class Original {

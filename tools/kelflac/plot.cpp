@@ -1,15 +1,14 @@
-#include <sys/wait.h>
-
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 
 #include "commands.h"
 #include "errors.h"
 #include "media/ExtMediaFormatDef.h"
 #include "output.h"
+#include "plot_script.h"
 #include "session.h"
 #include "text.h"
-#include "walk.h"
 
 namespace kelflac {
 namespace {
@@ -27,10 +26,10 @@ std::string quoted(const std::string& text) {
 
 /** What is drawn, as gnuplot's data: lines of numbers. */
 struct Data {
-    std::string frames;    ///< Each frame's start and end with its size; an empty line is a gap.
-    std::string landings;  ///< Time asked for, frame landed on, its size, how far off it is.
-    std::string failed;    ///< Times asked for where no frame was found.
-    int64_t end_us = 0;    ///< Of the last frame.
+    std::string frames;  // These three as in plot.gp.
+    std::string landings;
+    std::string failures;
+    int64_t end_us = 0;        ///< Of the last frame.
     int64_t uncovered_us = 0;  ///< Of the stated duration, without a frame.
 };
 
@@ -57,7 +56,7 @@ Run collect(Session& session, Data* data) {
     });
     noteGap(session.durationUs());
     seekEvenly(session, [&](int64_t asked_us, const Frame* frame) {
-        if (frame == nullptr) return add(&data->failed, {seconds(asked_us), 0});
+        if (frame == nullptr) return add(&data->failures, {seconds(asked_us)});
         const int64_t time_us = frame->time_us.value_or(0);
         add(&data->landings,
             {seconds(asked_us), seconds(time_us), static_cast<double>(frame->bytes.size()),
@@ -66,54 +65,19 @@ Run collect(Session& session, Data* data) {
     return run;
 }
 
-/** Colours that the colour-blind tell apart; lines and points differ in shape too. */
-constexpr const char* kStyle = R"(set terminal svg size 1200,760 background 'white' noenhanced
-set encoding utf8
-set style line 1 linecolor rgb '#56B4E9'
-set style line 2 linecolor rgb '#000000' dashtype 2
-set style line 3 linecolor rgb '#D55E00' pointtype 7 pointsize 0.6
-set style line 4 linecolor rgb '#CC79A7' pointtype 2 pointsize 1.4 linewidth 2
-set multiplot layout 2,1
-set lmargin 12
-set key outside bottom center horizontal
-set xlabel 'Time (s)'
-)";
-
 void draw(FILE* gnuplot, const std::string& file, const Session& session, const Data& data) {
     int32_t most = 0;
     AMediaFormat_getInt32(session.trackFormat(), android::AMEDIAFORMAT_KEY_MAX_FRAME_SIZE, &most);
     const double stated = seconds(session.durationUs());
-    const double end = std::max(stated, seconds(data.end_us));
-    fprintf(gnuplot, "$frames << END\n%sEND\n$landings << END\n%sEND\n$failed << END\n%sEND\n%s",
-            data.frames.c_str(), data.landings.c_str(), data.failed.c_str(), kStyle);
-    fprintf(gnuplot, "set xrange [0:%f]\nset title %s\n", end > 0 ? end : 1, quoted(file).c_str());
-    if (end > stated + 0.001) {
-        fprintf(gnuplot,
-                "set object 1 rect from %f,graph 0 to %f,graph 1 behind fillcolor rgb '#E8E8E8' "
-                "fillstyle solid noborder\n"
-                "set label 1 'past the stated end' at %f,graph 0.95 right\n",
-                stated, end, end);
-    }
-    const char* failed = data.failed.empty() ? ""
-                                             : ", $failed with points linestyle 4 title "
-                                               "'Seeks that find no frame'";
-    fprintf(gnuplot,
-            "set ylabel 'Frame size (bytes)'\nset yrange [0:*]\n"
-            "plot $frames with lines linestyle 1 title 'Frames', "
-            "%d with lines linestyle 2 title 'Stated or assumed maximum'%s%s\n",
-            most,
-            data.landings.empty() ? ""
-                                  : ", $landings using 2:3 with points linestyle 3 title "
-                                    "'Frames that seeks land on'",
-            failed);
-    fprintf(gnuplot,
-            "unset title\nunset label 1\nset ylabel 'Landing, too late (s)'\n"
-            "set yrange [*:*]\nplot 0 with lines linestyle 2 notitle%s%s\n",
-            data.landings.empty() ? ""
-                                  : ", $landings using 1:4 with impulses linestyle 3 notitle, "
-                                    "$landings using 1:4 with points linestyle 3 title "
-                                    "'Frame landed on, after the time asked for'",
-            failed);
+    const double end = std::max({stated, seconds(data.end_us), 0.001});
+    fprintf(gnuplot, "name = %s\nstated = %f\nend = %f\nmost = %d\n", quoted(file).c_str(), stated,
+            end, most);
+    // A block without a number can't be drawn.
+    for (const auto& [name, lines] :
+         {std::pair("frames", &data.frames), std::pair("landings", &data.landings),
+          std::pair("failures", &data.failures)})
+        fprintf(gnuplot, "$%s << END\n%sNaN NaN NaN NaN\nEND\n", name, lines->c_str());
+    fputs(kPlotScript, gnuplot);
 }
 
 }  // namespace
@@ -125,16 +89,13 @@ void plot(const Plugin& plugin, const Options& options, const std::string& file)
     Data data;
     const Run run = collect(session, &data);
     Output output(options.output, file, options.force);
+    signal(SIGPIPE, SIG_IGN);  // A gnuplot that is not there reads nothing.
     const std::string command = "exec gnuplot -d >&" + std::to_string(output.descriptor());
     FILE* gnuplot = popen(command.c_str(), "w");
     if (gnuplot == nullptr) throw FileError("can't run gnuplot");
     draw(gnuplot, file, session, data);
     const int status = pclose(gnuplot);
-    constexpr int kNotFound = 127;  // By the shell.
-    if (WIFEXITED(status) && WEXITSTATUS(status) == kNotFound) {
-        throw FileError("drawing needs gnuplot (Debian package gnuplot-nox)");
-    }
-    if (status != 0) throw FileError("gnuplot failed");
+    if (status != 0) throw FileError("drawing failed; it needs gnuplot (package gnuplot-nox)");
     output.close();
     if (data.uncovered_us > 0 && !options.quiet) {
         reportError(file, "warning: no frames were found for " + durationText(data.uncovered_us) +

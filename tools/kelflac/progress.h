@@ -4,7 +4,6 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -13,36 +12,25 @@ namespace kelflac {
 
 /** A line on standard error that is drawn again as work goes on, and wiped at the end. It counts
     bytes, and fits the terminal. */
-class ProgressBar {
+class Progress {
   public:
     /** Draws only if wanted and on a terminal. A `total` of 0 is unknown. */
-    ProgressBar(bool wanted, uint64_t total)
+    Progress(bool wanted, uint64_t total)
         : mWanted(wanted && isatty(STDERR_FILENO) != 0), mTotal(total) {}
-    ~ProgressBar() { wipe(); }
-    ProgressBar(const ProgressBar&) = delete;
-    ProgressBar& operator=(const ProgressBar&) = delete;
+    ~Progress() { wipe(); }
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
 
     void update(uint64_t done, const std::string& what = "") {
         constexpr uint64_t kMega = 1'000'000;
         std::string text = std::to_string(done / kMega);
-        if (mTotal > 0) {
-            done = std::min(done, mTotal);
-            text = std::to_string(done * 100 / mTotal) + "%, " + text + " of " +
-                   std::to_string(mTotal / kMega);
-        }
+        if (mTotal > 0) text += " of " + std::to_string(mTotal / kMega);
         text += " MB" + what;
         if (!mWanted || text == mText) return;
         mText = text;
         winsize window{};
         ioctl(STDERR_FILENO, TIOCGWINSZ, &window);
         const size_t width = window.ws_col > 1 ? window.ws_col - size_t{1} : size_t{79};
-        constexpr size_t kAround = 3;  // The brackets and a blank.
-        if (mTotal > 0 && width > text.size() + kAround) {
-            const size_t length = std::min<size_t>(width - text.size() - kAround, 50);
-            std::string bar(length * done / mTotal, '#');
-            bar.resize(length, ' ');
-            text = "[" + bar + "] " + text;
-        }
         fprintf(stderr, "\r%s\x1B[K", text.substr(0, width).c_str());
     }
 

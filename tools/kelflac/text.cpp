@@ -53,12 +53,14 @@ std::string hexText(std::string_view bytes) {
 std::string durationText(int64_t us) {
     const auto size = us < 0 ? 0 - static_cast<uint64_t>(us) : static_cast<uint64_t>(us);
     const unsigned long long ms = size / 1000;
-    char hours[32] = "";
-    if (ms >= 3'600'000) snprintf(hours, sizeof(hours), "%llu:", ms / 3'600'000);
-    char rest[32];
-    snprintf(rest, sizeof(rest), *hours != '\0' ? "%02llu:%02llu.%03llu" : "%llu:%02llu.%03llu",
-             ms / 60'000 % 60, ms / 1000 % 60, ms % 1000);
-    return std::string(us < 0 ? "-" : "") + hours + rest;
+    const unsigned long long hours = ms / 3'600'000;
+    char text[48];
+    const int start = hours > 0
+                          ? snprintf(text, sizeof(text), "%llu:%02llu", hours, ms / 60'000 % 60)
+                          : snprintf(text, sizeof(text), "%llu", ms / 60'000);
+    snprintf(text + start, sizeof(text) - static_cast<size_t>(start), ":%02llu.%03llu",
+             ms / 1000 % 60, ms % 1000);
+    return (us < 0 ? "-" : "") + std::string(text);
 }
 
 std::optional<int64_t> timeFromText(const std::string& text) {

@@ -1,4 +1,4 @@
-#include "walk.h"
+#include "session.h"
 
 namespace kelflac {
 Run walkFrames(Session& session, std::optional<int64_t> from_us, const FrameHandler& handle) {

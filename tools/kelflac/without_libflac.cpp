@@ -1,13 +1,8 @@
 // What the program says where libFLAC is not there for the machine it is built for.
-#include "decoder.h"
+#include "commands.h"
 #include "errors.h"
-#include "infile.h"
 
 namespace kelflac {
-
-bool canDecode() {
-    return false;
-}
 
 Pull inFront(std::string, Pull others) {
     return others;
