@@ -264,7 +264,10 @@ void Trial::judgeSeek(int64_t asked_us, const Frame* frame) {
         ++mSeeksLost;
         // The last frame may be missed, and a source as short as a frame can't be searched.
         const bool near_end = asked + 1 >= static_cast<int64_t>(mDecoded.frames);
-        const bool tiny = mInfo && mOriginal.size() < mInfo->maxFrame();
+        int32_t most = 0;
+        AMediaFormat_getInt32(mSession.trackFormat(), android::AMEDIAFORMAT_KEY_MAX_FRAME_SIZE,
+                              &most);
+        const bool tiny = mOriginal.size() < most;
         if (misled || near_end || tiny || !mOptions.size_known) return;
         return fault("seek-lost", "a seek finds no frame", {}, asked_us);
     }
