@@ -1,3 +1,4 @@
+#include <cinttypes>
 #include <cstdio>
 #include <mutex>
 #include <thread>
@@ -79,9 +80,7 @@ int check(const Plugin& plugin, const Options& options, Names& names) {
     for (std::thread& thread : threads) thread.join();
     progress.wipe();
     if (!options.json && !options.quiet) {
-        puts((std::to_string(done) + " files: " + std::to_string(ok) + " ok, " +
-              std::to_string(done - ok) + " failed")
-                 .c_str());
+        printf("%" PRIu64 " files: %" PRIu64 " ok, %" PRIu64 " failed\n", done, ok, done - ok);
     }
     return ok == done && !names.failed() ? kExitOk : kExitFile;
 }

@@ -64,9 +64,4 @@ std::optional<std::string> Names::nextInFolder() {
     return std::nullopt;
 }
 
-bool Names::failed() {
-    const std::lock_guard<std::mutex> guard(mLock);
-    return mFailed;
-}
-
 }  // namespace kelflac

@@ -22,8 +22,8 @@ class Names {
     /** The next file. Reports a folder that can't be read, or that holds no such file, and goes
         on. */
     std::optional<std::string> next();
-    /** Whether such a folder, or a failed read of the list, was met. */
-    bool failed();
+    /** Whether such a folder, or a failed read of the list, was met. With no next() under way. */
+    bool failed() const { return mFailed; }
 
   private:
     std::optional<std::string> nextGiven();
