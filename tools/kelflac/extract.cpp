@@ -31,10 +31,11 @@ void extract(const Plugin& plugin, const Options& options, const std::string& fi
     // A stream that does not end is not written in half.
     if (run.status != AMEDIA_ERROR_END_OF_STREAM) throw FileError(run.failure);
     output.close();
-    if (!options.quiet)
+    if (!options.quiet) {
         fprintf(stderr, "%s: %" PRIu64 " buffers, %" PRIu64 " bytes, duration %s\n",
                 displayText(options.output).c_str(), run.buffers, bytes,
                 durationText(session.durationUs()).c_str());
+    }
     if (!run.failure.empty()) throw FileError(run.failure);
 }
 

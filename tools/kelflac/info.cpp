@@ -54,6 +54,7 @@ std::string labelOf(std::string key) {
 }
 
 /** Prints a value and all that is in it. `most` is the longest text or list shown in full. */
+// NOLINTNEXTLINE(misc-no-recursion): no deeper than the program's own objects, four levels.
 void show(const std::string& key, const Json& value, int depth, size_t most) {
     constexpr int kLabelWidth = 20;
     const std::string label = std::string(static_cast<size_t>(depth), ' ') + labelOf(key);

@@ -29,7 +29,7 @@ std::optional<std::string> Names::next() {
     const std::lock_guard<std::mutex> guard(mLock);
     for (;;) {
         if (auto file = nextInFolder()) return file;
-        const auto name = nextGiven();
+        auto name = nextGiven();
         if (!name || !fs::is_directory(*name, mFailure)) return name;
         mFolder = *name;
         mFound = false;

@@ -91,7 +91,7 @@ void plot(const Plugin& plugin, const Options& options, const std::string& file)
     Output output(options.output, file, options.force);
     signal(SIGPIPE, SIG_IGN);  // A gnuplot that is not there reads nothing.
     const std::string command = "exec gnuplot -d >&" + std::to_string(output.descriptor());
-    FILE* gnuplot = popen(command.c_str(), "w");
+    FILE* gnuplot = popen(command.c_str(), "w");  // NOLINT(cert-env33-c): a number at most.
     if (gnuplot == nullptr) throw FileError("can't run gnuplot");
     draw(gnuplot, file, session, data);
     const int status = pclose(gnuplot);
