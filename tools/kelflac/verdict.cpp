@@ -234,8 +234,8 @@ void Trial::compareTime(const Frame& frame) {
     const int64_t wanted = timeUs(place->sample, mInfo->rate());
     if (frame.time_us == wanted) return;
     fault("time",
-          "a frame of " + durationText(wanted) + " has the time " +
-              durationText(frame.time_us.value_or(0)),
+          "a frame of " + std::to_string(wanted) + " us has the time " +
+              std::to_string(frame.time_us.value_or(-1)),
           {}, wanted);
 }
 
