@@ -11,7 +11,7 @@ namespace {
 
 using Decoder = FLAC__StreamDecoder;
 
-/** Where the decoder stands: behind what it has made sense of. */
+/** Where the decoder stands: after what it has made sense of. */
 int64_t position(const Decoder* decoder) {
     FLAC__uint64 position = 0;
     FLAC__stream_decoder_get_decode_position(decoder, &position);
@@ -84,7 +84,7 @@ void Decoding::takeFrame(int64_t end, const FLAC__FrameHeader& header,
 
 /** Compares a header with STREAMINFO and with the frames in front of it. */
 void Decoding::compareHeader(const FLAC__FrameHeader& header) {
-    if (isPastEnd()) fault("audio-past-end", "frames go on behind the stated end");
+    if (isPastEnd()) fault("audio-past-end", "frames go on after the stated end");
     contradicts("rate-contradicts", "sample rate ", header.sample_rate, mInfo.sample_rate);
     contradicts("channels-contradict", "channels ", header.channels, mInfo.channels);
     contradicts("bits-contradict", "bits a sample ", header.bits_per_sample, mInfo.bits_per_sample);
@@ -123,7 +123,7 @@ void Decoding::takeError(FLAC__StreamDecoderErrorStatus status) {
         {"metadata", "a metadata block that makes no sense"},
     };
     const size_t index = std::min<size_t>(status, std::size(kReasons) - 1);
-    // Behind the stated end decodeFile tells what there is.
+    // After the stated end decodeFile tells what there is.
     if (!isPastEnd()) fault(kReasons[index][0], kReasons[index][1]);
     mSound = false;
 }
@@ -215,7 +215,7 @@ Decoded decodeFile(FileInput& file) {
         std::string bytes(8, '\0');  // What they begin with often tells what they are.
         file.readAt(out.end, bytes.data(), bytes.size());
         out.faults.add({"foreign-bytes",
-                        std::to_string(size - out.end) + " bytes behind the audio: " + bytes,
+                        std::to_string(size - out.end) + " bytes after the audio: " + bytes,
                         out.end, std::nullopt});
     }
     return out;

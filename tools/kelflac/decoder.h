@@ -23,8 +23,8 @@ struct Decoded {
     uint64_t stated_samples = 0;
     int64_t info_at = 0;  ///< The body of STREAMINFO.
     int64_t metadata_end = 0;
-    int64_t first_end = 0;        ///< Behind the first frame; 0 = there is none.
-    int64_t end = 0;              ///< Behind the last frame.
+    int64_t first_end = 0;        ///< After the first frame; 0 = there is none.
+    int64_t end = 0;              ///< After the last frame.
     uint64_t smallest_frame = 0;  ///< In bytes; of two frames or more, the last one not counted.
     uint64_t largest_frame = 0;
 };
@@ -42,7 +42,7 @@ Pull bytesOf(FileInput& file, int64_t at);
 /** Decodes a stream; nothing where the program was built without libFLAC. */
 Decoded decode(const Pull& pull);
 
-/** Decodes a file, and looks at what comes behind the stated number of samples. */
+/** Decodes a file, and looks at what comes after the stated number of samples. */
 Decoded decodeFile(FileInput& file);
 
 }  // namespace kelflac

@@ -20,13 +20,13 @@ std::optional<FramePlace> placeOf(std::string_view frame, int64_t block) {
     constexpr size_t kLongest = 7;
     const auto byte = [&](size_t at) { return static_cast<uint8_t>(frame[at]); };
     if (frame.size() <= kNumberAt || byte(0) != 0xFF || byte(1) >> 2 != 0x3E) return std::nullopt;
-    // Coded as UTF-8 is, with up to six bytes behind the first.
+    // Coded as UTF-8 is, with up to six bytes after the first.
     uint64_t number = byte(kNumberAt);
-    size_t behind = 0;
-    for (uint64_t bits = number; (bits & 0xC0) == 0xC0; bits = bits << 1 & 0xFF) ++behind;
-    if (behind >= kLongest || frame.size() < kNumberAt + 1 + behind) return std::nullopt;
-    if (behind > 0) number &= 0x3FU >> behind;
-    for (size_t i = 1; i <= behind; ++i) number = number << 6 | (byte(kNumberAt + i) & 0x3FU);
+    size_t after = 0;
+    for (uint64_t bits = number; (bits & 0xC0) == 0xC0; bits = bits << 1 & 0xFF) ++after;
+    if (after >= kLongest || frame.size() < kNumberAt + 1 + after) return std::nullopt;
+    if (after > 0) number &= 0x3FU >> after;
+    for (size_t i = 1; i <= after; ++i) number = number << 6 | (byte(kNumberAt + i) & 0x3FU);
     const bool of_sample = (byte(1) & 1) != 0;
     return FramePlace{static_cast<int64_t>(number),
                       of_sample ? number : number * static_cast<uint64_t>(block)};

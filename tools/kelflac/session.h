@@ -100,7 +100,7 @@ class Session {
 
 /** Reads from `from_us` on, or from where the track stands, as single frames. Where the plug-in
     stops searching, a seek to the newest frame starts it again. Frames come in order and once; one
-    is missed where such a seek lands behind it. Returns the last run, with the first failure. */
+    is missed where such a seek lands after it. Returns the last run, with the first failure. */
 Run walkFrames(Session& session, std::optional<int64_t> from_us, const FrameHandler& handle);
 
 /** Takes a time asked for and the frame landed on, null when there was none. */

@@ -73,11 +73,11 @@ class Trial {
     Digest mDigest;
     Run mRun;
     uint64_t mBytes = 0;        ///< Handed out.
-    uint64_t mLeftOut = 0;      ///< Bytes, in front of the buffers and behind the last.
+    uint64_t mLeftOut = 0;      ///< Bytes, in front of the buffers and after the last.
     off64_t mFirst = 0;         ///< Where the first buffer stands in the file.
     off64_t mNext = 0;          ///< Where the next buffer should stand in the file.
     uint64_t mRefusedThen = 0;  ///< Reads refused before the last buffer.
-    bool mLost = false;         ///< A buffer is not in the file: those behind are not followed.
+    bool mLost = false;         ///< A buffer is not in the file: those after are not followed.
     uint64_t mSeeks = 0;
     uint64_t mSeeksLost = 0;
     int64_t mSeeksOffUs = 0;  ///< The farthest.
@@ -143,7 +143,7 @@ void Trial::readAll() {
     mSession.begin(std::nullopt);
     Decoded handed_out;
     if (mDecoded.known && mInfo) handed_out = decodeAll();
-    while (takeNext() != nullptr) continue;  // Behind the stated end, or where nothing is decoded.
+    while (takeNext() != nullptr) continue;  // After the stated end, or where nothing is decoded.
     mRun = mSession.run();
     if (!mSession.input().failure().empty()) throw FileError(mSession.input().failure());
     mDigest.add(int64_t{mRun.status});
@@ -217,11 +217,11 @@ void Trial::judgeEnd() {
     if (mRun.status != AMEDIA_ERROR_END_OF_STREAM && mRun.status != AMEDIA_ERROR_UNKNOWN) {
         fault("read-failed", "read failed: " + statusText(mRun.status), mNext);
     }
-    const off64_t behind = mLost ? 0 : std::max<off64_t>(mOriginal.size() - mNext, 0);
-    mLeftOut += static_cast<uint64_t>(behind);
+    const off64_t after = mLost ? 0 : std::max<off64_t>(mOriginal.size() - mNext, 0);
+    mLeftOut += static_cast<uint64_t>(after);
     // The last frame of a source of unknown size is never handed out.
-    if (behind == 0 || mRun.refused > mRefusedThen || !mOptions.size_known) return;
-    fault("left-out", std::to_string(behind) + " bytes left out at the end", mNext);
+    if (after == 0 || mRun.refused > mRefusedThen || !mOptions.size_known) return;
+    fault("left-out", std::to_string(after) + " bytes left out at the end", mNext);
 }
 
 void Trial::compareTime(const Frame& frame) {
@@ -244,7 +244,7 @@ void Trial::compareSamples(const Decoded& handed_out) {
     const bool may_differ = mRun.refused > 0 || !mOptions.size_known ||
                             mFirst < mDecoded.metadata_end || mFirst >= mDecoded.first_end;
     if (may_differ || !handed_out.known || handed_out.hash == mDecoded.hash) return;
-    // A damaged file may be made sense of in another way behind another head.
+    // A damaged file may be made sense of in another way after another head.
     const Pull same = inFront(codecData(), bytesOf(mOriginal.input(), mFirst));
     if (!mDecoded.faults.none() && decode(same).hash == handed_out.hash) return;
     fault("samples-differ", "what is handed out decodes to other samples than the file", {});
