@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "host/media.h"
 #include "host/media_format.h"
@@ -32,6 +34,19 @@ using Owned = std::unique_ptr<Thing, Deleter>;
 struct Read {
     media_status_t status;
     Owned<android::CMediaBuffer> buffer;  ///< Null unless the status is AMEDIA_OK.
+
+    // For a buffer:
+    /** The bytes in use. */
+    std::string_view Bytes() const {
+        const auto* data = static_cast<const char*>(buffer->data(buffer->handle));
+        return {data + buffer->range_offset(buffer->handle), buffer->range_length(buffer->handle)};
+    }
+    /** A number of its meta data. */
+    std::optional<int64_t> Int64(const char* key) const {
+        int64_t value = 0;
+        if (!AMediaFormat_getInt64(buffer->meta_data(buffer->handle), key, &value)) return {};
+        return value;
+    }
 };
 
 /** One source's life in a plug-in, step by step. The members may be taken out and replaced. The
@@ -39,9 +54,12 @@ struct Read {
 struct Player {
     /** Sniffs the source, and makes an extractor if it is claimed. */
     Player(const android::ExtractorDef& plugin, android::CDataSource* source) {
-        float confidence = 0;
-        const auto create = plugin.u.v3.sniff(source, &confidence, nullptr, nullptr);
-        if (create != nullptr) extractor.reset(create(source, nullptr));
+        void* meta = nullptr;
+        android::FreeMetaFunc free_meta = nullptr;
+        const auto create = plugin.u.v3.sniff(source, &confidence, &meta, &free_meta);
+        claimed = create != nullptr;
+        if (claimed) extractor.reset(create(source, meta));
+        if (meta != nullptr && free_meta != nullptr) free_meta(meta);
     }
 
     // For a claimed source:
@@ -69,6 +87,8 @@ struct Player {
         return {status, Owned<android::CMediaBuffer>(buffer)};
     }
 
+    float confidence = 0;  ///< The sniffer's, where it has claimed the source.
+    bool claimed = false;
     // Freed from the last to the first: each uses those above it.
     Owned<android::CMediaExtractor> extractor;  ///< Null: not claimed, or no memory.
     Owned<android::CMediaBufferGroup> group{host::newBufferGroup()};

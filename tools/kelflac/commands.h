@@ -7,26 +7,36 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
-#include <vector>
 
+#include "names.h"
+#include "original.h"
 #include "plugin.h"
 
 namespace kelflac {
+
+using Json = nlohmann::ordered_json;
 
 /** What the command line asks for. */
 struct Options {
     bool size_known = true;  ///< Whether sources tell the plug-in their size.
     bool verbose = false;
+    bool quiet = false;  ///< Say nothing but what is wrong.
     bool json = false;
-    std::vector<std::string> files;  ///< "-" = standard input. One for extract and plot.
-    std::string art;                 ///< For info of a single file: where to save the album art.
-    std::optional<double> seek;      ///< For frames: seconds.
+    bool csv = false;             ///< For frames.
+    bool full = false;            ///< For info: don't shorten.
+    bool all = false;             ///< For frames: seek on where the plug-in stops searching.
+    bool force = false;           ///< Overwrite.
+    bool decode = true;           ///< For check.
+    bool several = false;         ///< Files.
+    std::optional<unsigned> art;  ///< For info of a single file: the picture to write, from 1; 0 =
+                                  ///< the one that the plug-in publishes.
+    std::optional<int64_t> seek_us;                         ///< For frames.
     uint64_t count = std::numeric_limits<uint64_t>::max();  ///< For frames: buffers.
-    std::string output;  ///< For extract and plot: the file to write, "-" = standard output.
+    std::string output;  ///< The file to write, "-" = standard output.
     unsigned jobs = 1;   ///< For check: files at once.
 };
 
-/** A command on one of the files. Throws FileError for it. */
+/** A command on one file, "-" for standard input. Throws FileError for it. */
 using FileCommand = void (*)(const Plugin&, const Options&, const std::string& file);
 
 /** Shows what the plug-in tells about a file. */
@@ -41,20 +51,22 @@ void extract(const Plugin& plugin, const Options& options, const std::string& fi
 /** Draws the sizes of the frames over time, and where seeks land. */
 void plot(const Plugin& plugin, const Options& options, const std::string& file);
 
-/** Reads each file to the end, seeks, and compares what the track hands out with the file. */
-int check(const Plugin& plugin, const Options& options);
+/** The ID3 tags of a file by their headers, and the metadata blocks as libFLAC reads them. */
+Json inFile(Original& original);
 
-using Json = nlohmann::ordered_json;
+/** The data of a picture in a file, the first one is 1. Throws FileError when there is none. */
+std::string pictureInFile(Original& original, unsigned number);
+
+/** Both verdicts on a file, as --json prints them. Throws FileError for one that can't be read. */
+Json judge(const Plugin& plugin, const Options& options, const std::string& file);
+
+/** Judges each file, and what the plug-in makes of it. */
+int check(const Plugin& plugin, const Options& options, Names& names);
 
 /** Prints a value as one line of ASCII, so that no tag can drive a terminal. Bytes that are no
     UTF-8 become U+FFFD. */
 inline void printJson(const Json& value) {
     puts(value.dump(-1, ' ', true, Json::error_handler_t::replace).c_str());
-}
-
-/** A result of missingAudio as true or false, null when there is none. */
-inline Json truncatedJson(std::optional<int64_t> missing_us) {
-    return missing_us ? Json(*missing_us > 0) : Json(nullptr);
 }
 
 }  // namespace kelflac

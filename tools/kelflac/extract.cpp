@@ -7,7 +7,6 @@
 #include "progress.h"
 #include "session.h"
 #include "text.h"
-#include "walk.h"
 
 namespace kelflac {
 
@@ -15,29 +14,28 @@ void extract(const Plugin& plugin, const Options& options, const std::string& fi
     Session session(plugin, file, options.size_known);
     session.open();
     session.startTrack();
-    void* header = nullptr;
-    size_t bytes = 0;
-    if (!AMediaFormat_getBuffer(session.trackFormat(), AMEDIAFORMAT_KEY_CSD_0, &header, &bytes)) {
-        throw FileError("has no codec-specific data");
-    }
-    Output output(options.output, file);
-    output.write(header, bytes);
+    const std::string head = Session::bufferOf(session.trackFormat(), AMEDIAFORMAT_KEY_CSD_0);
+    if (head.empty()) throw FileError("has no codec-specific data");
+    Output output(options.output, file, options.force);
+    output.write(head);
+    uint64_t bytes = head.size();
     off64_t size = 0;
     session.input().getSize(&size);
-    ProgressBar bar(!options.verbose);
+    Progress progress(!options.verbose && !options.quiet, static_cast<uint64_t>(size));
     const Run run = session.read(std::nullopt, [&](const Frame& frame) {
-        output.write(frame.data, frame.size);
-        bytes += frame.size;
-        bar.update(static_cast<uint64_t>(session.input().position()), static_cast<uint64_t>(size));
+        output.write(frame.bytes);
+        progress.update(bytes += frame.bytes.size());
         return true;
     });
-    bar.wipe();
+    progress.wipe();
+    // A stream that does not end is not written in half.
+    if (run.status != AMEDIA_ERROR_END_OF_STREAM) throw FileError(run.failure);
     output.close();
-
-    fprintf(stderr, "%s: %" PRIu64 " buffers, %zu bytes, duration %s\n",
-            displayText(options.output).c_str(), run.buffers, bytes,
-            durationText(session.durationUs()).c_str());
-    reportWarning(file, truncationText(missingAudio(session, run.end_us)));
+    if (!options.quiet) {
+        fprintf(stderr, "%s: %" PRIu64 " buffers, %" PRIu64 " bytes, duration %s\n",
+                displayText(options.output).c_str(), run.buffers, bytes,
+                durationText(session.durationUs()).c_str());
+    }
     if (!run.failure.empty()) throw FileError(run.failure);
 }
 

@@ -1,62 +1,79 @@
-#include <cmath>
 #include <cstdio>
 
 #include "commands.h"
 #include "errors.h"
+#include "original.h"
 #include "session.h"
 #include "text.h"
-#include "walk.h"
 
 namespace kelflac {
 namespace {
 
-Json jsonOf(const Frame& frame) {
-    Json object = {{"index", frame.index}};
-    if (frame.time_us) object["time_us"] = *frame.time_us;
-    if (frame.duration_us) object["duration_us"] = *frame.duration_us;
-    object["size"] = frame.size;
-    object["sync"] = frame.sync;
-    return object;
-}
-
-Json jsonOf(const std::string& file, const Run& run, std::optional<int64_t> missing_us) {
-    return {{"file", file},
-            {"status", static_cast<int>(run.status)},
-            {"status_text", statusText(run.status)},
-            {"buffers", run.buffers},
-            {"pieces", run.pieces},
-            {"refused", run.refused},
-            {"truncated", truncatedJson(missing_us)}};
+Json jsonOf(const Frame& frame, uint64_t index, std::optional<off64_t> offset) {
+    const auto orNull = [](const auto& value) { return value ? Json(*value) : Json(nullptr); };
+    return {{"index", index},
+            {"time_us", orNull(frame.time_us)},
+            {"size", frame.bytes.size()},
+            {"duration_us", orNull(frame.duration_us)},
+            {"sync", frame.sync},
+            {"offset", orNull(offset)},
+            {"piece", !frame.single}};
 }
 
 /** The fields of the object, under the same names. */
-void printForPeople(const Json& frame) {
+std::string textOf(const Json& frame) {
+    std::string text;
     for (const auto& [key, value] : frame.items())
-        printf("%s%s=%s", key == "index" ? "" : "  ", key.c_str(), value.dump().c_str());
-    puts("");
+        text += (text.empty() ? "" : "  ") + key + "=" + (value.is_null() ? "?" : value.dump());
+    return text;
+}
+
+/** Likewise as comma-separated values. */
+std::string csvOf(const std::string& file, const Json& frame) {
+    std::string values = "\"";
+    for (const char c : file) values += c == '"' ? "\"\"" : std::string(1, c);
+    values += '"';
+    for (const Json& value : frame) values += "," + (value.is_null() ? "" : value.dump());
+    return values;
 }
 
 }  // namespace
 
 void listFrames(const Plugin& plugin, const Options& options, const std::string& file) {
-    if (options.files.size() > 1 && !options.json) printf("%s\n", displayText(file).c_str());
+    if (!options.json && !options.csv && options.several) puts(displayText(file).c_str());
     Session session(plugin, file, options.size_known);
     session.open();
     session.startTrack();
-    std::optional<int64_t> seek_us;
-    if (options.seek) seek_us = std::llround(*options.seek * 1e6);
-    const Run run = session.read(seek_us, [&](const Frame& frame) {
-        options.json ? printJson(jsonOf(frame)) : printForPeople(jsonOf(frame));
-        return frame.index + 1 < options.count;
-    });
-    std::optional<int64_t> missing_us;
-    if (run.status == AMEDIA_ERROR_END_OF_STREAM) missing_us = missingAudio(session, run.end_us);
-    if (options.json) printJson(jsonOf(file, run, missing_us));
-    reportWarning(file, truncationText(missing_us));
-    if (run.pieces > 0) {
-        reportWarning(file, std::to_string(run.pieces) +
-                                " buffers are pieces of a fixed size, no single frames: the "
-                                "plug-in has stopped searching");
+    Original original(file);
+    if (options.csv) puts("file,index,time_us,size,duration_us,sync,offset,piece");
+    off64_t next = 0;
+    uint64_t shown = 0;
+    const auto show = [&](const Frame& frame) {
+        std::optional<off64_t> offset = next;
+        if (!original.standsAt(frame.bytes, next)) offset = original.find(frame.bytes, next);
+        if (offset) next = *offset + static_cast<off64_t>(frame.bytes.size());
+        const Json json = jsonOf(frame, shown++, offset);
+        if (options.json) {
+            printJson(json);
+        } else {
+            puts((options.csv ? csvOf(file, json) : textOf(json)).c_str());
+        }
+        return shown < options.count;
+    };
+    const Run run = options.all ? walkFrames(session, options.seek_us, show)
+                                : session.read(options.seek_us, show);
+    if (options.json) {
+        printJson({{"file", file},
+                   {"status", static_cast<int>(run.status)},
+                   {"status_text", statusText(run.status)},
+                   {"buffers", shown},
+                   {"pieces", run.pieces},
+                   {"refused", run.refused}});
+    }
+    if (run.pieces > 0 && !options.all && !options.quiet) {
+        reportError(file, "warning: " + std::to_string(run.pieces) +
+                              " buffers are pieces of a fixed size, no single frames: the plug-in "
+                              "has stopped searching; --all seeks on");
     }
     if (!run.failure.empty()) throw FileError(run.failure);
 }

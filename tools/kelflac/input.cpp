@@ -1,55 +1,62 @@
 #include "input.h"
 
 #include <sys/mman.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
-#include <vector>
+#include <fstream>
+#include <map>
+#include <mutex>
+
+#include "errors.h"
 
 namespace kelflac {
 namespace {
 
-struct Held {
-    std::string path;  ///< A file to open in standard input's place.
-    std::string failure;
-};
-
-Held holdStandardInput() {
+/** Copies a stream into memory. Returns the name of a file with its bytes, open until the program
+    ends. */
+std::string hold(const std::string& stream) {
     constexpr size_t kMaxBytes = size_t{64} << 20;
-    const int memory = memfd_create("standard input", MFD_CLOEXEC);  // open until the program ends
-    if (memory < 0) return {"", strerror(errno)};
-    std::vector<char> chunk(size_t{64} << 10);
-    for (size_t total = 0; total <= kMaxBytes;) {
-        const ssize_t count = read(STDIN_FILENO, chunk.data(), chunk.size());
-        if (count == 0) return {"/proc/self/fd/" + std::to_string(memory), ""};
-        if (count < 0 || write(memory, chunk.data(), static_cast<size_t>(count)) != count) {
-            return {"", strerror(errno)};
-        }
-        total += static_cast<size_t>(count);
-    }
-    return {"", "standard input holds more than 64 MiB"};
+    std::ifstream in(stream == "-" ? "/dev/stdin" : stream, std::ios::binary);
+    std::string bytes(kMaxBytes + 1, '\0');
+    in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    if (!in.is_open() || in.bad()) throw FileError(strerror(errno));
+    const auto size = static_cast<size_t>(in.gcount());
+    if (size > kMaxBytes) throw FileError("a pipe of more than 64 MiB");
+    const int memory = memfd_create("kelflac", MFD_CLOEXEC);
+    if (write(memory, bytes.data(), size) < 0) throw FileError(strerror(errno));
+    return "/proc/self/fd/" + std::to_string(memory);
 }
 
-const Held& heldStandardInput() {
-    static const Held held = holdStandardInput();
-    return held;
+/** A file with the bytes of `path`: itself, or what a stream has given. */
+std::string fileWith(const std::string& path) {
+    static std::mutex lock;  // Guards what follows.
+    static std::map<std::string, std::string> streams;
+    struct stat about {};
+    const bool exists = stat(path.c_str(), &about) == 0;
+    if (path != "-" && !(exists && (S_ISFIFO(about.st_mode) || S_ISCHR(about.st_mode))))
+        return path;
+    const std::lock_guard<std::mutex> guard(lock);
+    std::string& file = streams[path];
+    if (file.empty()) file = hold(path);
+    return file;
 }
 
 }  // namespace
 
 FileInput::FileInput(const std::string& path, bool size_known)
-    : FileSource(path == "-" ? heldStandardInput().path.c_str() : path.c_str()),
-      mSizeKnown(size_known) {
-    if (!isOpen()) mFailure = strerror(errno);
-    if (path == "-" && !heldStandardInput().failure.empty()) mFailure = heldStandardInput().failure;
+    : FileInput(size_known, fileWith(path)) {}
+
+FileInput::FileInput(bool size_known, const std::string& file)
+    : FileSource(file.c_str()), mSizeKnown(size_known), mPath(file) {
+    if (!isOpen()) throw FileError(strerror(errno));
 }
 
 ssize_t FileInput::readAt(off64_t offset, void* data, size_t size) {
     if (offset < 0) return android::UNKNOWN_ERROR;
     const ssize_t count = FileSource::readAt(offset, data, size);
     if (count < 0 && mFailure.empty()) mFailure = strerror(errno);
-    if (count > 0) mPosition = offset + count;
     return count;
 }
 

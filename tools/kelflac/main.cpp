@@ -2,9 +2,9 @@
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <clocale>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 
 #include "android/log.h"
 #include "commands.h"
@@ -19,22 +19,22 @@ namespace {
 struct CommandLine {
     std::string plugin = Plugin::defaultPath();
     uid_t uid = 0;
+    std::vector<std::string> files;
+    std::string list;  ///< A file that names files.
+    bool nul = false;  ///< Each name in it ends with a NUL.
     Options options;
-    FileCommand command = nullptr;  ///< Null for check, which takes the files at once.
+    FileCommand command = nullptr;  ///< Null for check, which takes several files at once.
 };
 
-constexpr const char* kFooter = R"(FILE may be -, standard input of up to 64 MiB.
+constexpr const char* kFooter =
+    R"(FILE may be -, standard input of up to 64 MiB, or a folder: all *.flac below it.
 
 Examples:
   kelflac info song.flac
-  kelflac info --json *.flac | jq -r .metadata.title
-  kelflac frames --seek 30 --count 5 song.flac
-  cat song.flac | kelflac extract - -o untagged.flac
-  kelflac check -j 4 music/*.flac
-  kelflac plot song.flac -o song.svg
+  kelflac check -j 4 --json music | jq -r 'select(.ok | not).file'
 
-Exit status: 0 all is well; 1 a file was refused or damaged, or could not be read or
-written; 2 the command line is wrong; 3 the plug-in can't be used.
+Exit status: 0 all is well; 1 a file is refused, damaged or unreadable, or the plug-in is
+wrong about one; 2 the command line is wrong; 3 the plug-in can't be used.
 )";
 
 void addCommon(CLI::App* app, CommandLine* line) {
@@ -46,6 +46,7 @@ void addCommon(CLI::App* app, CommandLine* line) {
         ->check(CLI::IsMember({"known", "unknown"}));
     app->add_option("--uid", line->uid, "The user id that seems to call the plug-in");
     app->add_flag("-v,--verbose", line->options.verbose, "Show the plug-in's log");
+    app->add_flag("-q,--quiet", line->options.quiet, "Say nothing but what is wrong");
     app->require_subcommand(1);
     app->fallthrough();
     app->footer(kFooter);
@@ -55,72 +56,100 @@ void addCommon(CLI::App* app, CommandLine* line) {
 CLI::App* addCommand(CLI::App* app, CommandLine* line, const char* name, const char* help,
                      const char* json_help) {
     CLI::App* command = app->add_subcommand(name, help);
-    command->add_option("FILE", line->options.files, "The files")->required();
+    command->add_option("FILE", line->files, "The files, or folders of them");
+    command->add_option("--files-from", line->list, "A file that names files, a line each, or -");
+    command->add_flag("-0,--null", line->nul, "Names in it end with a NUL, not a newline");
     command->add_flag("--json", line->options.json, json_help);
     return command;
 }
 
-/** A command on one file that writes one. */
-void addConversion(CLI::App* app, CommandLine* line, const char* name, const char* help,
-                   FileCommand run) {
-    CLI::App* command = app->add_subcommand(name, help);
-    command->add_option("FILE", line->options.files, "The file")->required()->expected(1);
-    command
-        ->add_option("-o,--output", line->options.output, "The file to write, - = standard output")
-        ->required();
-    command->callback([=] { line->command = run; });
+CLI::Option* addOutput(CLI::App* command, Options* options) {
+    command->add_flag("--force", options->force, "Overwrite");
+    return command->add_option("-o,--output", options->output,
+                               "The file to write, - = standard output");
 }
 
-void addCommands(CLI::App* app, CommandLine* line) {
+/** A command on one file that writes one. */
+CLI::App* addConversion(CLI::App* app, CommandLine* line, const char* name, const char* help,
+                        FileCommand run) {
+    CLI::App* command = app->add_subcommand(name, help);
+    command->add_option("FILE", line->files, "The file")->required()->expected(1);
+    addOutput(command, &line->options)->required();
+    command->callback([=] { line->command = run; });
+    return command;
+}
+
+void addInfo(CLI::App* app, CommandLine* line) {
     Options* options = &line->options;
     CLI::App* info = addCommand(app, line, "info", "Show the track format and the tags",
                                 "Print one JSON object for each file");
-    info->add_option("--art", options->art, "Save the album art of the one file here");
+    info->add_flag("--full", options->full, "Shorten nothing");
+    CLI::Option* art = info->add_option(
+        "--art", options->art, "Write picture N of the one file, 0 = the one that is published");
+    art->needs(addOutput(info, options)->needs(art));
     info->callback([=] {
         line->command = showInfo;
-        if (options->art == "-") throw CLI::ValidationError("--art", "would mix with the text");
-        if (options->art.empty() || options->files.size() == 1) return;
+        if (!options->art || (line->files.size() == 1 && line->list.empty())) return;
         throw CLI::ValidationError("--art", "takes a single FILE");
     });
+}
 
+void addFrames(CLI::App* app, CommandLine* line) {
+    Options* options = &line->options;
     CLI::App* frames =
         addCommand(app, line, "frames", "List the buffers that the track hands out",
                    "Print JSON objects, for each file last one with the end's status");
-    frames->add_option("--seek", options->seek, "Seek to a time in seconds first");
+    frames->add_option_function<std::string>(
+        "--seek",
+        [=](const std::string& text) {
+            options->seek_us = timeFromText(text);
+            if (!options->seek_us) throw CLI::ValidationError("--seek", "no time: " + text);
+        },
+        "Seek first: seconds, m:ss or h:mm:ss");
     frames->add_option("--count", options->count, "Stop after so many buffers")
         ->check([](const std::string& text) {
             // The conversion would wrap a negative number round.
             const bool positive = text.find('-') == text.npos && text != "0";
             return positive ? "" : "must be 1 or more";
         });
-    frames->callback([=] {
-        constexpr double kMaxSeconds = 9e12;  // In microseconds it still fits 64 bits.
-        line->command = listFrames;
-        if (std::abs(options->seek.value_or(0)) <= kMaxSeconds) return;
-        throw CLI::ValidationError("--seek", "out of range");
-    });
+    frames->add_flag("--all", options->all, "Seek on where the plug-in stops searching");
+    frames->add_flag("--csv", options->csv, "Print comma-separated values");
+    frames->callback([=] { line->command = listFrames; });
+}
 
-    CLI::App* check_app = addCommand(app, line, "check", "Read, seek, and compare with the files",
-                                     "Print one JSON object for each file and one for all");
-    check_app->add_option("-j,--jobs", options->jobs, "Files to check at once, at most 256")
+void addCommands(CLI::App* app, CommandLine* line) {
+    addInfo(app, line);
+    addFrames(app, line);
+    CLI::App* check_app =
+        addCommand(app, line, "check", "Judge files, and what the plug-in makes of them",
+                   "Print one JSON object for each file");
+    check_app->add_option("-j,--jobs", line->options.jobs, "Files to check at once, at most 256")
         ->check(CLI::Range(1, 256));
-
+    check_app->add_flag_callback(
+        "--no-decode", [=] { line->options.decode = false; }, "Don't decode the audio");
     addConversion(app, line, "extract", "Write the stream as a FLAC file without tags", extract);
-    addConversion(app, line, "plot", "Draw frame sizes and seeks as SVG, with gnuplot", plot);
+    CLI::App* plot_app =
+        addConversion(app, line, "plot", "Draw frame sizes and seeks as SVG, with gnuplot", plot);
+    plot_app->callback([=] {
+        const std::string& name = line->options.output;
+        line->command = plot;
+        if (name == "-" || (name.size() > 4 && name.substr(name.size() - 4) == ".svg")) return;
+        throw CLI::ValidationError("--output", "must end in .svg");
+    });
 }
 
 /** Runs a command on each file; goes on after one that fails. */
-int runOnEach(FileCommand command, const Plugin& plugin, const Options& options) {
+int runOnEach(FileCommand command, const Plugin& plugin, const Options& options, Names& names) {
     int exit_code = kExitOk;
-    for (const std::string& file : options.files) {
+    while (const auto file = names.next()) {
         try {
-            command(plugin, options, file);
+            command(plugin, options, *file);
         } catch (const FileError& e) {
-            reportError(file, e.what());
+            reportError(*file, e.what());
             exit_code = kExitFile;
         }
     }
-    return exit_code;
+    return names.failed() ? kExitFile : exit_code;
 }
 
 int run(int argc, char** argv) {
@@ -131,14 +160,19 @@ int run(int argc, char** argv) {
     addCommands(&app, &line);
     try {
         app.parse(argc, argv);
+        if (line.files.empty() && line.list.empty()) throw CLI::RequiredError("FILE");
     } catch (const CLI::ParseError& e) {
         return app.exit(e) == 0 ? kExitOk : kExitUsage;
     }
     host::setLogMinPriority(line.options.verbose ? ANDROID_LOG_VERBOSE : ANDROID_LOG_SILENT);
     host::setCallingUid(line.uid);
     const Plugin plugin(line.plugin);
-    if (line.command == nullptr) return check(plugin, line.options);
-    return runOnEach(line.command, plugin, line.options);
+    std::error_code none;
+    line.options.several = line.files.size() != 1 || !line.list.empty() ||
+                           std::filesystem::is_directory(line.files[0], none);
+    Names names(line.files, line.list, line.nul ? '\0' : '\n');
+    if (line.command == nullptr) return check(plugin, line.options, names);
+    return runOnEach(line.command, plugin, line.options, names);
 }
 
 }  // namespace

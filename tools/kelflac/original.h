@@ -1,60 +1,83 @@
 // A file as it is, to compare with what the plug-in makes of it.
 #pragma once
 
-#include <cstring>
+#include <array>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
+#include "decoder.h"
 #include "input.h"
+#include "reasons.h"
 #include "session.h"
 
 namespace kelflac {
 
+/** STREAMINFO (RFC 9639, 8.2). */
+struct StreamInfo {
+    std::array<uint8_t, 34> body;
+
+    int64_t minBlock() const { return number(0, 2); }
+    int64_t maxBlock() const { return number(2, 2); }
+    int64_t minFrame() const { return number(4, 3); }
+    int64_t maxFrame() const { return number(7, 3); }
+    int64_t rate() const { return number(10, 3) >> 4; }
+    int64_t channels() const { return (body[12] >> 1 & 7) + 1; }
+    int64_t bits() const { return (number(12, 2) >> 4 & 31) + 1; }
+    int64_t samples() const { return (number(13, 1) & 15) << 32 | number(14, 4); }
+
+  private:
+    int64_t number(size_t at, size_t bytes) const;
+};
+
+/** What stands in front of the audio. */
+struct Head {
+    std::vector<std::pair<off64_t, off64_t>> id3_tags;  ///< Places and sizes of ID3v2 tags.
+    off64_t marker_end = 0;                             ///< Of "fLaC"; 0 = there is none.
+    std::optional<StreamInfo> info;                     ///< The last one.
+};
+
+/** A time as the plug-in works it out: from a count of samples, modulo 2^64, cut. */
+int64_t timeUs(uint64_t samples, int64_t rate);
+
+/** What a frame's header says of its place (RFC 9639, 9.1.5). */
+struct FramePlace {
+    int64_t number;  ///< Of the frame, or of its first sample where headers have that.
+    uint64_t sample;
+};
+/** Nothing when no frame of such blocks begins here. */
+std::optional<FramePlace> placeOf(std::string_view frame, int64_t block);
+
+/** A file that is read beside the plug-in. */
 class Original {
   public:
     explicit Original(const std::string& path) : mInput(path, true) { mInput.getSize(&mSize); }
 
     off64_t size() const { return mSize; }
+    FileInput& input() { return mInput; }
 
-    /** Where the metadata ends and the audio begins (RFC 9639, 8), behind ID3v2 tags in front. */
-    off64_t audioStart() {
-        uint8_t head[10];
-        off64_t pos = 0;
-        while (read(pos, head, 10) && memcmp(head, "ID3", 3) == 0) {
-            // An ID3v2 tag's size has four groups of 7 bits; the top bits don't count.
-            pos += 10 + ((head[6] & 0x7F) << 21 | (head[7] & 0x7F) << 14 | (head[8] & 0x7F) << 7 |
-                         (head[9] & 0x7F));
-        }
-        pos += 4;  // "fLaC"
-        for (bool last = false; !last && read(pos, head, 4);) {
-            last = (head[0] & 0x80) != 0;
-            pos += 4 + (head[1] << 16 | head[2] << 8 | head[3]);
-        }
-        return pos;
-    }
+    /** Walks the tags and metadata blocks in front, as the plug-in does. */
+    Head head();
+    /** Where an ID3v1 tag stands. */
+    std::optional<off64_t> id3v1();
+    /** Why a plug-in does not open this file; nothing when no reason is seen. */
+    std::optional<Reason> refusal(const Decoded& decoded, bool size_known);
 
-    /** Where the frame's bytes stand in the file, the first time from `from` on. */
-    std::optional<off64_t> find(const Frame& frame, off64_t from) {
-        constexpr off64_t kStep = 64 << 10;
-        mWindow.resize(frame.size + kStep);  // Windows overlap by the frame's size.
-        for (off64_t pos = from;; pos += kStep) {
-            const ssize_t count = mInput.readAt(pos, mWindow.data(), mWindow.size());
-            if (count < static_cast<ssize_t>(frame.size)) return std::nullopt;
-            const void* found =
-                memmem(mWindow.data(), static_cast<size_t>(count), frame.data, frame.size);
-            if (found != nullptr) return pos + (static_cast<const uint8_t*>(found) - &mWindow[0]);
-        }
-    }
+    /** Whether these bytes stand at a place. */
+    bool standsAt(std::string_view bytes, off64_t at);
+    /** Where these bytes stand in the file, the first time from `from` on. */
+    std::optional<off64_t> find(std::string_view bytes, off64_t from);
 
   private:
-    bool read(off64_t offset, uint8_t* data, ssize_t size) {
-        return mInput.readAt(offset, data, static_cast<size_t>(size)) == size;
+    bool read(off64_t offset, void* data, size_t size) {
+        return mInput.readAt(offset, data, size) == static_cast<ssize_t>(size);
     }
 
     FileInput mInput;
     off64_t mSize = 0;
-    std::vector<uint8_t> mWindow;
+    std::string mWindow;
 };
 
 }  // namespace kelflac

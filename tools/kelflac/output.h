@@ -1,53 +1,39 @@
 // A file to write.
 #pragma once
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <filesystem>
 #include <memory>
 #include <string>
-
-#include "errors.h"
+#include <string_view>
 
 namespace kelflac {
 
-/** A file being written. Failures throw FileError, with the output's name in the text. */
+/** A file being written. It gets its name when it is complete; until then nothing of that name is
+    touched, and nothing stays of one that is given up. Failures throw FileError, with the output's
+    name in the text. One at a time. */
 class Output {
   public:
-    /** Makes or empties the file at `path`, which must be neither the file `input` nor a terminal.
-        `path` "-" is standard output. */
-    Output(const std::string& path, const std::string& input) : mPath(path) {
-        std::error_code missing;
-        if (path != "-" && std::filesystem::equivalent(path, input, missing)) {
-            throw FileError("can't write " + mPath + ": it is the input");
-        }
-        mFile = path == "-" ? File(stdout, fflush) : File(fopen(path.c_str(), "wbe"), fclose);
-        if (mFile == nullptr) fail();
-        if (isatty(fileno(mFile.get())) != 0) {
-            throw FileError("won't write to a terminal: name a file or redirect the output");
-        }
-    }
+    /** Begins a file that is to be at `path`, which must be neither the file `input` nor a
+        terminal, nor there already unless `force`. "-" is standard output. Devices and pipes are
+        written to as they are. */
+    Output(const std::string& path, const std::string& input, bool force);
+    ~Output();
+    Output(const Output&) = delete;
+    Output& operator=(const Output&) = delete;
 
-    void write(const void* data, size_t size) {
-        if (fwrite(data, 1, size, mFile.get()) != size) fail();
-    }
-
-    /** Brings everything to the file. Without this call errors go unnoticed. */
-    void close() {
-        if (mFile.get_deleter()(mFile.release()) != 0) fail();
-    }
+    void write(std::string_view bytes);
+    /** Where the bytes go, for another program to write to. */
+    int descriptor() const { return fileno(mFile.get()); }
+    /** Completes the file. Without this call it is given up. */
+    void close();
 
   private:
     using File = std::unique_ptr<FILE, int (*)(FILE*)>;
 
-    [[noreturn]] void fail() const {
-        throw FileError("can't write " + mPath + ": " + strerror(errno));
-    }
+    [[noreturn]] void fail() const;
 
     std::string mPath;
+    std::string mPart;  ///< The name until then; empty where there is none.
     File mFile{nullptr, fclose};
 };
 

@@ -1,6 +1,7 @@
-// A progress bar on a terminal.
+// Progress on a terminal.
 #pragma once
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -9,36 +10,40 @@
 
 namespace kelflac {
 
-/** A line on standard error that is drawn anew as work goes on, and wiped at the end. */
-class ProgressBar {
+/** A line on standard error that is drawn again as work goes on, and wiped at the end. It counts
+    bytes, and fits the terminal. */
+class Progress {
   public:
-    /** Draws only if wanted and on a terminal. */
-    explicit ProgressBar(bool wanted) : mWanted(wanted && isatty(STDERR_FILENO) != 0) {}
-    ~ProgressBar() { wipe(); }
-    ProgressBar(const ProgressBar&) = delete;
-    ProgressBar& operator=(const ProgressBar&) = delete;
+    /** Draws only if wanted and on a terminal. A `total` of 0 is unknown. */
+    Progress(bool wanted, uint64_t total)
+        : mWanted(wanted && isatty(STDERR_FILENO) != 0), mTotal(total) {}
+    ~Progress() { wipe(); }
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
 
-    /** A `total` of 0 is unknown and draws nothing. */
-    void update(uint64_t done, uint64_t total) {
-        if (!mWanted || total == 0) return;
-        const auto percent = static_cast<int>(done * 100 / total);
-        if (percent == mPercent) return;
-        mPercent = percent;
-        const std::string bar(static_cast<size_t>(percent * kWidth / 100), '#');
-        fprintf(stderr, "\r[%-*s] %3d%%", kWidth, bar.c_str(), percent);
+    void update(uint64_t done, const std::string& what = "") {
+        constexpr uint64_t kMega = 1'000'000;
+        std::string text = std::to_string(done / kMega);
+        if (mTotal > 0) text += " of " + std::to_string(mTotal / kMega);
+        text += " MB" + what;
+        if (!mWanted || text == mText) return;
+        mText = text;
+        winsize window{};
+        ioctl(STDERR_FILENO, TIOCGWINSZ, &window);
+        const size_t width = window.ws_col > 1 ? window.ws_col - size_t{1} : size_t{79};
+        fprintf(stderr, "\r%s\x1B[K", text.substr(0, width).c_str());
     }
 
     /** Clears the line for other text; the next update draws again. */
     void wipe() {
-        constexpr int kLine = kWidth + 7;
-        if (mPercent >= 0) fprintf(stderr, "\r%*s\r", kLine, "");
-        mPercent = -1;
+        if (!mText.empty()) fputs("\r\x1B[K", stderr);
+        mText.clear();
     }
 
   private:
-    static constexpr int kWidth = 50;
     bool mWanted;
-    int mPercent = -1;  ///< As drawn; -1 when nothing is.
+    uint64_t mTotal;
+    std::string mText;  ///< As drawn; empty when nothing is.
 };
 
 }  // namespace kelflac

@@ -6,19 +6,18 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "input.h"
-#include "media/MediaExtractorPluginApi.h"
 #include "plugin.h"
 #include "tools/host/player.h"
 
 namespace kelflac {
 
-/** One buffer that the track handed out. The bytes are valid until the handler returns. */
+/** One buffer that the track handed out. The bytes are valid until the next read. */
 struct Frame {
     uint64_t index;  ///< Counts the buffers handed out, from 0.
-    const uint8_t* data;
-    size_t size;
+    std::string_view bytes;
     std::optional<int64_t> time_us;
     std::optional<int64_t> duration_us;
     bool sync;
@@ -33,8 +32,6 @@ struct Run {
     uint64_t buffers = 0;               ///< Handed out.
     uint64_t pieces = 0;                ///< Of the buffers, those that are not single frames.
     uint64_t refused = 0;               ///< Reads refused because the frame was too large.
-    std::optional<int64_t> end_us;      ///< Of the stream's last frame; for a run that handed it
-                                        ///< out as a single frame and met the end behind it.
     media_status_t status = AMEDIA_OK;  ///< Of the last read.
     std::string failure;                ///< Why the run is not a complete one; empty when it is.
 };
@@ -51,20 +48,30 @@ class Session {
     void open();
     bool isOpen() const { return mFileMeta != nullptr; }
     /** The sniffer's confidence; nothing when it did not claim the file. */
-    std::optional<float> confidence() const { return mConfidence; }
+    std::optional<float> confidence() const;
 
     // For an open session:
-    std::string name() const { return mExtractor->name(mExtractor->data); }
-    uint32_t flags() const { return mExtractor->flags(mExtractor->data); }
+    std::string name() const { return mPlayer->extractor->name(mPlayer->extractor->data); }
+    uint32_t flags() const { return mPlayer->Flags(); }
     bool canSeek() const { return (flags() & kCanSeek) != 0; }
     int64_t durationUs() const;  ///< 0 when it is not stated.
     AMediaFormat* trackFormat() const { return mTrackFormat.get(); }
     AMediaFormat* fileMeta() const { return mFileMeta.get(); }
+    /** A buffer of a format; empty when there is none. */
+    static std::string bufferOf(AMediaFormat* format, const char* key);
 
     /** Starts the track with a buffer group of its own. Throws FileError. */
     void startTrack();
-    /** Reads on, at first from `seek_us` if given, until the track has nothing more, fails, or
-        `handle` returns false. Refused reads are left out. The track must be started. */
+
+    // For a started track:
+    /** Begins a run of reads, from where the track stands or by a seek. */
+    void begin(std::optional<int64_t> seek_us);
+    /** The next buffer; null when the track has nothing more or fails. Refused reads are left
+        out. */
+    const Frame* next();
+    /** What the run came to so far. */
+    const Run& run();
+    /** A whole run. It ends also when `handle` returns false. */
     Run read(std::optional<int64_t> seek_us, const FrameHandler& handle);
 
     FileInput& input() { return mInput; }
@@ -72,25 +79,34 @@ class Session {
   private:
     static constexpr uint32_t kCanSeek = 8;  // in flags()
 
-    template <class Thing>
-    using Owned = kelflac_host::Owned<Thing>;
-
-    std::string failureOf(const Run& run, bool seeking) const;
     [[noreturn]] void refuse(const std::string& reason) const;
 
     // Destroyed from the last to the first: each uses those above it.
     const Plugin& mPlugin;
     FileInput mInput;
-    void* mSniffMeta = nullptr;
-    android::FreeMetaFunc mFreeSniffMeta = nullptr;
-    std::optional<float> mConfidence;
-    Owned<android::CMediaExtractor> mExtractor;
-    Owned<AMediaFormat> mTrackFormat;
-    Owned<AMediaFormat> mFileMeta;
-    Owned<android::CMediaBufferGroup> mGroup;
-    Owned<android::CMediaTrack> mTrack;
+    std::optional<kelflac_host::Player> mPlayer;
+    kelflac_host::Owned<AMediaFormat> mTrackFormat;
+    kelflac_host::Owned<AMediaFormat> mFileMeta;
+    kelflac_host::Read mRead{};  ///< The latest.
     bool mStarted = false;
-    uint64_t mReads = 0;  ///< Since the open or the latest seek.
+    uint64_t mReads = 0;             ///< Since the open or the latest seek.
+    std::optional<int64_t> mSeekUs;  ///< Where the next read seeks to.
+    bool mSought = false;            ///< The latest read was a seek.
+    Run mRun;
+    Frame mFrame{};
 };
+
+// Ways through a started track; its position is lost.
+
+/** Reads from `from_us` on, or from where the track stands, as single frames. Where the plug-in
+    stops searching, a seek to the newest frame starts it again. Frames come in order and once; one
+    is missed where such a seek lands after it. Returns the last run, with the first failure. */
+Run walkFrames(Session& session, std::optional<int64_t> from_us, const FrameHandler& handle);
+
+/** Takes a time asked for and the frame landed on, null when there was none. */
+using SeekHandler = std::function<void(int64_t asked_us, const Frame* frame)>;
+
+/** Seeks to 11 evenly spaced times from 0 to the stated duration; to none on a track that can't. */
+void seekEvenly(Session& session, const SeekHandler& handle);
 
 }  // namespace kelflac

@@ -1,6 +1,9 @@
 #include "text.h"
 
+#include <cctype>
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cwchar>
 #include <cwctype>
 #include <iterator>
@@ -8,10 +11,11 @@
 namespace kelflac {
 namespace {
 
-/** Controls and line separators; then what turns the direction of writing. */
+/** What is no character; controls and line separators; then what turns the direction of writing. */
 bool isUnsafe(wchar_t c) {
-    return iswcntrl(static_cast<wint_t>(c)) != 0 || c == 0x061C || c == 0x200E || c == 0x200F ||
-           (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+    return c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF) || iswcntrl(static_cast<wint_t>(c)) != 0 ||
+           c == 0x061C || c == 0x200E || c == 0x200F || (c >= 0x202A && c <= 0x202E) ||
+           (c >= 0x2066 && c <= 0x2069);
 }
 
 }  // namespace
@@ -49,12 +53,32 @@ std::string hexText(std::string_view bytes) {
 std::string durationText(int64_t us) {
     const auto size = us < 0 ? 0 - static_cast<uint64_t>(us) : static_cast<uint64_t>(us);
     const unsigned long long ms = size / 1000;
-    char hours[32] = "";
-    if (ms >= 3'600'000) snprintf(hours, sizeof(hours), "%llu:", ms / 3'600'000);
-    char rest[32];
-    snprintf(rest, sizeof(rest), *hours != '\0' ? "%02llu:%02llu.%03llu" : "%llu:%02llu.%03llu",
-             ms / 60'000 % 60, ms / 1000 % 60, ms % 1000);
-    return std::string(us < 0 ? "-" : "") + hours + rest;
+    const unsigned long long hours = ms / 3'600'000;
+    char text[48];
+    const int start = hours > 0
+                          ? snprintf(text, sizeof(text), "%llu:%02llu", hours, ms / 60'000 % 60)
+                          : snprintf(text, sizeof(text), "%llu", ms / 60'000);
+    snprintf(text + start, sizeof(text) - static_cast<size_t>(start), ":%02llu.%03llu",
+             ms / 1000 % 60, ms % 1000);
+    return (us < 0 ? "-" : "") + std::string(text);
+}
+
+std::optional<int64_t> timeFromText(const std::string& text) {
+    constexpr double kMaxSeconds = 9e12;  // In microseconds it still fits 64 bits.
+    const bool negative = text.substr(0, 1) == "-";
+    double seconds = 0;
+    const char* at = text.c_str() + (negative ? 1 : 0);
+    for (int parts = 0; parts < 3; ++parts) {
+        char* end = nullptr;
+        if (isdigit(static_cast<unsigned char>(*at)) == 0) return std::nullopt;
+        seconds = seconds * 60 + strtod(at, &end);
+        if (*end != ':') {
+            if (*end != '\0' || !(seconds <= kMaxSeconds)) return std::nullopt;
+            return std::llround((negative ? -seconds : seconds) * 1e6);
+        }
+        at = end + 1;
+    }
+    return std::nullopt;
 }
 
 std::string statusText(media_status_t status) {
@@ -69,13 +93,22 @@ std::string statusText(media_status_t status) {
     return name + " (" + std::to_string(static_cast<int>(status)) + ")";
 }
 
+const char* pictureFormat(std::string_view picture) {
+    using namespace std::string_view_literals;
+    const auto has = [=](std::string_view mark, size_t at = 0) {
+        return picture.size() >= at && picture.substr(at, mark.size()) == mark;
+    };
+    if (has("\x89PNG\r\n\x1A\n"sv)) return "PNG";
+    if (has("\xFF\xD8\xFF"sv)) return "JPEG";
+    if (has("GIF87a"sv) || has("GIF89a"sv)) return "GIF";
+    if (has("RIFF"sv) && has("WEBP"sv, 8)) return "WebP";
+    if (has("ftypavif"sv, 4) || has("ftypavis"sv, 4)) return "AVIF";
+    return has("BM"sv) ? "BMP" : "unknown";
+}
+
 void reportError(const std::string& file, const std::string& reason) {
     fflush(stdout);  // So that the two streams keep their order on one terminal.
     fprintf(stderr, "kelflac: %s: %s\n", displayText(file).c_str(), displayText(reason).c_str());
-}
-
-void reportWarning(const std::string& file, const std::string& text) {
-    if (!text.empty()) reportError(file, "warning: " + text);
 }
 
 }  // namespace kelflac

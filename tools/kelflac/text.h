@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -19,13 +20,16 @@ std::string hexText(std::string_view bytes);
 /** A time in microseconds as m:ss.mmm, from an hour on as h:mm:ss.mmm. Truncated. */
 std::string durationText(int64_t us);
 
+/** The same back, also with fewer parts and of plain seconds; nothing for other text. */
+std::optional<int64_t> timeFromText(const std::string& text);
+
 /** A status's platform name and number. */
 std::string statusText(media_status_t status);
 
+/** A picture's format by its first bytes: PNG, JPEG, GIF, WebP, AVIF or BMP, else "unknown". */
+const char* pictureFormat(std::string_view picture);
+
 /** Writes one line to standard error: the program, the file and the reason. */
 void reportError(const std::string& file, const std::string& reason);
-
-/** The same for a warning. Nothing when the text is empty. */
-void reportWarning(const std::string& file, const std::string& text);
 
 }  // namespace kelflac

@@ -1,0 +1,48 @@
+// A stream decoded by libFLAC, beside the plug-in.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "input.h"
+#include "reasons.h"
+
+namespace kelflac {
+
+/** What decoding a stream came to. Places are in bytes from its start. */
+struct Decoded {
+    bool known = false;  ///< False: not decoded.
+    Reasons faults;      ///< What is wrong with the stream.
+    uint64_t frames = 0;
+    uint64_t samples = 0;   ///< Of each channel.
+    uint64_t hash = 0;      ///< Of the samples; for comparison within one run of the program.
+    uint32_t rate = 0;      ///< Samples a second.
+    bool has_info = false;  ///< STREAMINFO was met.
+    bool has_md5 = false;
+    uint64_t stated_samples = 0;
+    int64_t info_at = 0;  ///< The body of STREAMINFO.
+    int64_t metadata_end = 0;
+    int64_t first_end = 0;        ///< After the first frame; 0 = there is none.
+    int64_t end = 0;              ///< After the last frame.
+    uint64_t smallest_frame = 0;  ///< In bytes; of two frames or more, the last one not counted.
+    uint64_t largest_frame = 0;
+};
+
+/** Gives up to `room` bytes of a stream, 0 at its end. */
+using Pull = std::function<size_t(uint8_t* to, size_t room)>;
+
+/** Gives these bytes and then the others, as much as there is room for: how libFLAC goes on after
+   an error depends on how the bytes come. */
+Pull inFront(std::string bytes, Pull others);
+
+/** Gives a file's bytes from a place on. */
+Pull bytesOf(FileInput& file, int64_t at);
+
+/** Decodes a stream; nothing where the program was built without libFLAC. */
+Decoded decode(const Pull& pull);
+
+/** Decodes a file, and looks at what comes after the stated number of samples. */
+Decoded decodeFile(FileInput& file);
+
+}  // namespace kelflac

@@ -1,0 +1,350 @@
+#include <algorithm>
+#include <cstdlib>
+
+#include "commands.h"
+#include "errors.h"
+#include "media/ExtMediaFormatDef.h"
+#include "original.h"
+#include "session.h"
+#include "text.h"
+
+namespace kelflac {
+namespace {
+
+/** A 64-bit FNV-1a of much data, to compare between runs and machines. */
+class Digest {
+  public:
+    void add(std::string_view bytes) {
+        constexpr uint64_t kPrime = 0x100000001B3;
+        for (const char byte : bytes) mHash = (mHash ^ static_cast<uint8_t>(byte)) * kPrime;
+        mHash = (mHash ^ bytes.size()) * kPrime;
+    }
+    void add(int64_t number) { add(std::to_string(number)); }
+
+    std::string text() const { return std::to_string(mHash); }
+
+  private:
+    uint64_t mHash = 0xCBF29CE484222325;
+};
+
+/** The plug-in on one file, compared with the file. */
+class Trial {
+  public:
+    Trial(const Plugin& plugin, const Options& options, const std::string& file, Original* original,
+          const Decoded& decoded)
+        : mOptions(options),
+          mOriginal(*original),
+          mDecoded(decoded),
+          mSession(plugin, file, options.size_known) {}
+
+    /** Has the plug-in do everything. */
+    void run();
+    Json record() const;
+
+  private:
+    void compareFormat();
+    void readAll();
+    Decoded decodeAll();
+    const Frame* takeNext();
+    void follow(const Frame& frame, bool refused);
+    void judgeEnd();
+    void compareTime(const Frame& frame);
+    void compareSamples(const Decoded& handed_out);
+    void judgeSeek(int64_t asked_us, const Frame* frame);
+    void addToDigest(const AMediaFormat* format);
+    void addToDigest(const Frame& frame);
+
+    void fault(const char* code, const std::string& text, std::optional<int64_t> byte,
+               std::optional<int64_t> time_us = std::nullopt) {
+        mFaults.add({code, text, byte, time_us});
+    }
+    std::string codecData() {
+        return Session::bufferOf(mSession.trackFormat(), AMEDIAFORMAT_KEY_CSD_0);
+    }
+    bool soundFile() const { return mDecoded.known && mDecoded.faults.none(); }
+
+    const Options& mOptions;
+    Original& mOriginal;
+    const Decoded& mDecoded;
+    Session mSession;
+    std::optional<StreamInfo> mInfo;  ///< In the codec-specific data.
+    Reasons mFaults;
+    Reasons mRefusals;
+    Digest mDigest;
+    Run mRun;
+    uint64_t mBytes = 0;        ///< Handed out.
+    uint64_t mLeftOut = 0;      ///< Bytes, in front of the buffers and after the last.
+    off64_t mFirst = 0;         ///< Where the first buffer stands in the file.
+    off64_t mNext = 0;          ///< Where the next buffer should stand in the file.
+    uint64_t mRefusedThen = 0;  ///< Reads refused before the last buffer.
+    bool mLost = false;         ///< A buffer is not in the file: those after are not followed.
+    uint64_t mSeeks = 0;
+    uint64_t mSeeksLost = 0;
+    int64_t mSeeksOffUs = 0;  ///< The farthest.
+};
+
+void Trial::run() {
+    try {
+        mSession.open();
+    } catch (const FileError& e) {
+        const auto reason = mOriginal.refusal(mDecoded, mOptions.size_known);
+        if (reason) return mRefusals.add(*reason);
+        return fault("refused-without-reason", e.what(), {});
+    }
+    addToDigest(mSession.trackFormat());
+    addToDigest(mSession.fileMeta());
+    mDigest.add(int64_t{mSession.flags()});
+    compareFormat();
+    mSession.startTrack();
+    readAll();
+    if (mOptions.size_known && !mSession.canSeek()) fault("no-seeks", "can't be sought", {});
+    seekEvenly(mSession, [&](int64_t asked_us, const Frame* frame) { judgeSeek(asked_us, frame); });
+}
+
+void Trial::compareFormat() {
+    const auto differs = [&](const char* key) {
+        fault("format", std::string(key) + " is not that of STREAMINFO", {});
+    };
+    const std::string data = codecData();
+    const std::string_view marks("fLaC\x80\0\0\x22", 8);
+    StreamInfo info{};
+    if (data.size() != marks.size() + info.body.size() || data.compare(0, marks.size(), marks) != 0)
+        return differs(AMEDIAFORMAT_KEY_CSD_0);
+    const std::string_view body = std::string_view(data).substr(marks.size());
+    std::copy(body.begin(), body.end(), info.body.begin());
+    mInfo = info;
+    // Damaged metadata may be taken in different ways, but it is the file's.
+    const bool certain = soundFile() && mDecoded.has_info;
+    if (certain ? !mOriginal.standsAt(body, mDecoded.info_at) : !mOriginal.find(body, 0)) {
+        differs(AMEDIAFORMAT_KEY_CSD_0);
+    }
+    const int64_t most = info.channels() * info.minBlock() * (info.bits() / 8);
+    const std::pair<const char*, int64_t> kNumbers[] = {
+        {AMEDIAFORMAT_KEY_CHANNEL_COUNT, info.channels()},
+        {AMEDIAFORMAT_KEY_SAMPLE_RATE, info.rate()},
+        {AMEDIAFORMAT_KEY_BITS_PER_SAMPLE, info.bits()},
+        {android::AMEDIAFORMAT_KEY_MIN_BLOCK_SIZE, info.minBlock()},
+        {android::AMEDIAFORMAT_KEY_MAX_BLOCK_SIZE, info.maxBlock()},
+        {android::AMEDIAFORMAT_KEY_MIN_FRAME_SIZE, info.minFrame()},
+        {android::AMEDIAFORMAT_KEY_MAX_FRAME_SIZE, info.maxFrame() > 0 ? info.maxFrame() : most},
+    };
+    for (const auto& [key, wanted] : kNumbers) {
+        int32_t value = 0;
+        if (!AMediaFormat_getInt32(mSession.trackFormat(), key, &value) || value != wanted)
+            differs(key);
+    }
+    const auto samples = static_cast<uint64_t>(info.samples());
+    if (samples > 0 && mSession.durationUs() != timeUs(samples, info.rate())) {
+        differs(AMEDIAFORMAT_KEY_DURATION);
+    }
+}
+
+void Trial::readAll() {
+    mSession.begin(std::nullopt);
+    Decoded handed_out;
+    if (mDecoded.known && mInfo) handed_out = decodeAll();
+    while (takeNext() != nullptr) continue;  // After the stated end, or where nothing is decoded.
+    mRun = mSession.run();
+    if (!mSession.input().failure().empty()) throw FileError(mSession.input().failure());
+    mDigest.add(int64_t{mRun.status});
+    judgeEnd();
+    compareSamples(handed_out);
+}
+
+/** Reads on while what comes out is decoded. */
+Decoded Trial::decodeAll() {
+    std::string_view left;
+    return decode(inFront(codecData(), [&](uint8_t* to, size_t room) {
+        if (left.empty()) {
+            const Frame* frame = takeNext();
+            if (frame != nullptr) left = frame->bytes;
+        }
+        const size_t count = std::min(room, left.size());
+        std::copy_n(left.begin(), count, to);
+        left.remove_prefix(count);
+        return count;
+    }));
+}
+
+const Frame* Trial::takeNext() {
+    const Frame* frame = mSession.next();
+    if (frame == nullptr) return nullptr;
+    const uint64_t refused = mSession.run().refused;
+    mDigest.add(static_cast<int64_t>(refused));
+    addToDigest(*frame);
+    mBytes += frame->bytes.size();
+    if (!mLost) follow(*frame, refused > mRefusedThen);
+    mRefusedThen = refused;
+    if (frame->single) compareTime(*frame);
+    return frame;
+}
+
+/** Looks where the buffer stands in the file, and what was left out in front of it. */
+void Trial::follow(const Frame& frame, bool refused) {
+    std::optional<off64_t> at = mNext;
+    if (frame.index == 0 || !mOriginal.standsAt(frame.bytes, mNext)) {
+        at = mOriginal.find(frame.bytes, mNext);
+    }
+    if (!at) {
+        mLost = true;
+        const bool before = mOriginal.find(frame.bytes, 0).has_value();
+        return fault(before ? "out-of-order" : "not-in-file",
+                     before ? "a buffer is out of order" : "a buffer is not in the file", mNext,
+                     frame.time_us);
+    }
+    if (frame.index == 0) {
+        mFirst = *at;
+        // In front of the first frame there may be bytes that are none.
+        const bool first_too = mDecoded.frames > 0 && mDecoded.first_end <= *at;
+        mNext = first_too ? mDecoded.metadata_end : *at;
+    }
+    const off64_t left_out = *at - mNext;
+    mLeftOut += static_cast<uint64_t>(left_out);
+    if (left_out > 0 && !refused) {
+        fault("left-out", std::to_string(left_out) + " bytes left out without a status", mNext,
+              frame.time_us);
+    }
+    mNext = *at + static_cast<off64_t>(frame.bytes.size());
+}
+
+void Trial::judgeEnd() {
+    if (mRun.refused > 0) {
+        mRefusals.add(
+            {"frame-too-large",
+             std::to_string(mRun.refused) + " reads refused as too large: frames left out",
+             std::nullopt, std::nullopt});
+    }
+    if (mRun.status != AMEDIA_ERROR_END_OF_STREAM && mRun.status != AMEDIA_ERROR_UNKNOWN) {
+        fault("read-failed", "read failed: " + statusText(mRun.status), mNext);
+    }
+    const off64_t after = mLost ? 0 : std::max<off64_t>(mOriginal.size() - mNext, 0);
+    mLeftOut += static_cast<uint64_t>(after);
+    // The last frame of a source of unknown size is never handed out.
+    if (after == 0 || mRun.refused > mRefusedThen || !mOptions.size_known) return;
+    fault("left-out", std::to_string(after) + " bytes left out at the end", mNext);
+}
+
+void Trial::compareTime(const Frame& frame) {
+    if (!mInfo || mInfo->rate() == 0) return;
+    const auto place = placeOf(frame.bytes, mInfo->maxBlock());
+    if (!place) {
+        return fault("no-header", "a buffer that is no piece does not begin with a frame", {},
+                     frame.time_us);
+    }
+    const int64_t wanted = timeUs(place->sample, mInfo->rate());
+    if (frame.time_us == wanted) return;
+    fault("time",
+          "a frame of " + std::to_string(wanted) + " us has the time " +
+              std::to_string(frame.time_us.value_or(-1)),
+          {}, wanted);
+}
+
+void Trial::compareSamples(const Decoded& handed_out) {
+    // Where the metadata is damaged, the decoder may begin elsewhere.
+    const bool may_differ = mRun.refused > 0 || !mOptions.size_known ||
+                            mFirst < mDecoded.metadata_end || mFirst >= mDecoded.first_end;
+    if (may_differ || !handed_out.known || handed_out.hash == mDecoded.hash) return;
+    // A damaged file may be made sense of in another way after another head.
+    const Pull same = inFront(codecData(), bytesOf(mOriginal.input(), mFirst));
+    if (!mDecoded.faults.none() && decode(same).hash == handed_out.hash) return;
+    fault("samples-differ", "what is handed out decodes to other samples than the file", {});
+}
+
+void Trial::judgeSeek(int64_t asked_us, const Frame* frame) {
+    ++mSeeks;
+    mDigest.add(int64_t{frame != nullptr});
+    // Where damage, jumps of the numbers or sizes that differ much mislead the search, it may end
+    // anywhere.
+    constexpr uint64_t kMuch = 10;
+    const bool misled = !soundFile() || mDecoded.largest_frame >= kMuch * mDecoded.smallest_frame;
+    const double blocks =
+        mInfo ? static_cast<double>(mInfo->rate()) / static_cast<double>(mInfo->maxBlock()) : 0;
+    const auto asked = static_cast<int64_t>(static_cast<double>(asked_us) / 1e6 * blocks);
+    if (frame == nullptr) {
+        ++mSeeksLost;
+        // The last frame may be missed, and a source as short as a frame can't be searched.
+        const bool near_end = asked + 1 >= static_cast<int64_t>(mDecoded.frames);
+        int32_t most = 0;
+        AMediaFormat_getInt32(mSession.trackFormat(), android::AMEDIAFORMAT_KEY_MAX_FRAME_SIZE,
+                              &most);
+        const bool tiny = mOriginal.size() < most;
+        if (misled || near_end || tiny || !mOptions.size_known) return;
+        return fault("seek-lost", "a seek finds no frame", {}, asked_us);
+    }
+    addToDigest(*frame);
+    const int64_t time_us = frame->time_us.value_or(0);
+    const int64_t end_us = time_us + frame->duration_us.value_or(0);
+    mSeeksOffUs = std::max({mSeeksOffUs, time_us - asked_us, asked_us - end_us});
+    compareTime(*frame);
+    if (!mOriginal.find(frame->bytes, 0)) {
+        fault("seek-not-in-file", "a seek hands out what is not in the file", {}, asked_us);
+    }
+    // Neighbours of the frame asked for are near enough.
+    const auto place = placeOf(frame->bytes, 1);
+    if (misled || !place || std::abs(place->number - asked) <= 1) return;
+    fault("seek-far-off", "a seek lands at " + durationText(time_us), {}, asked_us);
+}
+
+void Trial::addToDigest(const AMediaFormat* format) {
+    host::FormatEntry entry{};
+    for (size_t i = 0; host::formatEntry(format, i, &entry); ++i) {
+        mDigest.add(entry.key);
+        mDigest.add(entry.number);
+        mDigest.add({static_cast<const char*>(entry.data), entry.size});
+    }
+}
+
+void Trial::addToDigest(const Frame& frame) {
+    mDigest.add(frame.bytes);
+    mDigest.add(frame.time_us.value_or(-1));
+    mDigest.add(frame.duration_us.value_or(-1));
+    mDigest.add(int64_t{frame.sync});
+}
+
+Json jsonOf(const Reasons& reasons) {
+    Json all = Json::array();
+    for (const Reason& reason : reasons.all()) {
+        Json one = {{"code", reason.code}, {"text", reason.text}, {"count", reason.count}};
+        if (reason.byte) one["byte"] = *reason.byte;
+        if (reason.time_us) one["seconds"] = static_cast<double>(*reason.time_us) / 1e6;
+        all.push_back(one);
+    }
+    return all;
+}
+
+Json Trial::record() const {
+    const char* verdict = !mFaults.none() ? "wrong" : !mRefusals.none() ? "refused" : "sound";
+    Json reasons = jsonOf(mFaults);
+    for (const Json& refusal : jsonOf(mRefusals)) reasons.push_back(refusal);
+    return {{"verdict", verdict},          {"reasons", reasons},      {"buffers", mRun.buffers},
+            {"pieces", mRun.pieces},       {"refused", mRun.refused}, {"bytes", mBytes},
+            {"left_out", mLeftOut},        {"seeks", mSeeks},         {"seeks_lost", mSeeksLost},
+            {"seeks_off_us", mSeeksOffUs}, {"digest", mDigest.text()}};
+}
+
+}  // namespace
+
+Json judge(const Plugin& plugin, const Options& options, const std::string& file) {
+    Original original(file);
+    Decoded decoded;
+    if (options.decode) decoded = decodeFile(original.input());
+    if (!original.input().failure().empty()) throw FileError(original.input().failure());
+    Trial trial(plugin, options, file, &original, decoded);
+    trial.run();
+    const char* verdict = !decoded.known          ? "unchecked"
+                          : decoded.faults.none() ? "sound"
+                                                  : "damaged";
+    Json record = {{"file", file},
+                   {"ok", false},
+                   {"size", original.size()},
+                   {"plugin", trial.record()},
+                   {"stream", {{"verdict", verdict}, {"reasons", jsonOf(decoded.faults)}}}};
+    if (decoded.known) {
+        record["stream"]["samples"] = decoded.samples;
+        record["stream"]["md5"] = decoded.has_md5 ? "stated" : "none";
+    }
+    record["ok"] = record["plugin"]["verdict"] == "sound" && decoded.faults.none();
+    return record;
+}
+
+}  // namespace kelflac
