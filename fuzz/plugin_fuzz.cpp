@@ -20,7 +20,8 @@ static void Read(Source* source, const Player& player, uint32_t options) {
 void Run(Source* source) {
     Player player(GETEXTRACTORDEF(), source->slots());
     if (player.extractor == nullptr) return;
-    auto& [extractor, group, track] = player;
+    auto& extractor = player.extractor;
+    auto& track = player.track;
     void* const data = extractor->data;
     const kelflac_host::Owned<AMediaFormat> format(AMediaFormat_new());
     bool started = false;
