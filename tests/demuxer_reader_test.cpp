@@ -73,6 +73,9 @@ TEST(Reader, ServesSkipsMovesReadsAndPeeks) {
         {"a refused move", 10000, RefusePositions, "move 9000 = -4 (4096)"},
         {"a short read is the end, which a fill passes and a move clears", 30000, SpoilRead(0, 100),
          "read 200 = 100 (0 end) peek 0 = 0 (0 end) fill 0 = 4096 (4096 end) move 101 = 0 (4095)"},
+        {"a ring that was emptied is filled from its start", 30000, SpoilRead(0, 100),
+         "skip 200 = 1 (0 end) fill 0 = 4096 (4096 end) read 1 = 1 (4095 end) fill 0 = 8191 (8191 "
+         "end)"},
         {"so is a failed one", 30000, SpoilRead(2, -1),
          "read 100 = 100 (3996) read 20000 = 8092 (0 end) peek 0 = 0 (0 end) move 8192 = 0 (4096)"},
     };
