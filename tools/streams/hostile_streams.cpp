@@ -93,8 +93,8 @@ std::vector<Field> Fields() {
          "bytes", 32, 3, [](uint32_t v) { return Picture(v, {}, {}); }},
         {"The description of a picture states another length than its 3 bytes.",
          "description states", "bytes", 32, 3, [](uint32_t v) { return Picture({}, v, {}); }},
-        {"The image of a picture states another length than its 3 bytes.", "image states", "bytes",
-         32, 3, [](uint32_t v) { return Picture({}, {}, v); }},
+        {"The image of a picture, \"PNG\", states another length than its 3 bytes.", "image states",
+         "bytes", 32, 3, [](uint32_t v) { return Picture({}, {}, v); }},
         InfoField("smallest block", "samples", 16, 0, [](auto& i, auto v) { i.min_block = v; }),
         InfoField("largest block", "samples", 16, 0, [](auto& i, auto v) { i.max_block = v; }),
         InfoField("smallest and largest block", "samples", 16, 0,
@@ -320,9 +320,13 @@ std::vector<StreamGroup> HostileGroups() {
     for (const Field& field : Fields()) out.push_back(Extremes(field));
     out.push_back(
         {"Marker, ID3v2 tag and blocks are missing, twice or in an odd order.", Metadata()});
-    out.push_back({"More pictures, blocks or comments than there should be.", Crowds()});
     out.push_back(
-        {"Frames are too large or change, bytes follow them, or their numbers mislead seeks.",
+        {"More pictures, blocks or comments than there should be. The pictures are the letters "
+         "from a on.",
+         Crowds()});
+    out.push_back(
+        {"Frames are too large or change, bytes follow them, or their numbers mislead seeks. After "
+         "244 frames with numbers above 0 pieces of a fixed size are counted.",
          Frames()});
     out.push_back({"The second of three frames has another header.", SecondFrames()});
     out.push_back(
