@@ -68,6 +68,8 @@ TEST(Reader, ServesSkipsMovesReadsAndPeeks) {
         {"moves among the buffered bytes, before them, to the end and back", 10000, sound,
          "move 0 = 0 (4096) move 4095 = 0 (1) move 10 = 0 (4086) move 10000 = 0 (0) "
          "move 123456 = 0 (0) peek 0 = 0 (0 end) move 9999 = 0 (1 end) move -1 = 1 (0 end)"},
+        {"a move to where it is", 10000, sound,
+         "fill 0 = 4096 (4096) read 1 = 1 (4095) fill 0 = 8191 (8191) move 1 = 0 (8191)"},
         {"moves past an unknown end", 10000, UnknownSize,
          "move 11000 = 1 (0 end) move 99999 = 1 (0 end) move 9000 = 0 (1000 end)"},
         {"a refused move", 10000, RefusePositions, "move 9000 = -4 (4096)"},

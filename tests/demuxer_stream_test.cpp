@@ -25,7 +25,9 @@ TEST(Open, GivesDurationByteRateAndSizes) {
     const std::tuple<int64_t, int, int, int, int, Bytes, Hook, int64_t> rows[] = {
         {100000000, 100000, 1, 300, 8192, many, sound, 0},
         {10000000, 400, 1, 300, 8192, two(Info(300)), sound, 10000000},
+        {1, -294967296, 1, 300, 8192, two(Info(300)), sound, 1},       // the rate wraps
         {92879818, 43, 1, 300, 8192, two(Info(300, 0)), sound, 0},     // the last frame is 99
+        {92879818, 43, 1, 442, 8192, two(Info(442, 0)), sound, 0},     // all of the file
         {928798, 4306, 1, 9000, 16384, two(Info(9000, 0)), sound, 0},  // file below a frame's size
         {100000000, 0, 0, 300, 8192, two(Info(300)), UnknownSize, 0},
         {100000000, 0, 1, 300, 8192, two(Info(300), 20), UnknownSize, 0},
