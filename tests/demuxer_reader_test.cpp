@@ -123,6 +123,16 @@ TEST(Reader, FillsUpToTheSecondEmptyReadInARow) {
     }
 }
 
+TEST(Reader, KeepsBytesInOnePieceInALargerRing) {
+    const Bytes data = Noise(6000);
+    Reader reader(data);
+    Play(&reader, "skip 4000 () fill 0 () skip 1500 ()");
+    EXPECT_EQ(kelflacf_fal_resize_buf(&reader, 20000), 0);
+    Bytes read(500);
+    EXPECT_EQ(kelflacf_fal_read(&reader, read.data(), 500), 500);
+    EXPECT_EQ(read, Bytes(data.begin() + 5500, data.end()));
+}
+
 TEST(Reader, KeepsBytesThatWrapInTheRingAndInALargerOne) {
     const Bytes data = Noise(12288), rest(data.begin() + 8100, data.end());
     for (const auto& [hint, status] : {std::pair(100, 0), {20000, 0}, {1 << 30, -2}}) {
