@@ -62,9 +62,9 @@ int64_t handle_pos(KELFLACF_FAL* fal) {
     return pos;
 }
 
-/** Replaces the ring's bytes by a chunk from the handle's position, and skips its first `skipped`
-    bytes. Returns KELFLACF_FAL_OK, or KELFLACF_FAL_END when the chunk is empty or shorter than
-    that. */
+/** Empties the ring, loads a chunk from the handle's position, and skips the chunk's first
+    `skipped` bytes. Returns KELFLACF_FAL_OK, or KELFLACF_FAL_END when the chunk is empty or shorter
+    than that. */
 int load_chunk(KELFLACF_FAL* fal, int32_t skipped) {
     const int32_t count = read_source(fal, 0, KELFLACF_FAL_CHUNK);
     fal->reach += int64_t{fal->size} + count;
@@ -76,8 +76,8 @@ int load_chunk(KELFLACF_FAL* fal, int32_t skipped) {
 }
 
 /** Makes refill steps until `wanted` bytes, or MAX_ROW_BYTES, are in one piece. A few large copies
-    cost less than many small ones. The reads of the source don't change by it: a refill step looks
-    at `rd` only when the unread bytes wrap, and then the loop ends. */
+    cost less than many small ones. The source gets the same reads as with small copies: a
+    refill step depends on `rd` only when the unread bytes wrap, and then the loop ends. */
 void fill_row(KELFLACF_FAL* fal, int32_t wanted) {
     const int32_t row = std::min(wanted, MAX_ROW_BYTES);
     do {

@@ -1,9 +1,9 @@
-// The buffered reader: bytes, big-endian words, look-ahead, block reads, skips and repositioning
-// over an I/O callback record, through a ring buffer.
+// The buffered reader. It reads bytes, big-endian words and blocks, looks ahead, skips and moves.
+// It reads its source through an I/O callback record and keeps the bytes in a ring buffer.
 //
 // The demuxer reads its source only through here. The source is read in chunks of at most 4096
 // bytes that end on 4096-byte boundaries of the file. A failed read of the source counts as the end
-// of its data: `eof` is set, and values read as zero.
+// of its data: `eof` is set, and missing values are zero.
 //
 // Call kelflacf_fal_create first and kelflacf_fal_delete last. If kelflacf_fal_create fails, call
 // nothing between them. Pointers must not be null. Counts and offsets are 0 or more. Never use one
@@ -14,7 +14,7 @@
 
 #include "libextractor/mfal/kelcmn_mfal.h"
 
-/** Bytes per read of the source, and the alignment of every reload. A power of two. */
+/** The most bytes per read of the source, and the alignment of every reload. A power of two. */
 constexpr int32_t KELFLACF_FAL_CHUNK = 4096;
 
 /** The reader's statuses. The demuxer's have the same values. */
@@ -27,8 +27,8 @@ enum {
 
 /**
  * One reader. Invariants:
- * - The unread bytes go from buf[rd] to before buf[wr], and wrap at `size`. There are none when
- *   rd == wr.
+ * - The unread bytes go from buf[rd] to the byte before buf[wr], and wrap at `size`. There are none
+ *   when rd == wr. Only inside kelflacf_fal_read may that be a full ring.
  * - The handle's position is the file offset just after the last buffered byte.
  * - While the source gives full reads, a byte's ring offset equals its file offset modulo 4096.
  */
@@ -39,11 +39,11 @@ struct KELFLACF_FAL {
     int32_t rd;         ///< Ring offset of the next unread byte, 0 to size - 1.
     int32_t wr;         ///< Ring offset at which the next refill stores, 0 to size - 1.
     int32_t size;       ///< Ring size in bytes: 8192 times a power of two.
-    int32_t eof;        ///< 1 once a read came back short or empty. Refill steps stop at it.
+    int32_t eof;        ///< 1 after a short reload or an empty refill step. Stops refill steps.
     int64_t reach;      ///< The place just after the last buffered byte. Each byte has a place: a
                         ///< number that it keeps while it is buffered, and that no other byte gets.
-                        ///< So `reach` grows by 1 with each byte stored, and by more than the
-                        ///< ring's size with each reload.
+    ///< So `reach` grows by 1 with each byte stored. A reload adds the ring's size
+    ///< first.
 };
 
 /**
@@ -58,7 +58,7 @@ struct KELFLACF_FAL {
 int kelflacf_fal_create(KELFLACF_FAL* fal, _KELCMN_MFAL* record, int size_hint);
 
 /**
- * Grows the ring so that `count` bytes fit beside one chunk, keeping the unread bytes.
+ * Grows the ring so that `count` bytes fit beside one chunk. Keeps the unread bytes.
  *
  * @return KELFLACF_FAL_OK, also when the ring is large enough already; KELFLACF_FAL_E_MEMORY when
  *     there is no memory or the size would pass 2^30: the old ring is then kept.
@@ -89,15 +89,15 @@ void KELFLACF_FAL_FILL_BUF2(KELFLACF_FAL* fal, int wanted);
     a row that gives nothing. Returns the buffered count. */
 int kelflacf_fal_bytes_peek(KELFLACF_FAL* fal);
 
-/** The byte `offset` bytes ahead. Makes one refill step for one byte; a byte that is not buffered
-    then is 0. Consumes nothing. */
+/** The byte `offset` bytes ahead. Makes one refill step for one byte; a byte that is still not
+    buffered is 0. Consumes nothing. */
 int kelflacf_fal_peek1(KELFLACF_FAL* fal, int offset);
 
 /** Consumes the next byte. Returns 0 at the end of the data. */
 int kelflacf_fal_read1(KELFLACF_FAL* fal);
 
 /** The big-endian word `offset` bytes ahead. Makes one refill step for four bytes; a word that is
-    not wholly buffered then is 0. Consumes nothing. */
+    still not wholly buffered is 0. Consumes nothing. */
 uint32_t kelflacf_fal_peek4(KELFLACF_FAL* fal, int offset);
 
 /** Consumes the next big-endian word. Returns 0 and consumes nothing when fewer than four bytes are
@@ -111,7 +111,7 @@ const uint8_t* kelflacf_fal_copy_view(const KELFLACF_FAL* fal, int offset, int c
 /**
  * A pointer to the `count` bytes at `offset`. It points into the ring if they are in one piece
  * there. If not, they are copied to `scratch`, which has room for `count` bytes. Bytes that are not
- * buffered are zeros. Reads and consumes nothing; valid until the next call.
+ * buffered are zeros. Reads nothing and consumes nothing; valid until the next call.
  */
 inline const uint8_t* kelflacf_fal_view(const KELFLACF_FAL* fal, int offset, int count,
                                         uint8_t* scratch) {
@@ -133,7 +133,7 @@ struct KELFLACF_FAL_RUNS {
     KELFLACF_FAL_RUN second;  ///< What continues at the ring's start; empty if they don't wrap.
 };
 
-/** The unread bytes in place. Reads and consumes nothing; valid until the next call. */
+/** The unread bytes in place. Reads nothing and consumes nothing; valid until the next call. */
 inline KELFLACF_FAL_RUNS kelflacf_fal_runs(const KELFLACF_FAL* fal) {
     const int32_t buffered = kelflacf_fal_buffered(fal);
     const int32_t to_ring_end = fal->size - fal->rd;

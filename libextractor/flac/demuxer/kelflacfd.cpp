@@ -25,7 +25,7 @@ int kelflacfd_get_info(KELFLACFD_CTX* ctx, KELFLACFD_INFO* info) {
 int kelflacfd_get_fmt(KELFLACFD_CTX* ctx, uint8_t* dst, int* len) {
     if (!kelflacfd_is_open(ctx)) return KELFLACFD_E_HANDLE;
     if (ctx->streaminfo_blk == nullptr) {
-        // A source of unknown size may open without a STREAMINFO.
+        // A stream may open without one if the size is unknown or the caller gave a duration.
         *len = 0;
         return KELFLACFD_E_MALFORMED;
     }

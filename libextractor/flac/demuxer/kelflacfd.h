@@ -7,7 +7,7 @@
 //     #include <kelflac/kelflacfd.h>
 //     #include <kelflac/memory_source.h>
 //
-//     bool read_twice(const void* bytes, size_t size, uint8_t* buf, int32_t room) {
+//     bool read_then_seek(const void* bytes, size_t size, uint8_t* buf, int32_t room) {
 //         KELCMN_MFAL_MEMORY file = {bytes, size};
 //         _KELCMN_MFAL source = kelcmn_mfal_memory(&file);
 //         KELFLACFD_INFO info;
@@ -43,11 +43,11 @@ enum {
     KELFLACFD_END = 1,            ///< The data ended.
     KELFLACFD_E_HANDLE = -1,      ///< The handle is null, or what it points to is not a stream.
     KELFLACFD_E_MEMORY = -2,      ///< An allocation failed.
-    KELFLACFD_E_MALFORMED = -3,   ///< A bad metadata block, or no frame header where one must be.
+    KELFLACFD_E_MALFORMED = -3,   ///< Bad or missing metadata, no frame header, or no duration.
     KELFLACFD_E_SOURCE = -4,      ///< The source could not be opened.
     KELFLACFD_E_MARKER = -5,      ///< The marker "fLaC" is missing.
     KELFLACFD_E_VARIABLE = -6,    ///< Minimum and maximum block size differ.
-    KELFLACFD_E_FRAME_SIZE = -7,  ///< A frame larger than the buffer or the stated maximum.
+    KELFLACFD_E_FRAME_SIZE = -7,  ///< A frame larger than the buffer or `max_frm_size`.
 };
 
 // Records that a caller reads.
@@ -59,7 +59,7 @@ constexpr uint32_t KELFLACFD_ENC_UTF8 = 703;      ///< The code of every Vorbis 
 constexpr int32_t KELFLACFD_MAX_PICTURES = 16;
 constexpr int KELFLACFD_FMT_BYTES = 42;  ///< "fLaC", a block header and STREAMINFO.
 
-/** One text value. Empty: all members are 0. */
+/** One text value. In an empty one all members are 0. */
 struct KELFLACFD_TXT {
     uint32_t enc;   ///< Text encoding, 700 to 703; 703 is UTF-8.
     uint32_t len;   ///< Bytes at `data`, without the NUL. May be 0 for a stored value.
@@ -72,8 +72,8 @@ struct KELFLACFD_PIC {
     uint32_t len;   ///< Bytes at `data`.
 };
 
-/** Tags and pictures of a stream. A negative number means that the tag is absent. It is -1 if there
-    is no such comment. Too many digits may give another negative number. */
+/** Tags and pictures of a stream. A number is -1 if its tag is absent. Too many digits may give
+    another negative number, which counts as absent too. */
 struct KELFLACFD_TAG {
     KELFLACFD_TXT title;
     KELFLACFD_TXT artist;
@@ -92,14 +92,16 @@ struct KELFLACFD_TAG {
     int32_t pic_num;  ///< Pictures stored, 0 to 16.
     /** In stream order. Entries from `pic_num` on are not valid. */
     KELFLACFD_PIC pic[KELFLACFD_MAX_PICTURES];
-    int32_t date_year;  ///< For the demuxer alone: the year of `date`, for later DATE comments.
+    int32_t
+        date_year;  ///< For the demuxer alone: the year in `date`, kept for later DATE comments.
 };
 
-/** What is known of a stream. A plain record, copied as a whole. */
+/** What is known of a stream. A plain record, copied as a whole. Without a STREAMINFO, its
+    numbers are 0. */
 struct KELFLACFD_INFO {
     int32_t codec;         ///< KELFLACFD_CODEC_FLAC once open.
     int32_t max_frm_size;  ///< Largest frame in bytes, from STREAMINFO. If that says 0:
-                           ///< ch * min_block * (bits / 8).
+                           ///< ch * min_block * (bits / 8), in whole numbers.
     int32_t hz;            ///< Sample rate, 0 to 2^20 - 1.
     int32_t bits;          ///< Bits per sample, 1 to 32.
     int32_t ch;            ///< Channels, 1 to 8.
@@ -113,8 +115,8 @@ struct KELFLACFD_INFO {
     KELFLACFD_TAG* tag;  ///< Owned by the stream, valid until kelflacfd_delete; null without tags.
 };
 
-// Operations. Each one checks its handle and answers KELFLACFD_E_HANDLE to a bad one. A handle that
-// has been deleted must not be used again.
+// Operations. Each one checks its handle. Those that return a status return KELFLACFD_E_HANDLE for
+// a bad one. A handle that has been deleted must not be used again.
 
 /** A stream. Its members are in the last section of this file; callers don't use them. */
 struct KELFLACFD_CTX;
@@ -126,15 +128,15 @@ struct KELFLACFD_CTX;
 /**
  * Opens a stream and moves to its first frame.
  *
- * Checks the marker, which one ID3v2 tag may precede. Then reads the metadata blocks, works out the
- * duration and finds the first frame.
+ * Checks the marker. One ID3v2 tag may come before it. Then reads the metadata blocks, works out
+ * the duration and finds the first frame.
  *
  * @param mfal the source. The record is copied. What it points to must exist until
  *     kelflacfd_delete.
  * @param in_duration a duration in 100 ns that replaces the stream's own. Null or 0: nothing is
  *     replaced.
  * @param info receives the stream information. After a failure it is zero, or unchanged if there
- *     was no memory for the stream.
+ *     was no memory for the handle.
  * @param err may be null. Receives KELFLACFD_OK, or why the open failed: KELFLACFD_E_MEMORY,
  *     KELFLACFD_E_MALFORMED, KELFLACFD_E_SOURCE, KELFLACFD_E_MARKER or KELFLACFD_E_VARIABLE.
  * @return the handle, owned by the caller until kelflacfd_delete. Null on failure; the source is
@@ -168,7 +170,8 @@ int kelflacfd_get_fmt(KELFLACFD_CTX* ctx, uint8_t* dst, int* len);
  * been found. After that each call hands out the next `max_frm_size` bytes, with the times of
  * frame 0.
  *
- * @param frm_buf destination, or null to learn the frame's length and times without moving.
+ * @param frm_buf destination, or null to learn the frame's length and times without moving
+ *     past it.
  * @param buf_size capacity of `frm_buf` in bytes.
  * @param frm_len receives the frame's length in bytes.
  * @param frm_time receives the frame's start in 100 ns; unchanged when the sample rate is 0.
@@ -182,8 +185,8 @@ int kelflacfd_get_frm(KELFLACFD_CTX* ctx, uint8_t* frm_buf, int32_t buf_size, ui
 
 /**
  * Whether the next kelflacfd_get_frm hands out one whole frame with its own times. If not, it hands
- * out bytes up to a fixed size, and frames may begin and end anywhere in them. A seek that succeeds
- * makes it true again.
+ * out at most `max_frm_size` bytes, and frames may begin and end anywhere in them. A seek that
+ * succeeds makes it true again.
  *
  * @return false for a bad handle too.
  */
@@ -194,9 +197,9 @@ bool kelflacfd_reads_frames(const KELFLACFD_CTX* ctx);
  *
  * @param seek_time the time in 100 ns, 0 to the stream's duration.
  * @param out_time receives the start of that frame, in 100 ns.
- * @return KELFLACFD_OK, also when the search met the end of the data: the next read then ends the
- *     stream. KELFLACFD_E_MALFORMED when the end of the source could not be examined: the position
- *     is lost. KELFLACFD_E_HANDLE.
+ * @return KELFLACFD_OK, also when the search met the end of the data: the next read then returns
+ *     KELFLACFD_END. KELFLACFD_E_MALFORMED when the end of the source could not be examined: the
+ *     position is lost. KELFLACFD_E_HANDLE.
  */
 int kelflacfd_seek(KELFLACFD_CTX* ctx, const int64_t* seek_time, int64_t* out_time);
 
@@ -211,11 +214,11 @@ constexpr uint32_t KELFLACFD_MAGIC = 0x464C4344;  ///< In little-endian memory: 
 struct KELFLACFD_CTX {
     uint32_t magic;            ///< KELFLACFD_MAGIC, which tells a good handle from a bad one.
     KELFLACFD_CTX* self;       ///< This context: the handle.
-    KELFLACF_FAL fal;          ///< The reader. Between reads it is at the next frame header.
-    KELFLACFD_INFO info;       ///< Final once the open has returned.
+    KELFLACF_FAL fal;          ///< The reader, at the byte where the next read begins.
+    KELFLACFD_INFO info;       ///< Doesn't change after the open.
     int64_t first_frm_pos;     ///< File offset of the first frame.
     KELFLACFD_TAG tag_rec;     ///< Owns its buffers.
     uint8_t* streaminfo_blk;   ///< KELFLACFD_FMT_BYTES bytes, owned; null without a STREAMINFO.
-    uint8_t full_check_count;  ///< Frames still to be found by search.
+    uint8_t full_check_count;  ///< Frames above number 0 still to be found by search.
     KELFLACFD_SEEN seen;       ///< What the search remembers.
 };

@@ -16,8 +16,9 @@ void skip_u32(KELFLACF_FAL* fal, uint32_t count) {
 
 uint8_t* read_to_heap(KELFLACF_FAL* fal, uint32_t count, uint32_t spare) {
     constexpr uint32_t MAX_BLOCK_BYTES = 0xFFFFFF;  // RFC 9639, 8.1: lengths have 24 bits
-    // Memory that is read into needs no zeros first. A larger count is probably wrong, and little
-    // of it will be read: calloc gives zeros that take no memory until they are touched.
+    // For a plausible count, only the bytes that were not read are set to zero. A larger count is
+    // probably wrong, and little of it will be read: zeros from calloc take no memory until they
+    // are touched.
     const bool is_plausible = count <= MAX_BLOCK_BYTES;
     const size_t size = size_t{count} + spare;
     auto* bytes = static_cast<uint8_t*>(is_plausible ? malloc(size) : calloc(1, size));

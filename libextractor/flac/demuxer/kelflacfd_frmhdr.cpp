@@ -12,21 +12,21 @@ namespace {
 
 // The first four bytes as a big-endian word.
 constexpr uint32_t SYNC_MASK =
-    0xFFFE0001;  // sync code and both reserved bits; not the blocking bit
+    0xFFFE0001;  // the 15-bit sync code and the reserved bit; not the blocking bit
 constexpr uint32_t SYNC_VALUE = 0xFFF80000;
 constexpr uint32_t BLOCK_SIZE_MASK = 0x0000F000;  // 0 is reserved
 constexpr uint32_t HZ_MASK = 0x00000F00;          // all ones is forbidden
 constexpr uint32_t CHANNELS_MASK = 0x000000F0;
 constexpr uint32_t CHANNELS_RESERVED = 0x000000B0;  // and all values above
-// Codes 3 (reserved) and 7. Code 7 means 32 bits in RFC 9639. It is refused here, so that streams
-// of 32-bit samples don't open.
+// Codes 3 (reserved) and 7. Code 7 means 32 bits in RFC 9639. It is refused here: streams of 32-bit
+// samples don't open.
 constexpr uint32_t BITS_REFUSED = 0x00000006;
 
 // Block-size codes with a tail after the coded number: the block size minus 1.
 constexpr uint8_t BLOCK_SIZE_8BIT_TAIL = 6;
 constexpr uint8_t BLOCK_SIZE_16BIT_TAIL = 7;
 
-// Sample-rate codes with a tail after that.
+// Sample-rate codes with a tail after that one.
 constexpr uint8_t HZ_8BIT_TAIL = 12;  // in kHz
 static_assert(HZ_8BIT_TAIL == KELFLACFD_HZ_CODES);
 constexpr uint8_t HZ_16BIT_TAIL = 13;       // in Hz
@@ -55,7 +55,7 @@ constexpr int WORD_BYTES = 8;
 using CRC8_TABLE = std::array<uint8_t, 256>;
 
 /** CRC-8 with the polynomial x^8 + x^2 + x + 1, most significant bit first. Table k has the CRC-8
-    of each byte when k zeros follow it. */
+    of each byte when k zero bytes follow it. */
 constexpr std::array<CRC8_TABLE, WORD_BYTES> make_crc8_tables() {
     constexpr uint32_t POLYNOMIAL = 0x07;
     std::array<CRC8_TABLE, WORD_BYTES> tables{};
@@ -100,9 +100,9 @@ inline bool ends_with_crc8(const uint8_t* bytes, int count) {
 /**
  * Decodes the coded number (RFC 9639, 9.1.5) at `bytes`. Stores what is decoded after each byte.
  *
- * One continuation byte follows the first byte, and one more for each 1 from bit 5 of the first
- * byte down to its first 0. Bit 6 is ignored: 0x85 means the same as 0xC5. Returns how many bytes
- * the number has, 1 to 7, or 0 when it is malformed.
+ * A first byte below 0x80 is the number. After any other comes one continuation byte, and one more
+ * for each 1 bit from bit 5 of the first byte down to the next 0 bit. Bit 6 is ignored: 0x85 means
+ * the same as 0xC5. Returns how many bytes the number has, 1 to 7, or 0 when it is malformed.
  */
 int decode_coded_number(const uint8_t* bytes, uint64_t* number) {
     constexpr int MAX_CONTINUATIONS = 6;
@@ -134,7 +134,7 @@ constexpr int hz_tail_bytes(uint32_t code) {
     return code == HZ_16BIT_TAIL || code == HZ_16BIT_TENS_TAIL ? 2 : 0;
 }
 
-/** For each value of header byte 2: the bytes between coded number and CRC-8. */
+/** For each value of header byte 2: how many bytes are between coded number and CRC-8. */
 constexpr std::array<uint8_t, 256> make_tail_table() {
     std::array<uint8_t, 256> table{};
     for (uint32_t byte = 0; byte < table.size(); ++byte) {
@@ -164,8 +164,8 @@ int crc8_offset(const uint8_t* hdr, uint64_t* frm_num) {
     return number_bytes > 0 ? KELFLACFD_SYNC_BYTES + number_bytes + TAIL_BYTES[hdr[2]] : 0;
 }
 
-// Where false headers are dense, nearly all time is spent in these three functions. Without
-// always_inline some compilers call them, and take a third more time.
+// Where false headers are dense, nearly all time is spent in the three functions marked
+// always_inline. Without it some compilers don't inline them, and the search takes a third longer.
 
 /** Tests the CRC-8 and the first subframe byte. The cheaper test is first. */
 [[gnu::always_inline]] inline bool is_sound(const uint8_t* hdr, int crc_at) {

@@ -10,16 +10,16 @@ bool kelflacfd_is_open(const KELFLACFD_CTX* ctx);
 
 // Frame headers (RFC 9639, 9.1).
 
-/** The header's bytes before the coded number, which check_frm_sync tests. */
+/** The bytes of a header that check_frm_sync tests. The coded number follows them. */
 constexpr int KELFLACFD_SYNC_BYTES = 4;
 
-/** The most bytes that a test of a header looks at: 16 of the header and the first of the first
-    subframe. */
+/** The most bytes that a test of a header looks at: 16 of the header and the first byte of the
+    first subframe. */
 constexpr int KELFLACFD_HDR_LOOK_BYTES = 17;
 
 /** What a frame header says of its frame. */
 struct KELFLACFD_FRM_HDR {
-    uint64_t frm_num;   ///< The coded number, at most 36 bits; of a malformed one, its first bits.
+    uint64_t frm_num;   ///< The coded number, at most 36 bits; if malformed, its first bits.
     int32_t hz_code;    ///< Sample-rate code 0 to 11; codes 12 to 14 are stored as 0.
     int32_t ch;         ///< Channels, 1 to 8.
     int32_t bits_code;  ///< Sample-size code, 0 to 6 without 3.
@@ -30,7 +30,8 @@ bool check_frm_sync(uint32_t v);
 
 /**
  * Tests the rest of a header `offset` bytes after the read point, where check_frm_sync has passed.
- * Bytes that are not buffered count as 0. Consumes nothing.
+ * Makes one refill step for one byte. Bytes that are still not buffered count as 0. Consumes
+ * nothing.
  *
  * @param frm_num receives the coded number; if it is malformed, the bits decoded so far.
  * @param hz_code, ch, bits_code receive the fields of KELFLACFD_FRM_HDR; unchanged when the coded
@@ -40,23 +41,25 @@ bool check_frm_sync(uint32_t v);
 int check_frm_hdr(KELFLACF_FAL* fal, int offset, uint64_t* frm_num, int32_t* hz_code, int32_t* ch,
                   int32_t* bits_code);
 
-/** check_frm_hdr for a whole record. */
+/** check_frm_hdr that fills a whole record. */
 inline int judge_frm_hdr(KELFLACF_FAL* fal, int offset, KELFLACFD_FRM_HDR* hdr) {
     return check_frm_hdr(fal, offset, &hdr->frm_num, &hdr->hz_code, &hdr->ch, &hdr->bits_code);
 }
 
 /**
  * Finds the first header at or after offset `from`. Its first four bytes are among the first
- * `buffered` ones. Both tests are applied to the buffered bytes. Reads and consumes nothing.
+ * `buffered` unread ones. Makes both tests on the buffered bytes. Reads nothing and consumes
+ * nothing.
  *
- * @param hdr receives the header. Headers that fail change its number, as in check_frm_hdr.
+ * @param hdr receives the header. A header that fails changes its number, as in check_frm_hdr.
  * @return the header's offset, or `buffered` when there is none.
  */
 int find_frm_hdr(const KELFLACF_FAL* fal, int from, int buffered, KELFLACFD_FRM_HDR* hdr);
 
 /**
  * Finds the successor of the header at the read point: the next buffered header with the same
- * rate, channels and sample size. Block size and number may differ. Reads and consumes nothing.
+ * rate, channels and sample size. Block size and number may differ. Reads nothing and consumes
+ * nothing.
  *
  * @param seen is used and updated. Headers too near the last buffered byte are not noted.
  * @return the distance from the read point, or 0 when there is none.
@@ -81,12 +84,12 @@ int kelflacfd_find_frm(KELFLACFD_CTX* ctx, uint32_t* frm_len, uint64_t* frm_num)
     KELFLACFD_OK. */
 int kelflacfd_find_frm2(KELFLACFD_CTX* ctx, uint32_t* frm_len, uint64_t* frm_num);
 
-/** Moves to the last frame header in the buffered bytes. Returns KELFLACFD_OK, or
+/** Fills the ring and moves to the last frame header in it. Returns KELFLACFD_OK, or
     KELFLACFD_E_MALFORMED when there is none: the reader has then not moved. */
 int kelflacfd_find_prev_frm(KELFLACFD_CTX* ctx, uint64_t* frm_num);
 
-/** Moves to the last frame header of a file of `size` bytes, at least the maximum frame size. Looks
-    only at that many bytes before its end. Returns KELFLACFD_OK, or KELFLACFD_E_MALFORMED when
+/** Moves to the last frame header of a file of `size` bytes. Looks only at its last `max_frm_size`
+    bytes. `size` is at least that. Returns KELFLACFD_OK, or KELFLACFD_E_MALFORMED when
     there is no header or the source refused the position. */
 int kelflacfd_find_last_frm(KELFLACFD_CTX* ctx, int64_t size, uint64_t* frm_num);
 
@@ -107,11 +110,11 @@ inline int64_t frm_time_or_0(const KELFLACFD_INFO& info, uint64_t frm_num) {
 int kelflacfd_check_flac(KELFLACFD_CTX* ctx);
 
 /** Walks the metadata blocks. Returns KELFLACFD_OK when a STREAMINFO is kept, else the last
-    handler's result. */
+    handler's result. If no handler ran, that is KELFLACFD_OK. */
 int kelflacfd_parse_meta(KELFLACFD_CTX* ctx);
 
-/** Handles a metadata block whose header has been read. `length` is the block's, 24 bits. Returns
-    KELFLACFD_OK, or one of the statuses beside each handler. */
+/** Handles a metadata block whose header has been read. `length` is the block's length, 24 bits.
+    Returns KELFLACFD_OK, or one of the statuses beside each handler. */
 using KELFLACFD_META_HANDLER = int (*)(KELFLACFD_CTX* ctx, uint32_t length);
 
 /** KELFLACFD_E_MEMORY, KELFLACFD_E_MALFORMED or KELFLACFD_E_VARIABLE. */
@@ -127,9 +130,9 @@ int invalid_metadata(KELFLACFD_CTX* ctx, uint32_t length);  ///< Always KELFLACF
 
 // Tags.
 
-/** Parses the body of a VORBIS_COMMENT block of `length` bytes into `tag`. Returns 0, or -1 when a
-    comment runs past the block. What was stored before is then kept, and the reader is at the
-    block's end. */
+/** Parses the body of a VORBIS_COMMENT block of `length` bytes into `tag`. Returns 0, or -1 when
+    the block is too short for its comments. What was stored before is then kept, and the rest of
+    the block is skipped. */
 int parse_vorbis_comment(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag);
 
 /** Reads decimal digits from at most `count` bytes into `result`, modulo 2^32. Returns how many of
@@ -139,8 +142,8 @@ int parse_num(KELFLACF_FAL* fal, int32_t count, int32_t* result);
 /** Sets the five numbers of a tag record to -1, absent. */
 void reset_tag_numbers(KELFLACFD_TAG* tag);
 
-// The reader's answers as values, and byte counts of 32 bits from the file, which its `int` can't
-// hold.
+// The reader's answers as return values. Reads and skips for byte counts of 32 bits, which an `int`
+// can't hold.
 
 /** The source's size, 0 when unknown. */
 inline int64_t source_size(KELFLACF_FAL* fal) {
@@ -156,7 +159,7 @@ inline int64_t logical_pos(KELFLACF_FAL* fal) {
     return pos;
 }
 
-/** Skips `count` bytes, stopping where the data ends. */
+/** Skips `count` bytes. Stops where the data ends. */
 void skip_u32(KELFLACF_FAL* fal, uint32_t count);
 
 /** Reads `count` bytes into new memory and adds `spare` zeros. `count` and `spare` are not both 0.

@@ -2,7 +2,7 @@
 #pragma once
 
 /**
- * Takes one debug line. The demuxer calls this function, and the program that links it defines it.
+ * Takes one debug line. The demuxer calls this function but doesn't define it.
  * In the plug-in it writes to the platform's log (kelflac_log.cpp). In the demuxer's package it
  * does nothing (kelflacfd_log_none.cpp).
  *

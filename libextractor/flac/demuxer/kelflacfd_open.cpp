@@ -33,7 +33,7 @@ void log_untimed_stream(const KELFLACFD_INFO& info, int64_t size) {
 }
 
 /** Sets the duration from the number of the last frame, where STREAMINFO has no sample count or
-    rate. The reader ends where it began. Returns KELFLACFD_OK or KELFLACFD_E_MALFORMED. */
+    rate. Returns KELFLACFD_OK, with the reader where it began, or KELFLACFD_E_MALFORMED. */
 int count_duration(KELFLACFD_CTX* ctx) {
     KELFLACF_FAL* fal = &ctx->fal;
     KELFLACFD_INFO& info = ctx->info;

@@ -40,7 +40,7 @@ struct HISTORY {
 };
 
 /** How far `num` is from the target. The target is negative for a time below 0. The difference
-    never overflows: a target is 64 bits divided by at least 160,000,000, and a number has 36. */
+    never overflows: a target is 64 bits divided by at least 160,000,000, and `num` has 36 bits. */
 int64_t distance(uint64_t target, uint64_t num) {
     const int64_t ahead = as_signed(wrap_sub_u(target, num));
     return ahead < 0 ? -ahead : ahead;
@@ -144,7 +144,7 @@ int kelflacfd_seek(KELFLACFD_CTX* ctx, const int64_t* seek_time, int64_t* out_ti
     const int64_t target = wrap_div(wrap_div(wrap_mul(*seek_time, info.hz), info.max_block),
                                     KELFLACFD_TICKS_PER_SECOND);
     const int64_t probe = wrap_add(wrap_mul(target, frame_bytes), ctx->first_frm_pos);
-    move_reader(ctx, probe);  // the reader stays here when the end can't be examined
+    move_reader(ctx, probe);  // the reader stays here if the size is too small
 
     const int64_t size = source_size(&ctx->fal);
     if (size < info.max_frm_size) return KELFLACFD_E_MALFORMED;

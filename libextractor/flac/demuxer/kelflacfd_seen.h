@@ -9,12 +9,12 @@ constexpr int KELFLACFD_MAX_CHANNELS = 8;
 constexpr int KELFLACFD_BITS_CODES = 7;  ///< Sample-size codes 0 to 6.
 
 /**
- * The headers that failed searches for a successor have met.
+ * The headers that earlier searches for a successor have met.
  *
  * A header's kind is its sample rate, channels and sample size. A successor has the same kind as
- * its frame. The table holds the place of the last header of each kind. When no header of a
- * candidate's kind comes after the candidate, the search starts at `noted`. So each byte is
- * searched once, also where the ring is full of false headers.
+ * its frame. The table holds the place of the last header of each kind. When it shows no
+ * header of the frame's kind after the frame's own, the search starts at `noted`. So failed
+ * searches go over each byte about once, also where the ring is full of false headers.
  *
  * Places count bytes, as KELFLACF_FAL::reach does.
  */

@@ -21,7 +21,7 @@ namespace sync_search {
     is near, and this is faster. */
 constexpr int NEAR_POSITIONS = 8;
 
-/** Positions that are tested with one branch where there is no code. */
+/** How many positions are tested with one branch. */
 template <typename BLOCK>
 constexpr ptrdiff_t ROUND_BYTES = ptrdiff_t{4} * BLOCK::POSITIONS;
 
@@ -68,7 +68,7 @@ ptrdiff_t find_in_row(const uint8_t* row, ptrdiff_t count) {
         const uint64_t mask = joined_mask<BLOCK, STEP>(at);
         if (mask != 0) return at - row + first_position<BLOCK>(mask);
     }
-    // The last block overlaps the one before, in which there was no code.
+    // The last block may overlap the one before, in which there was no code.
     const uint64_t mask = joined_mask<BLOCK, STEP>(end - STEP);
     return mask != 0 ? count - STEP + first_position<BLOCK>(mask) : count;
 }

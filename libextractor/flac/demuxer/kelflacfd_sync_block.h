@@ -1,15 +1,15 @@
-// Finds the sync code of a frame header (RFC 9639, 9.1.1: 0xFF, then 0xF8 or 0xF9) at many
+// Finds the sync code of a frame header (RFC 9639, 9.1: 0xFF, then 0xF8 or 0xF9) at many
 // positions at the same time.
 //
-// There is one type of block for each instruction set of devices, and one for other machines. All
-// give the same answers. The type is chosen at compile time.
+// There is one type of block for SSE2, one for NEON and one for other machines. All give the same
+// answers. The type is chosen at compile time.
 //
 // Each type has:
 // - POSITIONS: how many positions in a row a block tests. It reads one byte more.
-// - hits(): where codes are, in the form of the instruction set.
+// - hits(): where codes are, in a form that suits the instruction set.
 // - either(): the hits of two blocks in one, so that both are tested with one branch.
-// - mask(): the hits as a number, with BITS bits for each position, the first position lowest. They
-//   are all 0 where there is no code.
+// - mask(): the hits as a number, with BITS bits for each position, the first position lowest. A
+//   position's bits are all 0 where there is no code.
 #pragma once
 
 #include <cstdint>
@@ -64,7 +64,7 @@ struct KELFLACFD_SYNC_BLOCK_WORD {
 
 #if defined(__SSE2__)
 
-/** Every x86-64. */
+/** For every x86-64. */
 struct KELFLACFD_SYNC_BLOCK_SSE2 {
     using HITS = __m128i;  // a code sets all bits of its position's byte
     static constexpr int POSITIONS = 16;
@@ -88,7 +88,7 @@ using KELFLACFD_SYNC_BLOCK = KELFLACFD_SYNC_BLOCK_SSE2;
 
 #elif defined(KELFLACFD_HAS_NEON)
 
-/** Every 64-bit Arm, and 32-bit ones if the build is for NEON. */
+/** For every 64-bit Arm, and for 32-bit ones if the build is for NEON. */
 struct KELFLACFD_SYNC_BLOCK_NEON {
     using HITS = uint8x16_t;  // a code sets all bits of its position's byte
     static constexpr int POSITIONS = 16;

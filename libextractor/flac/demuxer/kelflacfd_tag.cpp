@@ -1,4 +1,4 @@
-// VORBIS_COMMENT metadata blocks (RFC 9639, 8.6): fills the tag record from thirteen field names.
+// VORBIS_COMMENT metadata blocks (RFC 9639, 8.6): reads thirteen fields into the tag record.
 //
 // A text field keeps its first value, a number field its last. Lengths are little-endian, unlike
 // the rest of FLAC.
@@ -56,7 +56,7 @@ int32_t leading_number(const KELFLACFD_TXT& text) {
 }
 
 /** Stores the first date. Each DATE comment sets `year` to the year of that date. The year is
-    parsed only once, or a file with a long date and many DATE comments would take too long. */
+    parsed only once: otherwise a long date and many DATE comments would take too long. */
 void store_date(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag) {
     const bool is_first = tag->date.data == nullptr;
     store_text(fal, length, &tag->date);
@@ -121,7 +121,7 @@ bool begins_with(const uint8_t* bytes, std::string_view key) {
 }
 
 /** The field whose key begins the next `length` bytes, or null. Makes one refill step, but none
-    when `length` is too short for any key. A key that is then not wholly buffered is not found. */
+    when `length` is too short for any key. A key that is still not wholly buffered is not found. */
 const FIELD* find_field(KELFLACF_FAL* fal, uint32_t length) {
     if (length < SHORTEST_KEY) return nullptr;
     KELFLACF_FAL_FILL_BUF2(fal, 1);
