@@ -11,7 +11,7 @@ namespace android {
 
 /**
  * Gives one track, its format and the file's metadata. The first query that needs the demuxer opens
- * it. When the open fails, the next query tries again.
+ * it. When the open fails, the next such query tries again.
  *
  * Never call it from two threads at the same time. Pointers must not be null.
  */
@@ -29,16 +29,16 @@ class KelFLACExtractor : public MediaExtractorPluginHelper {
     /** 1, or 0 when the stream can't be opened. */
     size_t countTracks() override;
 
-    /** A new track, owned by the caller. Null for an index other than 0, a stream that can't be
-        opened, or without memory. Never call it while a track of this extractor reads. */
+    /** A new track, owned by the caller. Null for an index other than 0, for a stream that can't
+        be opened, and when there is no memory. Never call it while a track of it reads. */
     MediaTrackHelper* getTrack(size_t index) override;
 
     /** Copies the track's format into `meta`. Returns the copy's status, or AMEDIA_ERROR_UNKNOWN
         for an index other than 0 or a stream that can't be opened. */
     media_status_t getTrackMetaData(AMediaFormat* meta, size_t index, uint32_t flags) override;
 
-    /** Copies the file's tags and art into `meta`. Returns AMEDIA_OK, also when the copy fails, or
-        AMEDIA_ERROR_UNKNOWN when the stream can't be opened. */
+    /** Copies the file's tags and art into `meta`. Returns AMEDIA_ERROR_UNKNOWN when the
+        stream can't be opened, else AMEDIA_OK, even when the copy fails. */
     media_status_t getMetaData(AMediaFormat* meta) override;
 
     /** MediaExtractorPluginHelper flags: seeking and pausing for an open, seekable stream, else

@@ -13,10 +13,10 @@ namespace android {
 constexpr int64_t TICKS_PER_MICROSECOND = 10;  ///< The demuxer counts time in 100 ns.
 
 /**
- * Keeps a demuxer open until the last reference goes. Always used through sp<KelFLACFDSF>.
+ * Keeps a demuxer open until the last reference is gone. Always used through sp<KelFLACFDSF>.
  *
- * The extractor fills it while opening. After that only tracks use `ctx`, and each track has its
- * own lock. Never use two tracks of one extractor at the same time. A new track writes `info`, so
+ * The extractor fills it while opening. After that only tracks use `ctx`. Each track has its own
+ * lock, so never use two tracks of one extractor at the same time. A new track writes `info`, so
  * never make one while another track reads.
  *
  * The data source in the parameter block is not owned.

@@ -83,7 +83,7 @@ media_status_t KelFLACSource::stop() {
     return stopLocking();
 }
 
-/** The work of stop(). The destructor calls it, which must not call virtual functions. */
+/** The work of stop(). The destructor calls this too: it must not call virtual functions. */
 media_status_t KelFLACSource::stopLocking() {
     const ScopedLock lock(&mLock);
     require(mStarted, CHECK_STOP_STARTED);

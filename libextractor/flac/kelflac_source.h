@@ -19,8 +19,8 @@ namespace android {
  */
 class KelFLACSource : public MediaTrackHelper {
   public:
-    /** Borrows the source and the track's format from the extractor. No other track of it may be
-        reading. */
+    /** Borrows the source and the track's format from the extractor. No other track of the
+        extractor may be reading. */
     KelFLACSource(DataSourceHelper* source, AMediaFormat* format, const sp<KelFLACFDSF>& fdsf);
 
     /** Stops the track if it is started. */
@@ -30,8 +30,8 @@ class KelFLACSource : public MediaTrackHelper {
     KelFLACSource& operator=(const KelFLACSource&) = delete;
 
     /** Adds a buffer of the format's maximum input size to the group, each time. Returns AMEDIA_OK,
-        or AMEDIA_ERROR_UNSUPPORTED for a refused stream. Ends the process when the track is already
-        started. */
+        or AMEDIA_ERROR_UNSUPPORTED when the constructor refused the stream. Ends the process when
+        the track is already started, or when the format has no maximum input size. */
     media_status_t start() override;
 
     /** Keeps the buffers and the position. Always AMEDIA_OK. Ends the process when not started. */
@@ -48,8 +48,8 @@ class KelFLACSource : public MediaTrackHelper {
      * @param options may be null: no seek.
      * @return AMEDIA_OK; AMEDIA_ERROR_END_OF_STREAM after the last frame, for a seek past the
      *     duration and for one that fails; AMEDIA_ERROR_UNSUPPORTED for a seek in a stream that
-     *     can't be sought; AMEDIA_ERROR_UNKNOWN without a buffer, and for a frame that is too large
-     *     (it is skipped); AMEDIA_ERROR_IO for other failures.
+     *     is not seekable; AMEDIA_ERROR_UNKNOWN when no buffer can be had, and for a frame that is
+     *     too large (it is skipped); AMEDIA_ERROR_IO for other failures.
      */
     media_status_t read(MediaBufferHelper** buffer, const ReadOptions* options) override;
 

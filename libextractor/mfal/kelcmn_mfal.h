@@ -9,12 +9,12 @@
 struct KELCMN_MFAL_PARAM;
 
 /**
- * I/O callbacks of one byte source. Set the whole record to zero before setting callbacks. Those
- * that the demuxer calls must not be null.
+ * I/O callbacks of one byte source. Set the whole record to zero before setting callbacks.
+ * Callbacks that the demuxer calls must not be null.
  *
  * `fp` is the handle that open() returned. Statuses are 0 for success and another value for
- * failure. Positions and sizes are byte counts from the source's start. The record doesn't own
- * open_param. The demuxer calls it only within its own operations, on the caller's thread.
+ * failure. Positions count bytes from the source's start. The record doesn't own open_param. The
+ * demuxer uses the callbacks only within its own operations, on the caller's thread.
  */
 struct _KELCMN_MFAL {
     /** Opens the source at position 0. Returns the handle, owned by the caller until close(), or

@@ -155,10 +155,10 @@ inline int kelcmn_mfal_ioctl(void* fp, int cmd, void* arg) {
 }
 
 /**
- * Fills a record with the callbacks above and a new parameter block, which the caller deletes after
- * the last handle is closed.
+ * Fills a record with the callbacks above and a new parameter block. The caller deletes the block
+ * after the last handle is closed.
  *
- * @param source borrowed; it outlives every handle.
+ * @param source borrowed; must outlive every handle.
  * @return false when there is no memory; `open_param` is then null.
  */
 inline bool kelcmn_mfal_fill(_KELCMN_MFAL* mfal, android::DataSourceHelper* source) {

@@ -12,7 +12,7 @@
 
 /**
  * A file in memory and a position in it. It serves one demuxer at a time. For a second demuxer,
- * make a second source over the same bytes.
+ * make a second source with the same bytes.
  */
 struct KELCMN_MFAL_MEMORY {
     const void* bytes;  ///< Borrowed until the demuxer is deleted. May be null when `size` is 0.
@@ -24,7 +24,7 @@ struct KELCMN_MFAL_MEMORY {
     count; 0 when the position is outside the bytes. */
 inline int kelcmn_mfal_memory_read(void* fp, void* buf, int size) {
     auto* source = static_cast<KELCMN_MFAL_MEMORY*>(fp);
-    const auto at = static_cast<unsigned long long>(source->pos);  // below 0: past any size
+    const auto at = static_cast<unsigned long long>(source->pos);  // one below 0 is past any size
     if (at >= source->size) return 0;
     const auto wanted = static_cast<size_t>(size);
     const size_t count = std::min(wanted, source->size - static_cast<size_t>(at));
@@ -36,7 +36,7 @@ inline int kelcmn_mfal_memory_read(void* fp, void* buf, int size) {
 /**
  * Makes the record of a source. Allocates nothing: the handle is the source itself.
  *
- * @param source borrowed; must not move or go before the demuxer is deleted.
+ * @param source borrowed; must stay in place until the demuxer is deleted.
  * @return a record with the callbacks that the demuxer calls; the others are null.
  */
 inline _KELCMN_MFAL kelcmn_mfal_memory(KELCMN_MFAL_MEMORY* source) {
