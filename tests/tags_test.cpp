@@ -21,6 +21,7 @@ TEST(Comments, CountByKeyTheFirstTextAndTheLastNumber) {
     const std::pair<Texts, std::string> rows[] = {
         {{}, ""},
         {{"tItLe=One", "TITLE=Two"}, "title='One', "},
+        {{"aRtist=X"}, "artist='X', "},
         {{"TITLE=", "TITLE=Two"}, ""},
         {{"ALBUM ARTIST=X", "ALBUMARTIST=Y"}, "albumartist='X', "},
         {{"ALBUMARTIST=Y", "ALBUM ARTIST=X"}, "albumartist='Y', "},
