@@ -55,7 +55,7 @@ TEST(Comments, AKeyPastTheBufferedBytesIsNotRecognised) {
 }
 
 TEST(Comments, PastTheDataAreEmptyWhileTheBlockHasRoom) {
-    for (const auto& [count, status] : {std::pair(3, 0), {4, -1}}) {
+    for (const auto& [count, status] : {std::pair(2, 0), {3, 0}, {4, -1}}) {
         Reader reader(Cat({Bytes(4), Le(static_cast<uint64_t>(count), 4)}));
         KELFLACFD_TAG tag = {};
         EXPECT_EQ(parse_vorbis_comment(&reader, 8 + 3 * 4, &tag), status) << count << " comments";

@@ -36,12 +36,14 @@ TEST(Threads, TwoReadATrackAndReleaseItsOneBufferLate) {
     std::atomic<int> readers{2};
     Bytes got;  // owned by the thread that has the buffer
     const auto read = [&] {
-        for (kelflac_host::Read r = s.Next(); r.status == AMEDIA_OK; r = s.Next()) {
+        kelflac_host::Read r = s.Next();
+        for (; r.status == AMEDIA_OK; r = s.Next()) {
             const auto* const data = static_cast<const uint8_t*>(r.buffer->data(r.buffer->handle));
             got.insert(got.end(), data, data + r.buffer->range_length(r.buffer->handle));
             std::this_thread::sleep_for(std::chrono::microseconds(100));
             r.buffer.reset();
         }
+        EXPECT_EQ(r.status, AMEDIA_ERROR_END_OF_STREAM) << "a reader waits for the buffer";
         --readers;
     };
     const auto ask = [&] {
