@@ -13,7 +13,8 @@
 #pragma once
 
 #include <cstdint>
-#include <cstring>
+
+#include "libextractor/flac/demuxer/big_endian.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -32,12 +33,7 @@ constexpr bool is_sync_code(uint8_t byte_1, uint8_t byte_2) {
 
 /** Eight bytes as a number, the first one lowest. */
 inline uint64_t sync_word_at(const uint8_t* bytes) {
-    uint64_t word = 0;
-    memcpy(&word, bytes, sizeof(word));
-#if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-    word = __builtin_bswap64(word);
-#endif
-    return word;
+    return __builtin_bswap64(be64(bytes));
 }
 
 /** Eight positions in a word, for any machine. */
