@@ -136,10 +136,10 @@ TEST(FrameHeader, BytesThatAreNotBufferedCountAsZero) {
 TEST(FrameSearch, FindsHeadersInTheLastWordAndAtTheFirstByte) {
     KELFLACFD_FRM_HDR hdr;
     Reader word(Hex("55 55 FF F8 54 3C")), cut(Hex("55 55 FF F8 54")), first(FrameBytes({}, 20));
-    EXPECT_EQ(find_frm_hdr(&word, 0, 6, &hdr), 2)
+    EXPECT_EQ(find_frm_hdr(&word, &hdr), 2)
         << "a header in the last word: bytes after it count as zeros";
-    EXPECT_EQ(find_frm_hdr(&cut, 0, 5, &hdr), 5) << "no header in the last three bytes";
-    EXPECT_EQ(find_last_frm_hdr(&first, 20, &hdr), 0);
+    EXPECT_EQ(find_frm_hdr(&cut, &hdr), -1) << "no header in the last three bytes";
+    EXPECT_EQ(find_last_frm_hdr(&first, &hdr), 0);
 }
 
 }  // namespace kelflac_test

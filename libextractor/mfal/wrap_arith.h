@@ -45,7 +45,8 @@ static_assert(wrap_mul(INT64_MAX, 2) == -2);
 
 /** The quotient, truncated toward zero. It is 0 when `b` is 0. INT64_MIN / -1 gives INT64_MIN. */
 constexpr int64_t wrap_div(int64_t a, int64_t b) {
-    if (b >= -1 && b <= 0) return wrap_mul(a, b);  // 0, or the negative of `a`
+    if (b == 0) return 0;
+    if (b == -1) return wrap_sub(0, a);
     return a / b;
 }
 static_assert(wrap_div(INT64_MIN, -1) == INT64_MIN && wrap_div(7, -1) == -7);

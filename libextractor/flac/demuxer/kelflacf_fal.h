@@ -40,10 +40,10 @@ struct KELFLACF_FAL {
     int32_t wr;         ///< Ring offset at which the next refill stores, 0 to size - 1.
     int32_t size;       ///< Ring size in bytes: 8192 times a power of two.
     int32_t eof;        ///< 1 after a short reload or an empty refill step. Stops refill steps.
-    int64_t reach;      ///< The place just after the last buffered byte. Each byte has a place: a
-                        ///< number that it keeps while it is buffered, and that no other byte gets.
-    ///< So `reach` grows by 1 with each byte stored. A reload adds the ring's size
-    ///< first.
+    /** The place just after the last buffered byte. Each byte has a place: a number that it keeps
+        while it is buffered, and that no other byte gets. So `reach` grows by 1 with each byte
+        stored. A reload adds the ring's size first. */
+    int64_t reach;
 };
 
 /**

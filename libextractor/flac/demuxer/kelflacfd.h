@@ -92,12 +92,12 @@ struct KELFLACFD_TAG {
     int32_t pic_num;  ///< Pictures stored, 0 to 16.
     /** In stream order. Entries from `pic_num` on are not valid. */
     KELFLACFD_PIC pic[KELFLACFD_MAX_PICTURES];
-    int32_t
-        date_year;  ///< For the demuxer alone: the year in `date`, kept for later DATE comments.
+    /** For the demuxer alone: the year in `date`, kept for later DATE comments. */
+    int32_t date_year;
 };
 
-/** What is known of a stream. A plain record, copied as a whole. Without a STREAMINFO, its
-    numbers are 0. */
+/** What is known of a stream. A plain record, copied as a whole. Without a STREAMINFO, the
+    numbers from it are 0. */
 struct KELFLACFD_INFO {
     int32_t codec;         ///< KELFLACFD_CODEC_FLAC once open.
     int32_t max_frm_size;  ///< Largest frame in bytes, from STREAMINFO. If that says 0:

@@ -15,12 +15,12 @@ namespace {
  * header begins at the read point. Bytes that are not buffered count as zeros.
  */
 bool move_to_header(KELFLACF_FAL* fal, KELFLACFD_FRM_HDR* hdr) {
-    const int buffered = kelflacf_fal_buffered(fal);
-    const int offset = find_frm_hdr(fal, 0, buffered, hdr);
-    if (offset < buffered) {
+    const int offset = find_frm_hdr(fal, hdr);
+    if (offset >= 0) {
         kelflacf_fal_skip(fal, offset);
         return true;
     }
+    const int buffered = kelflacf_fal_buffered(fal);
     if (buffered >= KELFLACFD_SYNC_BYTES)
         kelflacf_fal_skip(fal, buffered - (KELFLACFD_SYNC_BYTES - 1));
     return check_frm_sync(kelflacf_fal_peek4(fal, 0)) && judge_frm_hdr(fal, 0, hdr) == KELFLACFD_OK;
@@ -37,13 +37,9 @@ bool is_too_large(const KELFLACFD_CTX* ctx, int32_t frm_len, int32_t buf_size) {
 
 void set_frm_times(const KELFLACFD_INFO& info, uint64_t frm_num, int64_t* frm_time,
                    int64_t* next_frm_time) {
-    if (info.min_block != info.max_block) {
-        *frm_time = *next_frm_time = 0;
-        return;
-    }
-    if (info.hz < 1) return;
-    *frm_time = kelflacfd_frm_time(&info, frm_num);
-    *next_frm_time = kelflacfd_frm_time(&info, wrap_add_u(frm_num, 1));
+    if (info.min_block == info.max_block && info.hz < 1) return;
+    *frm_time = frm_time_or_0(info, frm_num);
+    *next_frm_time = frm_time_or_0(info, wrap_add_u(frm_num, 1));
 }
 
 }  // namespace
@@ -78,7 +74,8 @@ int kelflacfd_find_frm2(KELFLACFD_CTX* ctx, uint32_t* frm_len, uint64_t* frm_num
 
 int kelflacfd_find_prev_frm(KELFLACFD_CTX* ctx, uint64_t* frm_num) {
     KELFLACFD_FRM_HDR hdr = {*frm_num, 0, 0, 0};
-    const int offset = find_last_frm_hdr(&ctx->fal, kelflacf_fal_bytes_peek(&ctx->fal), &hdr);
+    kelflacf_fal_bytes_peek(&ctx->fal);
+    const int offset = find_last_frm_hdr(&ctx->fal, &hdr);
     *frm_num = hdr.frm_num;
     if (offset < 0) return KELFLACFD_E_MALFORMED;
     kelflacf_fal_skip(&ctx->fal, offset);

@@ -231,15 +231,15 @@ int check_frm_hdr(KELFLACF_FAL* fal, int offset, uint64_t* frm_num, int32_t* hz_
     return is_sound(hdr, crc_at) ? KELFLACFD_OK : KELFLACFD_E_MALFORMED;
 }
 
-int find_frm_hdr(const KELFLACF_FAL* fal, int from, int buffered, KELFLACFD_FRM_HDR* hdr) {
+int find_frm_hdr(const KELFLACF_FAL* fal, KELFLACFD_FRM_HDR* hdr) {
     const KELFLACF_FAL_RUNS runs = kelflacf_fal_runs(fal);
     uint8_t scratch[KELFLACFD_HDR_LOOK_BYTES];
-    const int limit = buffered - (KELFLACFD_SYNC_BYTES - 1);
-    for (int at = from; at < limit; at += SYNC_CODE_STEP) {
+    const int limit = kelflacf_fal_buffered(fal) - (KELFLACFD_SYNC_BYTES - 1);
+    for (int at = 0; at < limit; at += SYNC_CODE_STEP) {
         at = find_sync_code(runs, at, limit);
         if (at < limit && is_header_at(fal, runs, at, hdr, scratch)) return at;
     }
-    return buffered;
+    return -1;
 }
 
 int find_successor(const KELFLACF_FAL* fal, KELFLACFD_SEEN* seen, const KELFLACFD_FRM_HDR& hdr) {
@@ -266,10 +266,10 @@ int find_successor(const KELFLACF_FAL* fal, KELFLACFD_SEEN* seen, const KELFLACF
     return 0;
 }
 
-int find_last_frm_hdr(const KELFLACF_FAL* fal, int buffered, KELFLACFD_FRM_HDR* hdr) {
+int find_last_frm_hdr(const KELFLACF_FAL* fal, KELFLACFD_FRM_HDR* hdr) {
     const KELFLACF_FAL_RUNS runs = kelflacf_fal_runs(fal);
     uint8_t scratch[KELFLACFD_HDR_LOOK_BYTES];
-    for (int at = buffered - 1; at > 0;) {
+    for (int at = kelflacf_fal_buffered(fal) - 1; at > 0;) {
         at = find_last_sync_code(runs, at);
         if (at >= 0 && is_header_at(fal, runs, at, hdr, scratch)) return at;
     }

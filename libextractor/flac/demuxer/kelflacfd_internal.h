@@ -47,14 +47,13 @@ inline int judge_frm_hdr(KELFLACF_FAL* fal, int offset, KELFLACFD_FRM_HDR* hdr) 
 }
 
 /**
- * Finds the first header at or after offset `from`. Its first four bytes are among the first
- * `buffered` unread ones. Makes both tests on the buffered bytes. Reads nothing and consumes
- * nothing.
+ * Finds the first header whose first four bytes are buffered. Makes both tests on the buffered
+ * bytes. Reads nothing and consumes nothing.
  *
  * @param hdr receives the header. A header that fails changes its number, as in check_frm_hdr.
- * @return the header's offset, or `buffered` when there is none.
+ * @return the header's offset from the read point, or -1 when there is none.
  */
-int find_frm_hdr(const KELFLACF_FAL* fal, int from, int buffered, KELFLACFD_FRM_HDR* hdr);
+int find_frm_hdr(const KELFLACF_FAL* fal, KELFLACFD_FRM_HDR* hdr);
 
 /**
  * Finds the successor of the header at the read point: the next buffered header with the same
@@ -66,9 +65,9 @@ int find_frm_hdr(const KELFLACF_FAL* fal, int from, int buffered, KELFLACFD_FRM_
  */
 int find_successor(const KELFLACF_FAL* fal, KELFLACFD_SEEN* seen, const KELFLACFD_FRM_HDR& hdr);
 
-/** Finds the last header among the first `buffered` bytes. It may begin in the last three bytes:
-    the missing ones count as 0. Returns its offset, or -1. Otherwise as find_frm_hdr. */
-int find_last_frm_hdr(const KELFLACF_FAL* fal, int buffered, KELFLACFD_FRM_HDR* hdr);
+/** Finds the last buffered header. It may begin in the last three bytes: the missing ones count as
+    0. Otherwise as find_frm_hdr. */
+int find_last_frm_hdr(const KELFLACF_FAL* fal, KELFLACFD_FRM_HDR* hdr);
 
 // Frame searches. `frm_len` in bytes, `frm_num` the coded number.
 

@@ -3,8 +3,8 @@
 
 /**
  * Takes one debug line. The demuxer calls this function but doesn't define it.
- * In the plug-in it writes to the platform's log (kelflac_log.cpp). In the demuxer's package it
- * does nothing (kelflacfd_log_none.cpp).
+ * In the plug-in it writes to the platform's log (kelflac_demuxer_log.cpp). In the demuxer's
+ * package it does nothing (kelflacfd_log_none.cpp).
  *
  * @param line text without a line end, at most 255 bytes and a NUL; valid during the call.
  */

@@ -113,7 +113,7 @@ int invalid_metadata(KELFLACFD_CTX* /*ctx*/, uint32_t /*length*/) {
 int kelflacfd_parse_meta(KELFLACFD_CTX* ctx) {
     KELFLACF_FAL* fal = &ctx->fal;
     const int64_t size = source_size(fal);
-    int result = 0;
+    int result = KELFLACFD_OK;
     for (bool last = false; !last && result >= 0;) {
         const int64_t pos = logical_pos(fal);
         const int flag_and_type = kelflacf_fal_read1(fal);

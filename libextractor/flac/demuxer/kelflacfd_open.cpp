@@ -17,7 +17,7 @@ constexpr int MARKER_BYTES = 4;
 
 constexpr uint32_t ID3_MARKER = 0x494433;  // "ID3"
 
-constexpr size_t LOG_LINE_BYTES = 256;  // eight numbers of at most 11 characters, text, NUL
+constexpr size_t LOG_LINE_BYTES = 256;  // enough for either line
 
 void log_untimed_stream(const KELFLACFD_INFO& info, int64_t size) {
     char line[LOG_LINE_BYTES];
@@ -67,7 +67,7 @@ int set_duration(KELFLACFD_CTX* ctx, int64_t in_duration) {
 int find_first_frame(KELFLACFD_CTX* ctx) {
     uint32_t frm_len = 0;
     uint64_t frm_num = 0;
-    if (kelflacfd_find_frm(ctx, &frm_len, &frm_num) != 0) return KELFLACFD_E_MALFORMED;
+    if (kelflacfd_find_frm(ctx, &frm_len, &frm_num) != KELFLACFD_OK) return KELFLACFD_E_MALFORMED;
     ctx->first_frm_pos = logical_pos(&ctx->fal);
     return KELFLACFD_OK;
 }

@@ -16,10 +16,10 @@ constexpr int64_t CLOSE_ENOUGH = 2;  // the target and its neighbours are nearer
 constexpr int HISTORY_SLOTS = 10;
 constexpr int HISTORY_RECORDED = 9;  // the last slot is never written and stays 0
 constexpr int ENDING_REPEAT = 10;
-// A seek ends after its probes have loaded this many bytes. Without a bound, crafted frame numbers
-// could make it endless. Each probe counts as one ring at least. Most seeks take a few probes: at
-// most 18 in public test files. Of honest files, only those that are half digital silence are
-// known to come near the bound. docs/behaviour.md has their figures.
+// A seek ends after its probes have loaded about this many bytes. Without a bound, crafted frame
+// numbers could make it endless. Each probe counts as one ring at least. Most seeks take a few
+// probes: at most 18 in public test files. Of honest files, only those that are half digital
+// silence are known to come near the bound. docs/behaviour.md has their figures.
 constexpr int64_t MAX_SEARCH_BYTES = int64_t{1} << 32;
 
 /** Frame numbers and probe positions on both sides of the target. */
@@ -113,8 +113,8 @@ void move_reader(KELFLACFD_CTX* ctx, int64_t pos) {
     kelflacf_fal_setpos(&ctx->fal, &target);  // if refused, the reader stays where it is
 }
 
-/** Probes until a frame is close enough, or until another rule ends the search. Returns the last
-    number. */
+/** Probes until a frame is close enough, or until another rule ends the search. Returns the number
+    of the last frame, or of the best recorded one when the history is full or repeats. */
 uint64_t search(KELFLACFD_CTX* ctx, uint64_t target, int64_t probe, BRACKETS brackets) {
     HISTORY history = {};
     uint64_t num = 0;
@@ -144,7 +144,7 @@ int kelflacfd_seek(KELFLACFD_CTX* ctx, const int64_t* seek_time, int64_t* out_ti
     const int64_t target = wrap_div(wrap_div(wrap_mul(*seek_time, info.hz), info.max_block),
                                     KELFLACFD_TICKS_PER_SECOND);
     const int64_t probe = wrap_add(wrap_mul(target, frame_bytes), ctx->first_frm_pos);
-    move_reader(ctx, probe);  // the reader stays here if the size is too small
+    move_reader(ctx, probe);  // the reader stays here if the end can't be reached
 
     const int64_t size = source_size(&ctx->fal);
     if (size < info.max_frm_size) return KELFLACFD_E_MALFORMED;

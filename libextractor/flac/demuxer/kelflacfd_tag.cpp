@@ -143,10 +143,20 @@ void parse_comment(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag) {
     const size_t key_bytes = field->key.size();
     const auto value_bytes = static_cast<uint32_t>(length - key_bytes);
     kelflacf_fal_skip(fal, static_cast<int>(key_bytes));
-    if (field->kind == FIELD_TEXT) return store_text(fal, value_bytes, &(tag->*field->text));
-    if (field->kind == FIELD_NUMBER) return store_number(fal, value_bytes, &(tag->*field->number));
-    if (field->kind == FIELD_DATE) return store_date(fal, value_bytes, tag);
-    store_track_number(fal, value_bytes, tag);
+    switch (field->kind) {
+        case FIELD_TEXT:
+            store_text(fal, value_bytes, &(tag->*field->text));
+            break;
+        case FIELD_DATE:
+            store_date(fal, value_bytes, tag);
+            break;
+        case FIELD_NUMBER:
+            store_number(fal, value_bytes, &(tag->*field->number));
+            break;
+        case FIELD_TRACK:
+            store_track_number(fal, value_bytes, tag);
+            break;
+    }
 }
 
 }  // namespace
