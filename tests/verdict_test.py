@@ -12,10 +12,10 @@ import tempfile
 # What may speak against a file that `flac -t` accepts.
 BESIDES = {"audio-past-end", "foreign-bytes", "rate-contradicts", "channels-contradict",
            "bits-contradict", "block-size-contradicts", "frame-size-contradicts",
-           "frame-out-of-order", "samples-missing"}
+           "frame-out-of-order"}
 # What docs/behaviour.md names, of a damaged or odd file.
 NAMED = {"variable-block-size", "small-blocks", "no-rate", "32-bits", "two-id3v2-tags", "no-marker",
-         "no-streaminfo", "no-frame", "no-last-frame", "damaged", "frame-too-large", "left-out",
+         "no-streaminfo", "no-frame", "streaminfo-not-first", "damaged", "frame-too-large", "left-out",
          "samples-differ", "format", "no-header"}
 
 
@@ -71,6 +71,8 @@ def complaints(record, accepted):
     if accepted and not codes <= BESIDES:
         yield f"flac -t accepts it, not {codes - BESIDES}"
     odd = {reason["code"] for reason in plugin["reasons"]} - NAMED
+    if file["verdict"] == "sound" and plugin["verdict"] == "wrong":
+        yield f"the file is sound, and the plug-in is called wrong for {plugin['reasons']}"
     if odd:
         yield f"the plug-in is called {plugin['verdict']} for {odd}"
 

@@ -38,7 +38,8 @@ std::string textFor(const Json& record) {
     text += " | " + plugin["bytes"].dump() + " bytes, " + plugin["buffers"].dump() + " buffers";
     if (plugin["pieces"] > 0) text += " (" + plugin["pieces"].dump() + " of them pieces)";
     return text + ", " + plugin["seeks"].dump() + " seeks at most " +
-           durationText(plugin["seeks_off_us"]) + " off";
+           durationText(plugin["seeks_off_us"]) + " off" +
+           (plugin["seeks_judged"] ? "" : " (not judged)");
 }
 
 void print(const Json& record, const Options& options) {

@@ -42,7 +42,7 @@ using FileCommand = void (*)(const Plugin&, const Options&, const std::string& f
 /** Shows what the plug-in tells about a file. */
 void showInfo(const Plugin& plugin, const Options& options, const std::string& file);
 
-/** Lists the buffers that the track hands out. */
+/** Lists the buffers that the track hands out. With --csv the program prints the header first. */
 void listFrames(const Plugin& plugin, const Options& options, const std::string& file);
 
 /** Writes the codec-specific data and every buffer: a FLAC file without tags. */

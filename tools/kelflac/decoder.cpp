@@ -74,6 +74,8 @@ void Decoding::takeFrame(int64_t end, const FLAC__FrameHeader& header,
     if (mSound && end > mOut.end) compareSize(static_cast<uint64_t>(end - mOut.end));
     mOut.end = end;
     mOut.samples += header.blocksize;
+    if (mOut.stated_samples > 0 && mOut.samples > mOut.stated_samples)
+        fault("audio-past-end", "the audio goes on after the stated end");
     mSound = true;
     for (uint32_t channel = 0; channel < header.channels; ++channel) {
         const std::string_view plane(reinterpret_cast<const char*>(planes[channel]),
@@ -84,7 +86,6 @@ void Decoding::takeFrame(int64_t end, const FLAC__FrameHeader& header,
 
 /** Compares a header with STREAMINFO and with the frames in front of it. */
 void Decoding::compareHeader(const FLAC__FrameHeader& header) {
-    if (isPastEnd()) fault("audio-past-end", "frames go on after the stated end");
     contradicts("rate-contradicts", "sample rate ", header.sample_rate, mInfo.sample_rate);
     contradicts("channels-contradict", "channels ", header.channels, mInfo.channels);
     contradicts("bits-contradict", "bits a sample ", header.bits_per_sample, mInfo.bits_per_sample);
@@ -216,7 +217,7 @@ Decoded decodeFile(FileInput& file) {
         file.readAt(out.end, bytes.data(), bytes.size());
         out.faults.add({"foreign-bytes",
                         std::to_string(size - out.end) + " bytes after the audio: " + bytes,
-                        out.end, std::nullopt});
+                        out.end});
     }
     return out;
 }

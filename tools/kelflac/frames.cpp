@@ -45,7 +45,6 @@ void listFrames(const Plugin& plugin, const Options& options, const std::string&
     session.open();
     session.startTrack();
     Original original(file);
-    if (options.csv) puts("file,index,time_us,size,duration_us,sync,offset,piece");
     off64_t next = 0;
     uint64_t shown = 0;
     const auto show = [&](const Frame& frame) {

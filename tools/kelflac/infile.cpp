@@ -91,7 +91,6 @@ Json contentOf(const FLAC__StreamMetadata& block) {
 }  // namespace
 
 Json inFile(Original& original) {
-    constexpr size_t kHeader = 4;
     const Head head = original.head();
     Json out = Json::object();
     for (const auto& [at, size] : head.id3_tags)
@@ -105,7 +104,7 @@ Json inFile(Original& original) {
                 {"type", FLAC__MetadataTypeString[type]}, {"offset", at}, {"length", block.length}};
             json.update(contentOf(block));
             out["block"].push_back(std::move(json));
-            at += kHeader + block.length;
+            at += Original::kBlockHeader + block.length;
         });
     } catch (const FileError& e) {
         out["unreadable"] = e.what();

@@ -87,11 +87,7 @@ void addInfo(CLI::App* app, CommandLine* line) {
     CLI::Option* art = info->add_option(
         "--art", options->art, "Write picture N of the one file, 0 = the one that is published");
     art->needs(addOutput(info, options)->needs(art));
-    info->callback([=] {
-        line->command = showInfo;
-        if (!options->art || (line->files.size() == 1 && line->list.empty())) return;
-        throw CLI::ValidationError("--art", "takes a single FILE");
-    });
+    info->callback([=] { line->command = showInfo; });
 }
 
 void addFrames(CLI::App* app, CommandLine* line) {
@@ -113,7 +109,7 @@ void addFrames(CLI::App* app, CommandLine* line) {
             return positive ? "" : "must be 1 or more";
         });
     frames->add_flag("--all", options->all, "Seek on where the plug-in stops searching");
-    frames->add_flag("--csv", options->csv, "Print comma-separated values");
+    frames->add_flag("--csv", options->csv, "Print comma-separated values")->excludes("--json");
     frames->callback([=] { line->command = listFrames; });
 }
 
@@ -161,16 +157,19 @@ int run(int argc, char** argv) {
     try {
         app.parse(argc, argv);
         if (line.files.empty() && line.list.empty()) throw CLI::RequiredError("FILE");
+        std::error_code none;
+        line.options.several = line.files.size() != 1 || !line.list.empty() ||
+                               std::filesystem::is_directory(line.files[0], none);
+        if (line.options.several && !line.options.output.empty())
+            throw CLI::ValidationError("--output", "takes a single FILE");
     } catch (const CLI::ParseError& e) {
         return app.exit(e) == 0 ? kExitOk : kExitUsage;
     }
     host::setLogMinPriority(line.options.verbose ? ANDROID_LOG_VERBOSE : ANDROID_LOG_SILENT);
     host::setCallingUid(line.uid);
     const Plugin plugin(line.plugin);
-    std::error_code none;
-    line.options.several = line.files.size() != 1 || !line.list.empty() ||
-                           std::filesystem::is_directory(line.files[0], none);
     Names names(line.files, line.list, line.nul ? '\0' : '\n');
+    if (line.options.csv) puts("file,index,time_us,size,duration_us,sync,offset,piece");
     if (line.command == nullptr) return check(plugin, line.options, names);
     return runOnEach(line.command, plugin, line.options, names);
 }

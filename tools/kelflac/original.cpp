@@ -45,16 +45,17 @@ Head Original::head() {
     }
     if (!read(pos, bytes, 4) || memcmp(bytes, "fLaC", 4) != 0) return out;
     out.marker_end = pos += 4;
-    for (bool last = false; !last && read(pos, bytes, 4);) {
+    for (bool last = false; !last && read(pos, bytes, kBlockHeader);) {
         constexpr int kInvalid = 7;
         last = (bytes[0] & 0x80) != 0;
         const int type = bytes[0] & 7;  // What the plug-in looks at.
         const off64_t length = bytes[1] << 16 | bytes[2] << 8 | bytes[3];
-        if (length == 0 || type == kInvalid || pos + 4 + length > mSize) break;
+        if (length == 0 || type == kInvalid || pos + kBlockHeader + length > mSize) break;
         StreamInfo info{};
-        if (type == 0 && read(pos + 4, info.body.data(), info.body.size())) out.info = info;
+        if (type == 0 && read(pos + kBlockHeader, info.body.data(), info.body.size()))
+            out.info = info;
         // Of STREAMINFO the stated length is not looked at.
-        pos += 4 + (type == 0 ? static_cast<off64_t>(info.body.size()) : length);
+        pos += kBlockHeader + (type == 0 ? static_cast<off64_t>(info.body.size()) : length);
     }
     return out;
 }
@@ -68,29 +69,27 @@ std::optional<off64_t> Original::id3v1() {
 std::optional<Reason> Original::refusal(const Decoded& decoded, bool size_known) {
     constexpr int64_t kMinBlock = 16;
     constexpr int64_t kBitsUnknown = 32;
-    const auto reason = [](const char* code, const char* text) {
-        return Reason{code, text, std::nullopt, std::nullopt};
-    };
     const Head head = this->head();
-    if (head.marker_end == 0) return reason("no-marker", "no fLaC marker in front");
+    if (head.marker_end == 0) return Reason{"no-marker", "no fLaC marker in front"};
     if (head.id3_tags.size() > 1)
-        return reason("two-id3v2-tags", "two or more ID3v2 tags in front");
-    if (!head.info) return reason("no-streaminfo", "no STREAMINFO is met in front of the audio");
+        return Reason{"two-id3v2-tags", "two or more ID3v2 tags in front"};
+    if (!head.info) return Reason{"no-streaminfo", "no STREAMINFO is met in front of the audio"};
     const StreamInfo& info = *head.info;
-    if (info.maxBlock() == 0 || info.minBlock() < kMinBlock) {
-        return reason("small-blocks", "a block size below 16");
-    }
-    if (info.minBlock() != info.maxBlock()) {
-        return reason("variable-block-size", "variable block size");
-    }
-    if (info.rate() == 0) return reason("no-rate", "a sample rate of 0");
-    if (info.bits() == kBitsUnknown) return reason("32-bits", "32 bits a sample");
-    if (!decoded.known || decoded.frames == 0) return reason("no-frame", "no frame is found");
-    if (!size_known && decoded.frames == 1) {
-        return reason("one-frame", "one frame alone, in a source of unknown size");
-    }
-    if (decoded.faults.none()) return std::nullopt;
-    return reason("damaged", "no sound frame that another follows, or that ends the file");
+    if (info.maxBlock() == 0 || info.minBlock() < kMinBlock)
+        return Reason{"small-blocks", "a block size below 16"};
+    if (info.minBlock() != info.maxBlock())
+        return Reason{"variable-block-size", "variable block size"};
+    if (info.rate() == 0) return Reason{"no-rate", "a sample rate of 0"};
+    if (info.bits() == kBitsUnknown) return Reason{"32-bits", "32 bits a sample"};
+    if (!decoded.known) return Reason{"unexplained", "for the audio, which is not decoded"};
+    if (decoded.frames == 0) return Reason{"no-frame", "no frame is found"};
+    if (!size_known && decoded.frames == 1)
+        return Reason{"one-frame", "one frame alone, in a source of unknown size"};
+    if (!decoded.faults.none())
+        return Reason{"damaged", "no sound frame that another follows, or that ends the file"};
+    if (decoded.info_at != head.marker_end + kBlockHeader)
+        return Reason{"streaminfo-not-first", "STREAMINFO is not the first metadata block"};
+    return std::nullopt;
 }
 
 bool Original::standsAt(std::string_view bytes, off64_t at) {

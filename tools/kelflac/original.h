@@ -53,6 +53,8 @@ std::optional<FramePlace> placeOf(std::string_view frame, int64_t block);
 /** A file that is read beside the plug-in. */
 class Original {
   public:
+    static constexpr off64_t kBlockHeader = 4;  ///< Of a metadata block (RFC 9639, 8.1).
+
     explicit Original(const std::string& path) : mInput(path, true) { mInput.getSize(&mSize); }
 
     off64_t size() const { return mSize; }

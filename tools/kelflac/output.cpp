@@ -25,7 +25,8 @@ void removePart(int signal) {
 
 }  // namespace
 
-Output::Output(const std::string& path, const std::string& input, bool force) : mPath(path) {
+Output::Output(const std::string& path, const std::string& input, bool force)
+    : mPath(path), mForce(force) {
     std::error_code missing;
     if (path != "-" && fs::equivalent(path, input, missing)) {
         throw FileError("can't write " + mPath + ": it is the input");
@@ -48,7 +49,9 @@ Output::Output(const std::string& path, const std::string& input, bool force) : 
     }
     if (mPart.empty()) return;
     partAtWork = mPart.c_str();
-    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) std::signal(signal, removePart);
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+        if (std::signal(signal, removePart) == SIG_IGN) std::signal(signal, SIG_IGN);
+    }
 }
 
 Output::~Output() {
@@ -63,7 +66,9 @@ void Output::write(std::string_view bytes) {
 void Output::close() {
     if (mFile.get_deleter()(mFile.release()) != 0) fail();
     if (mPart.empty()) return;
-    if (rename(mPart.c_str(), mPath.c_str()) != 0) fail();
+    // Another program may have made the file since this one began.
+    const unsigned how = mForce ? 0 : RENAME_NOREPLACE;
+    if (renameat2(AT_FDCWD, mPart.c_str(), AT_FDCWD, mPath.c_str(), how) != 0) fail();
     mPart.clear();
 }
 

@@ -33,6 +33,7 @@ class Output {
     [[noreturn]] void fail() const;
 
     std::string mPath;
+    bool mForce;
     std::string mPart;  ///< The name until then; empty where there is none.
     File mFile{nullptr, fclose};
 };

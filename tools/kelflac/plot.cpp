@@ -4,7 +4,6 @@
 
 #include "commands.h"
 #include "errors.h"
-#include "media/ExtMediaFormatDef.h"
 #include "output.h"
 #include "plot_script.h"
 #include "session.h"
@@ -66,12 +65,10 @@ Run collect(Session& session, Data* data) {
 }
 
 void draw(FILE* gnuplot, const std::string& file, const Session& session, const Data& data) {
-    int32_t most = 0;
-    AMediaFormat_getInt32(session.trackFormat(), android::AMEDIAFORMAT_KEY_MAX_FRAME_SIZE, &most);
     const double stated = seconds(session.durationUs());
     const double end = std::max({stated, seconds(data.end_us), 0.001});
     fprintf(gnuplot, "name = %s\nstated = %f\nend = %f\nmost = %d\n", quoted(file).c_str(), stated,
-            end, most);
+            end, session.maxFrameSize());
     // A block without a number can't be drawn.
     for (const auto& [name, lines] :
          {std::pair("frames", &data.frames), std::pair("landings", &data.landings),

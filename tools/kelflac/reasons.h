@@ -12,8 +12,8 @@ namespace kelflac {
 struct Reason {
     std::string code;  ///< Stays the same from version to version.
     std::string text;
-    std::optional<int64_t> byte;     ///< Where it first shows in the file.
-    std::optional<int64_t> time_us;  ///< And in the audio.
+    std::optional<int64_t> byte{};     ///< Where it first shows in the file.
+    std::optional<int64_t> time_us{};  ///< And in the audio.
     uint64_t count = 1;
 };
 

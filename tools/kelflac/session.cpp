@@ -1,6 +1,7 @@
 #include "session.h"
 
 #include "errors.h"
+#include "media/ExtMediaFormatDef.h"
 #include "text.h"
 
 namespace kelflac {
@@ -32,6 +33,12 @@ int64_t Session::durationUs() const {
     int64_t duration_us = 0;
     AMediaFormat_getInt64(mTrackFormat.get(), AMEDIAFORMAT_KEY_DURATION, &duration_us);
     return duration_us;
+}
+
+int32_t Session::maxFrameSize() const {
+    int32_t size = 0;
+    AMediaFormat_getInt32(trackFormat(), android::AMEDIAFORMAT_KEY_MAX_FRAME_SIZE, &size);
+    return size;
 }
 
 std::string Session::bufferOf(AMediaFormat* format, const char* key) {
@@ -83,6 +90,7 @@ void Session::begin(std::optional<int64_t> seek_us) {
 }
 
 const Frame* Session::next() {
+    if (mRun.status != AMEDIA_OK) return nullptr;  // Ended, or given up.
     for (uint64_t in_a_row = 0; in_a_row < kMaxRefusalsInARow; ++in_a_row) {
         mSought = mSeekUs.has_value();
         const uint32_t options = mSought ? uint32_t{android::CMediaTrackReadOptions::SEEK} : 0;

@@ -55,6 +55,7 @@ class Session {
     uint32_t flags() const { return mPlayer->Flags(); }
     bool canSeek() const { return (flags() & kCanSeek) != 0; }
     int64_t durationUs() const;  ///< 0 when it is not stated.
+    int32_t maxFrameSize() const;
     AMediaFormat* trackFormat() const { return mTrackFormat.get(); }
     AMediaFormat* fileMeta() const { return mFileMeta.get(); }
     /** A buffer of a format; empty when there is none. */
@@ -100,7 +101,8 @@ class Session {
 
 /** Reads from `from_us` on, or from where the track stands, as single frames. Where the plug-in
     stops searching, a seek to the newest frame starts it again. Frames come in order and once; one
-    is missed where such a seek lands after it. Returns the last run, with the first failure. */
+    is missed where such a seek lands after it. Returns the last run, with the first failure and all
+   refused reads. */
 Run walkFrames(Session& session, std::optional<int64_t> from_us, const FrameHandler& handle);
 
 /** Takes a time asked for and the frame landed on, null when there was none. */

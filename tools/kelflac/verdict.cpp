@@ -1,3 +1,6 @@
+#define XXH_INLINE_ALL  // Header alone: no library of another architecture is needed.
+#include <xxhash.h>
+
 #include <algorithm>
 #include <cstdlib>
 
@@ -10,22 +13,6 @@
 
 namespace kelflac {
 namespace {
-
-/** A 64-bit FNV-1a of much data, to compare between runs and machines. */
-class Digest {
-  public:
-    void add(std::string_view bytes) {
-        constexpr uint64_t kPrime = 0x100000001B3;
-        for (const char byte : bytes) mHash = (mHash ^ static_cast<uint8_t>(byte)) * kPrime;
-        mHash = (mHash ^ bytes.size()) * kPrime;
-    }
-    void add(int64_t number) { add(std::to_string(number)); }
-
-    std::string text() const { return std::to_string(mHash); }
-
-  private:
-    uint64_t mHash = 0xCBF29CE484222325;
-};
 
 /** The plug-in on one file, compared with the file. */
 class Trial {
@@ -48,11 +35,15 @@ class Trial {
     const Frame* takeNext();
     void follow(const Frame& frame, bool refused);
     void judgeEnd();
-    void compareTime(const Frame& frame);
+    void compareTime(const Frame& frame, std::optional<int64_t> byte);
     void compareSamples(const Decoded& handed_out);
     void judgeSeek(int64_t asked_us, const Frame* frame);
-    void addToDigest(const AMediaFormat* format);
-    void addToDigest(const Frame& frame);
+    void digest(const AMediaFormat* format);
+    void digest(const Frame& frame);
+    void digest(std::string_view bytes) {
+        mDigest = XXH3_64bits_withSeed(bytes.data(), bytes.size(), mDigest);
+    }
+    void digest(int64_t number) { digest(std::to_string(number)); }
 
     void fault(const char* code, const std::string& text, std::optional<int64_t> byte,
                std::optional<int64_t> time_us = std::nullopt) {
@@ -62,6 +53,13 @@ class Trial {
         return Session::bufferOf(mSession.trackFormat(), AMEDIAFORMAT_KEY_CSD_0);
     }
     bool soundFile() const { return mDecoded.known && mDecoded.faults.none(); }
+    /** Damage, jumps of the numbers and sizes that differ much mislead the search, so that it may
+        end anywhere. In a source of unknown size there is none. */
+    bool seeksJudged() const {
+        constexpr uint64_t kMuch = 10;
+        return soundFile() && mDecoded.largest_frame < kMuch * mDecoded.smallest_frame &&
+               mOptions.size_known;
+    }
 
     const Options& mOptions;
     Original& mOriginal;
@@ -70,7 +68,7 @@ class Trial {
     std::optional<StreamInfo> mInfo;  ///< In the codec-specific data.
     Reasons mFaults;
     Reasons mRefusals;
-    Digest mDigest;
+    uint64_t mDigest = 0;  ///< Of all that was handed out; the same on every machine.
     Run mRun;
     uint64_t mBytes = 0;        ///< Handed out.
     uint64_t mLeftOut = 0;      ///< Bytes, in front of the buffers and after the last.
@@ -91,9 +89,9 @@ void Trial::run() {
         if (reason) return mRefusals.add(*reason);
         return fault("refused-without-reason", e.what(), {});
     }
-    addToDigest(mSession.trackFormat());
-    addToDigest(mSession.fileMeta());
-    mDigest.add(int64_t{mSession.flags()});
+    digest(mSession.trackFormat());
+    digest(mSession.fileMeta());
+    digest(int64_t{mSession.flags()});
     compareFormat();
     mSession.startTrack();
     readAll();
@@ -146,7 +144,7 @@ void Trial::readAll() {
     while (takeNext() != nullptr) continue;  // After the stated end, or where nothing is decoded.
     mRun = mSession.run();
     if (!mSession.input().failure().empty()) throw FileError(mSession.input().failure());
-    mDigest.add(int64_t{mRun.status});
+    digest(int64_t{mRun.status});
     judgeEnd();
     compareSamples(handed_out);
 }
@@ -170,12 +168,13 @@ const Frame* Trial::takeNext() {
     const Frame* frame = mSession.next();
     if (frame == nullptr) return nullptr;
     const uint64_t refused = mSession.run().refused;
-    mDigest.add(static_cast<int64_t>(refused));
-    addToDigest(*frame);
+    digest(static_cast<int64_t>(refused));
+    digest(*frame);
     mBytes += frame->bytes.size();
     if (!mLost) follow(*frame, refused > mRefusedThen);
     mRefusedThen = refused;
-    if (frame->single) compareTime(*frame);
+    const off64_t at = mNext - static_cast<off64_t>(frame->bytes.size());
+    if (frame->single) compareTime(*frame, mLost ? std::nullopt : std::optional(at));
     return frame;
 }
 
@@ -209,10 +208,8 @@ void Trial::follow(const Frame& frame, bool refused) {
 
 void Trial::judgeEnd() {
     if (mRun.refused > 0) {
-        mRefusals.add(
-            {"frame-too-large",
-             std::to_string(mRun.refused) + " reads refused as too large: frames left out",
-             std::nullopt, std::nullopt});
+        mRefusals.add({"frame-too-large", std::to_string(mRun.refused) +
+                                              " reads refused as too large: frames left out"});
     }
     if (mRun.status != AMEDIA_ERROR_END_OF_STREAM && mRun.status != AMEDIA_ERROR_UNKNOWN) {
         fault("read-failed", "read failed: " + statusText(mRun.status), mNext);
@@ -224,11 +221,11 @@ void Trial::judgeEnd() {
     fault("left-out", std::to_string(after) + " bytes left out at the end", mNext);
 }
 
-void Trial::compareTime(const Frame& frame) {
+void Trial::compareTime(const Frame& frame, std::optional<int64_t> byte) {
     if (!mInfo || mInfo->rate() == 0) return;
     const auto place = placeOf(frame.bytes, mInfo->maxBlock());
     if (!place) {
-        return fault("no-header", "a buffer that is no piece does not begin with a frame", {},
+        return fault("no-header", "a buffer that is no piece does not begin with a frame", byte,
                      frame.time_us);
     }
     const int64_t wanted = timeUs(place->sample, mInfo->rate());
@@ -236,7 +233,7 @@ void Trial::compareTime(const Frame& frame) {
     fault("time",
           "a frame of " + std::to_string(wanted) + " us has the time " +
               std::to_string(frame.time_us.value_or(-1)),
-          {}, wanted);
+          byte, wanted);
 }
 
 void Trial::compareSamples(const Decoded& handed_out) {
@@ -252,11 +249,7 @@ void Trial::compareSamples(const Decoded& handed_out) {
 
 void Trial::judgeSeek(int64_t asked_us, const Frame* frame) {
     ++mSeeks;
-    mDigest.add(int64_t{frame != nullptr});
-    // Where damage, jumps of the numbers or sizes that differ much mislead the search, it may end
-    // anywhere.
-    constexpr uint64_t kMuch = 10;
-    const bool misled = !soundFile() || mDecoded.largest_frame >= kMuch * mDecoded.smallest_frame;
+    digest(int64_t{frame != nullptr});
     const double blocks =
         mInfo ? static_cast<double>(mInfo->rate()) / static_cast<double>(mInfo->maxBlock()) : 0;
     const auto asked = static_cast<int64_t>(static_cast<double>(asked_us) / 1e6 * blocks);
@@ -264,41 +257,39 @@ void Trial::judgeSeek(int64_t asked_us, const Frame* frame) {
         ++mSeeksLost;
         // The last frame may be missed, and a source as short as a frame can't be searched.
         const bool near_end = asked + 1 >= static_cast<int64_t>(mDecoded.frames);
-        int32_t most = 0;
-        AMediaFormat_getInt32(mSession.trackFormat(), android::AMEDIAFORMAT_KEY_MAX_FRAME_SIZE,
-                              &most);
-        const bool tiny = mOriginal.size() < most;
-        if (misled || near_end || tiny || !mOptions.size_known) return;
+        const bool tiny = mOriginal.size() < mSession.maxFrameSize();
+        if (!seeksJudged() || near_end || tiny) return;
         return fault("seek-lost", "a seek finds no frame", {}, asked_us);
     }
-    addToDigest(*frame);
+    digest(*frame);
     const int64_t time_us = frame->time_us.value_or(0);
     const int64_t end_us = time_us + frame->duration_us.value_or(0);
     mSeeksOffUs = std::max({mSeeksOffUs, time_us - asked_us, asked_us - end_us});
-    compareTime(*frame);
-    if (!mOriginal.find(frame->bytes, 0)) {
+    const auto at = mOriginal.find(frame->bytes, 0);
+    compareTime(*frame, at);
+    if (!at) {
         fault("seek-not-in-file", "a seek hands out what is not in the file", {}, asked_us);
     }
     // Neighbours of the frame asked for are near enough.
     const auto place = placeOf(frame->bytes, 1);
-    if (misled || !place || std::abs(place->number - asked) <= 1) return;
+    if (!seeksJudged() || !place || std::abs(place->number - asked) <= 1) return;
     fault("seek-far-off", "a seek lands at " + durationText(time_us), {}, asked_us);
 }
 
-void Trial::addToDigest(const AMediaFormat* format) {
+void Trial::digest(const AMediaFormat* format) {
     host::FormatEntry entry{};
     for (size_t i = 0; host::formatEntry(format, i, &entry); ++i) {
-        mDigest.add(entry.key);
-        mDigest.add(entry.number);
-        mDigest.add({static_cast<const char*>(entry.data), entry.size});
+        digest(std::string_view(entry.key));
+        digest(entry.number);
+        digest(std::string_view(static_cast<const char*>(entry.data), entry.size));
     }
 }
 
-void Trial::addToDigest(const Frame& frame) {
-    mDigest.add(frame.bytes);
-    mDigest.add(frame.time_us.value_or(-1));
-    mDigest.add(frame.duration_us.value_or(-1));
-    mDigest.add(int64_t{frame.sync});
+void Trial::digest(const Frame& frame) {
+    digest(frame.bytes);
+    for (const int64_t number :
+         {frame.time_us.value_or(-1), frame.duration_us.value_or(-1), int64_t{frame.sync}})
+        digest(number);
 }
 
 Json jsonOf(const Reasons& reasons) {
@@ -316,10 +307,12 @@ Json Trial::record() const {
     const char* verdict = !mFaults.none() ? "wrong" : !mRefusals.none() ? "refused" : "sound";
     Json reasons = jsonOf(mFaults);
     for (const Json& refusal : jsonOf(mRefusals)) reasons.push_back(refusal);
-    return {{"verdict", verdict},          {"reasons", reasons},      {"buffers", mRun.buffers},
-            {"pieces", mRun.pieces},       {"refused", mRun.refused}, {"bytes", mBytes},
-            {"left_out", mLeftOut},        {"seeks", mSeeks},         {"seeks_lost", mSeeksLost},
-            {"seeks_off_us", mSeeksOffUs}, {"digest", mDigest.text()}};
+    return {{"verdict", verdict},          {"reasons", reasons},
+            {"buffers", mRun.buffers},     {"pieces", mRun.pieces},
+            {"refused", mRun.refused},     {"bytes", mBytes},
+            {"left_out", mLeftOut},        {"seeks", mSeeks},
+            {"seeks_lost", mSeeksLost},    {"seeks_judged", seeksJudged()},
+            {"seeks_off_us", mSeeksOffUs}, {"digest", std::to_string(mDigest)}};
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 namespace kelflac {
 Run walkFrames(Session& session, std::optional<int64_t> from_us, const FrameHandler& handle) {
     std::optional<int64_t> newest_us;
-    std::string failure;
+    Run all;
     for (;;) {
         const std::optional<int64_t> seen_us = newest_us;
         bool advanced = false;
@@ -17,9 +17,11 @@ Run walkFrames(Session& session, std::optional<int64_t> from_us, const FrameHand
             from_us = time_us + frame.duration_us.value_or(0) / 2;
             return handle(frame);
         });
-        if (failure.empty()) failure = run.failure;
+        if (all.failure.empty()) all.failure = run.failure;
+        all.refused += run.refused;
         if (run.pieces > 0 && newest_us > seen_us) continue;
-        run.failure = failure;
+        run.failure = all.failure;
+        run.refused = all.refused;
         return run;
     }
 }
