@@ -1,4 +1,4 @@
-// The fuzz target of those that compare answers. Each target is one file that defines Run.
+// The entry of the fuzz targets that compare answers. Each target is one file that defines Run.
 #pragma once
 
 #include "fuzz/faulty_source.h"

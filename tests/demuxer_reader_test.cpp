@@ -78,7 +78,7 @@ TEST(Reader, ServesSkipsMovesReadsAndPeeks) {
         {"a ring that was emptied is filled from its start", 30000, SpoilRead(0, 100),
          "skip 200 = 1 (0 end) fill 0 = 4096 (4096 end) read 1 = 1 (4095 end) fill 0 = 8191 (8191 "
          "end)"},
-        {"so is a failed one", 30000, SpoilRead(2, -1),
+        {"a failed read is the end too", 30000, SpoilRead(2, -1),
          "read 100 = 100 (3996) read 20000 = 8092 (0 end) peek 0 = 0 (0 end) move 8192 = 0 (4096)"},
     };
     for (const auto& [what, bytes, hook, script] : rows) {
@@ -88,7 +88,7 @@ TEST(Reader, ServesSkipsMovesReadsAndPeeks) {
 }
 
 TEST(Reader, SkipsMoreThanAnIntHoldsInTwoSteps) {
-    Reader reader(Noise(20000), RefusePositions);  // bytes come where none should
+    Reader reader(Noise(20000), RefusePositions);  // the reads go on where they were
     skip_u32(&reader, 3'000'000'000);
     EXPECT_EQ(reader.source.Lines("setpos"),
               (Texts{"setpos 2147479552 @4096 = -1", "setpos 852520960 @8192 = -1"}));

@@ -113,7 +113,7 @@ TEST(Track, RefusesABufferThatIsSmallerThanTheFrame) {
     Started s(StreamBuilder{}.Frames(0, 3, 200).Build());
     CMediaBuffer* buffer = nullptr;
     s.group->acquire_buffer(s.group->handle, &buffer, false, 0);
-    buffer->data = [](void*) -> void* { return nullptr; };  // or the demuxer refuses
+    buffer->data = [](void*) -> void* { return nullptr; };  // the track itself must refuse
     buffer->size = [](void*) -> size_t { return 199; };
     buffer->release(buffer->handle);
     EXPECT_EQ(s.Read().status, AMEDIA_ERROR_UNKNOWN);

@@ -53,7 +53,7 @@ class SharedObject(unittest.TestCase):
         self.assertEqual(symbols(PLUGIN, "--undefined-only") - platform - RUNTIME, set())
 
     def test_needs_exactly_its_libraries(self):
-        # Not the loader: it only has the stack protector's guard.
+        # The pattern leaves out the loader, which has the stack protector's guard.
         platform = set().union(*(dynamic_names(path, "SONAME") for path in PLATFORM))
         self.assertEqual(dynamic_names(PLUGIN, "NEEDED"),
                          platform | NEEDED | NEEDED_BY_MACHINE.get(machine(), set()))

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Checks the verdicts of `kelflac check` against those of `flac -t`, on sound files and on copies
-that are damaged at random.  Usage: verdict_test.py KELFLAC COPIES [SEED] FILE..."""
+that are damaged at random.  Usage: verdict_test.py KELFLAC COPIES SEED FILE..."""
 import json
 import os
 import random

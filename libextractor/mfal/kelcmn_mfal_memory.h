@@ -24,7 +24,7 @@ struct KELCMN_MFAL_MEMORY {
     count; 0 when the position is outside the bytes. */
 inline int kelcmn_mfal_memory_read(void* fp, void* buf, int size) {
     auto* source = static_cast<KELCMN_MFAL_MEMORY*>(fp);
-    const auto at = static_cast<unsigned long long>(source->pos);  // one below 0 is past any size
+    const auto at = static_cast<unsigned long long>(source->pos);  // if negative, past any size
     if (at >= source->size) return 0;
     const auto wanted = static_cast<size_t>(size);
     const size_t count = std::min(wanted, source->size - static_cast<size_t>(at));

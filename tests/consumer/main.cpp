@@ -11,9 +11,8 @@ int main(int, char** args) {
     const std::vector<char> bytes(std::istreambuf_iterator<char>(file), {});
     KELCMN_MFAL_MEMORY source = {bytes.data(), bytes.size()};
     _KELCMN_MFAL record = kelcmn_mfal_memory(&source);
-    const int64_t duration = 0;  // as the stream has it
     KELFLACFD_INFO info;
-    KELFLACFD_CTX* stream = kelflacfd_create(&record, &duration, &info, nullptr);
+    KELFLACFD_CTX* stream = kelflacfd_create(&record, nullptr, &info, nullptr);
     if (stream == nullptr) return 1;
 
     static uint8_t frame[1 << 20];

@@ -10,7 +10,7 @@
 
 namespace kelflac_test {
 
-/** The library opens the stream. After that it only calls operations of the reader. */
+/** The library opens the stream. After that the model calls only its reader and header tests. */
 struct Model : Demuxer {
     using Demuxer::Demuxer;
     KELFLACF_FAL* const fal = ctx != nullptr ? &ctx->fal : nullptr;

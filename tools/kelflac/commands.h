@@ -20,7 +20,7 @@ using Json = nlohmann::ordered_json;
 struct Options {
     bool size_known = true;  ///< Whether sources tell the plug-in their size.
     bool verbose = false;
-    bool quiet = false;  ///< Say nothing but what is wrong.
+    bool quiet = false;  ///< Leave out progress, totals and what is well.
     bool json = false;
     bool csv = false;             ///< For frames.
     bool full = false;            ///< For info: don't shorten.

@@ -53,7 +53,7 @@ std::string labelOf(std::string key) {
     return key;
 }
 
-/** Prints a value and all that is in it. `most` is the longest text or list shown in full. */
+/** Prints a value and all that is in it. Texts are cut at `most` bytes, lists at `most` / 8. */
 // NOLINTNEXTLINE(misc-no-recursion): no deeper than the program's own objects, four levels.
 void show(const std::string& key, const Json& value, int depth, size_t most) {
     constexpr int kLabelWidth = 20;

@@ -46,7 +46,7 @@ void addCommon(CLI::App* app, CommandLine* line) {
         ->check(CLI::IsMember({"known", "unknown"}));
     app->add_option("--uid", line->uid, "The user id that seems to call the plug-in");
     app->add_flag("-v,--verbose", line->options.verbose, "Show the plug-in's log");
-    app->add_flag("-q,--quiet", line->options.quiet, "Say nothing but what is wrong");
+    app->add_flag("-q,--quiet", line->options.quiet, "Leave out progress, totals and what is well");
     app->require_subcommand(1);
     app->fallthrough();
     app->footer(kFooter);
@@ -92,9 +92,8 @@ void addInfo(CLI::App* app, CommandLine* line) {
 
 void addFrames(CLI::App* app, CommandLine* line) {
     Options* options = &line->options;
-    CLI::App* frames =
-        addCommand(app, line, "frames", "List the buffers that the track hands out",
-                   "Print JSON objects, for each file last one with the end's status");
+    CLI::App* frames = addCommand(app, line, "frames", "List the buffers that the track hands out",
+                                  "Print JSON objects; the last of each file has the final status");
     frames->add_option_function<std::string>(
         "--seek",
         [=](const std::string& text) {
@@ -181,7 +180,7 @@ int main(int argc, char** argv) {
     using namespace kelflac;
     int exit_code = kExitFile;
     try {
-        // Tags are UTF-8 whatever the user's locale. Without it their other letters are escaped.
+        // Tags are UTF-8 whatever the user's locale. Without this call all but ASCII is escaped.
         setlocale(LC_CTYPE, "C.UTF-8");
         exit_code = run(argc, argv);
     } catch (const PluginError& e) {

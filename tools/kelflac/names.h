@@ -10,8 +10,8 @@
 
 namespace kelflac {
 
-/** The names of files one after another, however many, from any thread. Of a folder, all files
-    below it whose names end in ".flac" in any case. */
+/** The names of files one after another, however many, from any thread. For a folder: all
+    files below it that end in ".flac", also in capitals. */
 class Names {
   public:
     /** @param given files and folders.
@@ -22,7 +22,7 @@ class Names {
     /** The next file. Reports a folder that can't be read, or that holds no such file, and goes
         on. */
     std::optional<std::string> next();
-    /** Whether such a folder, or a failed read of the list, was met. With no next() under way. */
+    /** Whether next() met such a folder or a failed read. Not to be called while next() runs. */
     bool failed() const { return mFailed; }
 
   private:

@@ -81,12 +81,12 @@ std::optional<Reason> Original::refusal(const Decoded& decoded, bool size_known)
         return Reason{"variable-block-size", "variable block size"};
     if (info.rate() == 0) return Reason{"no-rate", "a sample rate of 0"};
     if (info.bits() == kBitsUnknown) return Reason{"32-bits", "32 bits a sample"};
-    if (!decoded.known) return Reason{"unexplained", "for the audio, which is not decoded"};
+    if (!decoded.known) return Reason{"unexplained", "perhaps for the audio: it is not decoded"};
     if (decoded.frames == 0) return Reason{"no-frame", "no frame is found"};
     if (!size_known && decoded.frames == 1)
         return Reason{"one-frame", "one frame alone, in a source of unknown size"};
     if (!decoded.faults.none())
-        return Reason{"damaged", "no sound frame that another follows, or that ends the file"};
+        return Reason{"damaged", "no sound frame with a frame after it, or at the file's end"};
     if (decoded.info_at != head.marker_end + kBlockHeader)
         return Reason{"streaminfo-not-first", "STREAMINFO is not the first metadata block"};
     return std::nullopt;

@@ -47,7 +47,7 @@ struct FramePlace {
     int64_t number;  ///< Of the frame, or of its first sample where headers have that.
     uint64_t sample;
 };
-/** Nothing when no frame of such blocks begins here. */
+/** Nothing when `frame` doesn't begin with a sync code and a number. */
 std::optional<FramePlace> placeOf(std::string_view frame, int64_t block);
 
 /** A file that is read beside the plug-in. */

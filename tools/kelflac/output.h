@@ -8,13 +8,13 @@
 
 namespace kelflac {
 
-/** A file being written. It gets its name when it is complete; until then nothing of that name is
-    touched, and nothing stays of one that is given up. Failures throw FileError, with the output's
+/** A file being written. It gets its name when it is complete; until then an old file of that name
+    stays. An unfinished file is removed. Failures throw FileError, with the output's
     name in the text. One at a time. */
 class Output {
   public:
-    /** Begins a file that is to be at `path`, which must be neither the file `input` nor a
-        terminal, nor there already unless `force`. "-" is standard output. Devices and pipes are
+    /** Begins a file that is to be at `path`. It must not be `input` or a terminal. Without `force`
+        it must not exist. "-" is standard output. Devices and pipes are
         written to as they are. */
     Output(const std::string& path, const std::string& input, bool force);
     ~Output();

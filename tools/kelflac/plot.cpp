@@ -86,7 +86,7 @@ void plot(const Plugin& plugin, const Options& options, const std::string& file)
     Data data;
     const Run run = collect(session, &data);
     Output output(options.output, file, options.force);
-    signal(SIGPIPE, SIG_IGN);  // A gnuplot that is not there reads nothing.
+    signal(SIGPIPE, SIG_IGN);  // Without gnuplot, writes fail instead.
     const std::string command = "exec gnuplot -d >&" + std::to_string(output.descriptor());
     FILE* gnuplot = popen(command.c_str(), "w");  // NOLINT(cert-env33-c): a number at most.
     if (gnuplot == nullptr) throw FileError("can't run gnuplot");

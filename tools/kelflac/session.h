@@ -43,7 +43,7 @@ class Session {
         : mPlugin(plugin), mInput(path, size_known) {}
     ~Session();
 
-    /** Has the plug-in sniff the file, create an extractor and tell all it knows. Throws
+    /** Lets the plug-in sniff the file, create an extractor and give its formats. Throws
         FileError. */
     void open();
     bool isOpen() const { return mFileMeta != nullptr; }

@@ -20,7 +20,7 @@ std::string hexText(std::string_view bytes);
 /** A time in microseconds as m:ss.mmm, from an hour on as h:mm:ss.mmm. Truncated. */
 std::string durationText(int64_t us);
 
-/** The same back, also with fewer parts and of plain seconds; nothing for other text. */
+/** Reads such a time, also as m:ss or plain seconds; nothing for other text. */
 std::optional<int64_t> timeFromText(const std::string& text);
 
 /** A status's platform name and number. */

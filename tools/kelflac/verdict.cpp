@@ -24,7 +24,7 @@ class Trial {
           mDecoded(decoded),
           mSession(plugin, file, options.size_known) {}
 
-    /** Has the plug-in do everything. */
+    /** Makes the plug-in do everything. */
     void run();
     Json record() const;
 
@@ -53,8 +53,8 @@ class Trial {
         return Session::bufferOf(mSession.trackFormat(), AMEDIAFORMAT_KEY_CSD_0);
     }
     bool soundFile() const { return mDecoded.known && mDecoded.faults.none(); }
-    /** Damage, jumps of the numbers and sizes that differ much mislead the search, so that it may
-        end anywhere. In a source of unknown size there is none. */
+    /** Damage, jumps in the numbers or very different frame sizes can lead the search anywhere. In
+       a source of unknown size every seek fails. */
     bool seeksJudged() const {
         constexpr uint64_t kMuch = 10;
         return soundFile() && mDecoded.largest_frame < kMuch * mDecoded.smallest_frame &&
@@ -149,7 +149,7 @@ void Trial::readAll() {
     compareSamples(handed_out);
 }
 
-/** Reads on while what comes out is decoded. */
+/** Decodes what is handed out, and reads as the decoder asks. */
 Decoded Trial::decodeAll() {
     std::string_view left;
     return decode(inFront(codecData(), [&](uint8_t* to, size_t room) {
@@ -193,7 +193,7 @@ void Trial::follow(const Frame& frame, bool refused) {
     }
     if (frame.index == 0) {
         mFirst = *at;
-        // In front of the first frame there may be bytes that are none.
+        // Bytes before the file's first frame don't count as left out.
         const bool first_too = mDecoded.frames > 0 && mDecoded.first_end <= *at;
         mNext = first_too ? mDecoded.metadata_end : *at;
     }
@@ -241,7 +241,7 @@ void Trial::compareSamples(const Decoded& handed_out) {
     const bool may_differ = mRun.refused > 0 || !mOptions.size_known ||
                             mFirst < mDecoded.metadata_end || mFirst >= mDecoded.first_end;
     if (may_differ || !handed_out.known || handed_out.hash == mDecoded.hash) return;
-    // A damaged file may be made sense of in another way after another head.
+    // After other metadata, a damaged file may decode differently.
     const Pull same = inFront(codecData(), bytesOf(mOriginal.input(), mFirst));
     if (!mDecoded.faults.none() && decode(same).hash == handed_out.hash) return;
     fault("samples-differ", "what is handed out decodes to other samples than the file", {});

@@ -19,7 +19,7 @@ constexpr uint32_t kWrongSize = 1 << 20;
 /** How a source misbehaves. */
 struct Faults {
     uint8_t size_kind = 0;  ///< 0 known, 1 unknown, 2 wrong, 3 changing.
-    Bytes faults = {};      ///< In turn: 1 + 8 n: n/32 of a read, 2 empty, 3 failing, 4 refused.
+    Bytes faults = {};  ///< One a call: 0 none, 8n + 1 short (n/32), 2 empty, 3 failing, 4 refused.
     uint32_t zeros = 0, zeros_at = 0;  ///< Put into the file.
 };
 

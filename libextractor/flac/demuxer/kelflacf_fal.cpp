@@ -76,8 +76,8 @@ int load_chunk(KELFLACF_FAL* fal, int32_t skipped) {
 }
 
 /** Makes refill steps until `wanted` bytes, or MAX_ROW_BYTES, are in one piece. A few large copies
-    cost less than many small ones. The source gets the same reads as with small copies: a
-    refill step depends on `rd` only when the unread bytes wrap, and then the loop ends. */
+    cost less than many small ones. The source gets the same reads as with small copies:
+    while the unread bytes don't wrap, a copy lowers `wanted` and the buffered count equally. */
 void fill_row(KELFLACF_FAL* fal, int32_t wanted) {
     const int32_t row = std::min(wanted, MAX_ROW_BYTES);
     do {

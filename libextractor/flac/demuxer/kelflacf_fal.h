@@ -27,8 +27,8 @@ enum {
 
 /**
  * One reader. Invariants:
- * - The unread bytes go from buf[rd] to the byte before buf[wr], and wrap at `size`. There are none
- *   when rd == wr. Only inside kelflacf_fal_read may that be a full ring.
+ * - The unread bytes go from buf[rd] to the byte before buf[wr], and wrap at `size`. If rd == wr
+ *   there are none. Inside kelflacf_fal_read the ring may then be full instead.
  * - The handle's position is the file offset just after the last buffered byte.
  * - While the source gives full reads, a byte's ring offset equals its file offset modulo 4096.
  */
@@ -161,7 +161,7 @@ int kelflacf_fal_getpos(KELFLACF_FAL* fal, long long* pos);
  * and empties the ring. Any other target clears `eof` first. If it is among the unread bytes, the
  * source is not read. If not, the ring is reloaded from the 4096-byte boundary at or below it.
  *
- * @return KELFLACF_FAL_OK; KELFLACF_FAL_END when there is nothing to read at the target;
+ * @return KELFLACF_FAL_OK; KELFLACF_FAL_END when the reload is empty or ends before the target;
  *     KELFLACF_FAL_E_SOURCE when the source refused the position (the ring is unchanged).
  */
 int kelflacf_fal_setpos(KELFLACF_FAL* fal, const long long* target);

@@ -199,7 +199,7 @@ bool kelflacfd_reads_frames(const KELFLACFD_CTX* ctx);
  * @param out_time receives the start of that frame, in 100 ns.
  * @return KELFLACFD_OK, also when the search met the end of the data: the next read then returns
  *     KELFLACFD_END. KELFLACFD_E_MALFORMED when the end of the source could not be examined: the
- *     position is lost. KELFLACFD_E_HANDLE.
+ *     old position is lost. KELFLACFD_E_HANDLE.
  */
 int kelflacfd_seek(KELFLACFD_CTX* ctx, const int64_t* seek_time, int64_t* out_time);
 

@@ -50,7 +50,7 @@ inline int judge_frm_hdr(KELFLACF_FAL* fal, int offset, KELFLACFD_FRM_HDR* hdr) 
  * Finds the first header whose first four bytes are buffered. Makes both tests on the buffered
  * bytes. Reads nothing and consumes nothing.
  *
- * @param hdr receives the header. A header that fails changes its number, as in check_frm_hdr.
+ * @param hdr receives the header. A failed test may change its number, as in check_frm_hdr.
  * @return the header's offset from the read point, or -1 when there is none.
  */
 int find_frm_hdr(const KELFLACF_FAL* fal, KELFLACFD_FRM_HDR* hdr);

@@ -72,7 +72,7 @@ int find_first_frame(KELFLACFD_CTX* ctx) {
     return KELFLACFD_OK;
 }
 
-/** Only a source of known size has a byte rate and can be sought. */
+/** A known size gives a byte rate and makes the stream seekable. */
 int set_byte_rate(KELFLACFD_CTX* ctx) {
     KELFLACFD_INFO& info = ctx->info;
     const int64_t size = source_size(&ctx->fal);
