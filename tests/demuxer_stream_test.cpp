@@ -109,6 +109,9 @@ TEST(Open, TakesBytesInMemory) {
     EXPECT_EQ(record.getpos(&source, &value), 0);
     EXPECT_EQ(record.getsize(&source, &value), 0);
     const Bytes stream = StreamBuilder{}.Frames(0, 200, 300).Build();
+    Bytes last(9);
+    source = {stream.data(), stream.size(), static_cast<long long>(stream.size()) - 3};
+    EXPECT_EQ(record.read(&source, last.data(), 9), 3) << "bytes are left";
     source = {stream.data(), stream.size()};
     int64_t landed = 0;
     KELFLACFD_CTX* const ctx = kelflacfd_create(&record, nullptr, &info, nullptr);

@@ -56,7 +56,8 @@ TEST(Comments, AKeyPastTheBufferedBytesIsNotRecognised) {
 
 TEST(Comments, PastTheDataAreEmptyWhileTheBlockHasRoom) {
     for (const auto& [count, status] : {std::pair(2, 0), {3, 0}, {4, -1}}) {
-        Reader reader(Cat({Bytes(4), Le(static_cast<uint64_t>(count), 4)}));
+        const Bytes vendor(4), first_comment(4);  // both are empty
+        Reader reader(Cat({vendor, Le(static_cast<uint64_t>(count), 4), first_comment}));
         KELFLACFD_TAG tag = {};
         EXPECT_EQ(parse_vorbis_comment(&reader, 8 + 3 * 4, &tag), status) << count << " comments";
     }
@@ -77,6 +78,17 @@ TEST(Comments, ASecondBlockResetsTheNumbers) {
               "date='1999', title='One', ");
     EXPECT_EQ(Published(StreamBuilder(first).Comments({"DATE=2020"})),
               "date='1999', title='One', year='1999', ");
+}
+
+TEST(Pictures, AreRefusedWhereTheSourceSaysItHasOneByte) {
+    MemorySource source(PictureBody({Text("image")}), [](Call& call) {
+        if (call.op == "getsize") call.result = 1;
+    });
+    _KELCMN_MFAL record = source.Record();
+    KELFLACFD_CTX ctx = {};
+    ASSERT_EQ(kelflacf_fal_create(&ctx.fal, &record, 4096), 0);
+    EXPECT_EQ(parse_meta_pic(&ctx, 100), -3);
+    kelflacf_fal_delete(&ctx.fal);
 }
 
 }  // namespace kelflac_test
