@@ -33,8 +33,8 @@ TEST(Reader, HasARingForItsHintAndAChunk) {
 }
 
 /** Does the steps of a script, "read 200 = 100 (3 end)", and returns it with the real results. The
-    result of a peek is 1 for any value but 0. In brackets: the buffered bytes, and "end" at the end
-    of the data. */
+    result of a peek or read4 is 1 for any value but 0. In brackets: the buffered bytes, and "end"
+    at the end of the data. */
 static std::string Play(Reader* reader, const std::string& script) {
     Bytes to(30000);
     const std::map<std::string, std::function<int(int)>> steps = {
@@ -43,7 +43,8 @@ static std::string Play(Reader* reader, const std::string& script) {
         {"read", [&](int n) { return kelflacf_fal_read(reader, to.data(), n); }},
         {"fill", [=](int) { return kelflacf_fal_bytes_peek(reader); }},
         {"peek", [=](int n) { return kelflacf_fal_peek1(reader, n) != 0; }},
-        {"peek4", [=](int n) { return kelflacf_fal_peek4(reader, n) != 0; }}};
+        {"peek4", [=](int n) { return kelflacf_fal_peek4(reader, n) != 0; }},
+        {"read4", [=](int) { return kelflacf_fal_read4(reader) != 0; }}};
     std::istringstream in(script);
     std::ostringstream played;
     std::string step, expected;
@@ -62,6 +63,8 @@ TEST(Reader, ServesSkipsMovesReadsAndPeeks) {
         {"a fill leaves a byte free, peeks refill for their first bytes alone", 50000, sound,
          "peek4 4096 = 0 (4096) fill 0 = 4096 (4096) read 1 = 1 (4095) fill 0 = 8191 (8191) "
          "skip 8189 = 0 (2) peek4 0 = 1 (4098) peek4 2147483647 = 0 (4098)"},
+        {"four buffered bytes are enough for a word", 10000, sound,
+         "skip 4092 = 0 (4) peek4 0 = 1 (4) read4 0 = 1 (0) read4 0 = 1 (4092)"},
         {"skips of all that is buffered", 10000, sound,
          "skip 4096 = 0 (4096) skip 5904 = 0 (0 end) skip 0 = 1 (0 end)"},
         {"skips past the end and back", 10000, sound, "skip 11000 = 1 (0 end) skip -5 = 0 (0 end)"},

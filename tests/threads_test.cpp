@@ -59,4 +59,24 @@ TEST(Threads, TwoReadATrackAndReleaseItsOneBufferLate) {
     EXPECT_EQ(got, kAudio);
 }
 
+TEST(Threads, AFormatWaitsForTheEndOfARead) {
+    Player* player = nullptr;
+    const Owned<AMediaFormat> format(AMediaFormat_new());
+    std::atomic<bool> given{false};
+    std::thread asker;
+    Started s(kFile, [&](Call& call) {
+        if (player == nullptr || asker.joinable() || call.op != "read") return;
+        asker = std::thread([&] {
+            player->track->getFormat(player->track->data, format.get());
+            given = true;
+        });
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        EXPECT_FALSE(given) << "another thread got the format while the track reads the source";
+    });
+    player = &s;
+    while (!asker.joinable() && s.Read().status == AMEDIA_OK) continue;
+    ASSERT_TRUE(asker.joinable()) << "no read of the track reads the source";
+    asker.join();
+}
+
 }  // namespace kelflac_test
