@@ -216,7 +216,7 @@ void Trial::judgeEnd() {
     }
     const off64_t after = mLost ? 0 : std::max<off64_t>(mOriginal.size() - mNext, 0);
     mLeftOut += static_cast<uint64_t>(after);
-    // The last frame of a source of unknown size is never handed out.
+    // In a source of unknown size only pieces have the last frame.
     if (after == 0 || mRun.refused > mRefusedThen || !mOptions.size_known) return;
     fault("left-out", std::to_string(after) + " bytes left out at the end", mNext);
 }
