@@ -46,8 +46,8 @@ TEST(Bridge, EachCallHasItsResultAndItsLogLine) {
         {"ioctl of nothing", kelcmn_mfal_ioctl(fp, 1, nullptr), -1, IsNull("240", "arg")},
         {"read 0 bytes into nothing", kelcmn_mfal_read(nullptr, nullptr, 0), 0, ""},
         {"write nothing", kelcmn_mfal_write(fp, nullptr, -1), 0, ""},
-        {"ioctl 1", kelcmn_mfal_ioctl(fp, 1, to), 0, ""},
-        {"ioctl 2", kelcmn_mfal_ioctl(fp, 2, to), -1, ""},
+        {"ioctl of command 1, which is accepted", kelcmn_mfal_ioctl(fp, 1, to), 0, ""},
+        {"ioctl of command 2, which is not", kelcmn_mfal_ioctl(fp, 2, to), -1, ""},
         {"getsize of an unknown size", kelcmn_mfal_getsize(fp, &n), 0, ""},
         {"the size", n, 0, ""},
         {"skip 0", kelcmn_mfal_skip(fp, &none), -1, ""},
@@ -63,8 +63,8 @@ TEST(Bridge, EachCallHasItsResultAndItsLogLine) {
     };
     kelcmn_mfal_close(fp);
     for (const auto& [call, result, expected, expected_log, log] : rows) {
-        EXPECT_EQ(result, expected) << call;
-        EXPECT_EQ(log, expected_log) << call;
+        EXPECT_EQ(result, expected) << "the result of: " << call;
+        EXPECT_EQ(log, expected_log) << "the log of: " << call;
     }
 }
 

@@ -21,15 +21,15 @@ static Texts Life(const Bytes& file, const Hook& hook) {
         demuxer.source.calls.clear();
         log.push_back(line.GetString());
     };
-    answer(testing::Message() << "open: " << demuxer.err);
+    answer(testing::Message() << "open: status " << demuxer.err);
     if (demuxer.ctx == nullptr) return log;
     Random random(static_cast<uint32_t>(file.size()));
     const auto read = [&] {
         const int32_t room = random() % 8 != 0 ? 9000 : random() % 2 == 0 ? 100 : 0;
         const Frame frame = demuxer.Read(room);
         const size_t hash = std::hash<std::string>()({frame.bytes.begin(), frame.bytes.end()});
-        answer(testing::Message() << "read with room for " << room << ": " << frame.status << ", "
-                                  << frame.bytes.size() << " bytes with the hash " << hash
+        answer(testing::Message() << "read with room for " << room << ": status " << frame.status
+                                  << ", " << frame.bytes.size() << " bytes with the hash " << hash
                                   << ", time " << frame.time << " to " << frame.next_time);
         return frame.status;
     };
@@ -38,7 +38,8 @@ static Texts Life(const Bytes& file, const Hook& hook) {
     for (int seeks = 0; seeks < 25; ++seeks) {
         int64_t time = (int64_t{random()} - INT32_MAX) * (1 << random() % 28), landed = -1;
         if (random() % 16 != 0) time %= demuxer.info.duration * 9 / 8 + 1;
-        answer(testing::Message() << "seek to " << time << ": " << demuxer.Seek(time, &landed));
+        answer(testing::Message() << "seek to " << time << " (in 100 ns): status "
+                                  << demuxer.Seek(time, &landed));
         if (read() == KELFLACFD_END || landed < 0) continue;  // the time has no meaning then
         answer(testing::Message() << "the seek landed on " << landed);
         if (random() % 4 == 0) demuxer.ctx->full_check_count = random() % 2 == 0 ? 0 : 2;
@@ -72,14 +73,14 @@ TEST(CallSequence, EqualsTheModels) {
     const struct {
         const char *name, *op;
         int64_t divisor, more;  // such a call returns its valid result / divisor + more
-    } faults[] = {{"sound calls", "none", 1, 0},
-                  {"short reads", "read", 3, 0},
-                  {"empty reads", "read", kToZero, 0},
-                  {"failing reads", "read", kToZero, -1},
-                  {"refused positions", "setpos", kToZero, -1},
-                  {"unknown sizes", "getsize", kToZero, 0},
-                  {"too large sizes", "getsize", 1, 99999},
-                  {"too small sizes", "getsize", 2, 0}};
+    } faults[] = {{"none", "none", 1, 0},
+                  {"read gives a third", "read", 3, 0},
+                  {"read gives nothing", "read", kToZero, 0},
+                  {"read fails", "read", kToZero, -1},
+                  {"setpos fails", "setpos", kToZero, -1},
+                  {"getsize gives 0", "getsize", kToZero, 0},
+                  {"getsize gives too much", "getsize", 1, 99999},
+                  {"getsize gives half", "getsize", 2, 0}};
     for (uint32_t seed = 0; seed < (KELFLAC_SLOW_BUILD ? 200 : 2000); ++seed) {
         Random random(seed);
         const auto any = [&](std::initializer_list<uint32_t> values) {
@@ -112,9 +113,12 @@ TEST(CallSequence, EqualsTheModels) {
             }
             return text;
         };
-        FAIL() << "Stream " << seed << " of " << file.size() << " bytes, " << fault.name
-               << ". The library:\n"
-               << around(library) << "The model:\n"
+        FAIL() << "Seed " << seed << ": a file of " << file.size() << " bytes. The fault of the "
+               << "source, in one call of " << every << ": " << fault.name << ".\n"
+               << "A line is a call of the source, \"call argument @position before = result\". "
+               << "After an answer's calls comes the answer.\n> is the first difference: later "
+               << "ones may follow from it. Earlier lines are equal.\nThe library:\n"
+               << around(library) << "The model, which is right:\n"
                << around(model);
     }
 }

@@ -22,6 +22,10 @@ static std::pair<Account, Account> Lives(const Bytes& file) {
 }
 
 /** A line of the table. The last cell, and empty ones before it, are not padded. */
+static const Texts kHeading = {
+    "stream",   "opens?", "title", "date",
+    "pictures", "frames", "seek",  "different if the source's size is unknown"};
+
 static std::string Line(const Texts& cells) {
     constexpr int kWidths[] = {51, 29, 13, 5, 17, 7, 6, 0};
     std::ostringstream out;
@@ -32,8 +36,7 @@ static std::string Line(const Texts& cells) {
 }
 
 static std::string Table() {
-    std::string table = Line({"stream", "opens?", "title", "date", "pictures", "frames", "seek",
-                              "with the size unknown"});
+    std::string table = Line(kHeading);
     for (const auto& [title, streams] : HostileGroups()) {
         table += "\n# " + title + "\n";
         for (const auto& [name, bytes] : streams) {
@@ -58,7 +61,7 @@ TEST(Hostile, StreamsGiveWhatTheTableSays) {
     std::istringstream rows(now), expected_rows(written != nullptr ? now : old);
     for (std::string got, expected; std::getline(rows, got);) {
         std::getline(expected_rows, expected);
-        ASSERT_EQ(got, expected);
+        ASSERT_EQ(got, expected) << "The cells are: " << Line(kHeading);
     }
     EXPECT_TRUE(expected_rows.peek() == EOF) << "the table has more rows";
 }

@@ -117,7 +117,7 @@ TEST(Track, RefusesABufferThatIsSmallerThanTheFrame) {
     buffer->size = [](void*) -> size_t { return 199; };
     buffer->release(buffer->handle);
     EXPECT_EQ(s.Read().status, AMEDIA_ERROR_UNKNOWN);
-    EXPECT_EQ(TakeLog(), kLog + "::read() ERROR_BUFFER_TOO_SMALL\n");
+    EXPECT_EQ(TakeLog(), kLog + "::read() ERROR_BUFFER_TOO_SMALL\n") << "of the refused read";
 }
 
 TEST(Track, HasTheOptionalCallsOfItsBase) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <mutex>
+#include <stdexcept>
 #include <utility>
 
 #include "host/log.h"
@@ -67,7 +68,8 @@ struct Session : OwnSource, Player {
 /** A session whose track is started. */
 struct Started : Session {
     explicit Started(Bytes bytes, const Hook& hook = {}) : Session(std::move(bytes), hook) {
-        EXPECT_EQ(Start(), AMEDIA_OK);
+        if (extractor == nullptr) throw std::runtime_error("the sniffer does not claim the stream");
+        if (Start() != AMEDIA_OK) throw std::runtime_error("the track does not start");
     }
 };
 
