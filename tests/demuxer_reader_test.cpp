@@ -34,7 +34,7 @@ TEST(Reader, HasARingForItsHintAndAChunk) {
 
 /** Does the steps of a script, "read 200 = 100 (3 end)", and returns it with the real results. The
     result of a peek or read4 is 1 for any value but 0. In brackets: the buffered bytes, and "end"
-    at the end of the data. */
+    if `eof` is set. */
 static std::string Play(Reader* reader, const std::string& script) {
     Bytes to(30000);
     const std::map<std::string, std::function<int(int)>> steps = {
@@ -60,7 +60,7 @@ TEST(Reader, ServesSkipsMovesReadsAndPeeks) {
     const std::tuple<const char*, int, Hook, const char*> rows[] = {
         {"past the end", 100, sound,
          "read 0 = 0 (100 end) read 200 = 100 (0 end) peek 0 = 0 (0 end)"},
-        {"a fill leaves a byte free, peeks refill for their first bytes alone", 50000, sound,
+        {"a fill leaves a byte free, peeks refill as if their offset were 0", 50000, sound,
          "peek4 4096 = 0 (4096) fill 0 = 4096 (4096) read 1 = 1 (4095) fill 0 = 8191 (8191) "
          "skip 8189 = 0 (2) peek4 0 = 1 (4098) peek4 2147483647 = 0 (4098)"},
         {"four buffered bytes are enough for a word", 10000, sound,

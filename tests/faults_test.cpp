@@ -10,7 +10,7 @@ namespace kelflac_test {
 using Strikes = std::function<bool()>;  // called at each event
 using Play = Life (*)(const Bytes& file, const Hook& hook);
 
-/** Plays a file whose tags and frames make the ring grow, and makes each event fail in turn.
+/** Plays a tagged file whose frames make the ring grow, and makes each event fail in turn.
     `whole`: no frame may be cut. Returns the lives: the first event fails, all from the first on
     fail, the second fails, and so on; at last none fails. */
 static std::vector<Life> StrikeEach(Play play, const std::function<Hook(Strikes)>& arm,

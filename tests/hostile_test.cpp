@@ -21,11 +21,11 @@ static std::pair<Account, Account> Lives(const Bytes& file) {
     return {DemuxerLife(file).account, DemuxerLife(file, UnknownSize).account};
 }
 
-/** A line of the table. The last cell, and empty ones before it, are not padded. */
 static const Texts kHeading = {
     "stream",   "opens?", "title", "date",
     "pictures", "frames", "seek",  "different if the source's size is unknown"};
 
+/** A line of the table. Empty cells at its end are left out. */
 static std::string Line(const Texts& cells) {
     constexpr int kWidths[] = {51, 29, 13, 5, 17, 7, 6, 0};
     std::ostringstream out;

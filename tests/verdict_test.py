@@ -13,7 +13,7 @@ import tempfile
 BESIDES = {"audio-past-end", "foreign-bytes", "rate-contradicts", "channels-contradict",
            "bits-contradict", "block-size-contradicts", "frame-size-contradicts",
            "frame-out-of-order"}
-# What docs/behaviour.md names, of a damaged or odd file.
+# What docs/behaviour.md explains of a damaged or odd file.
 NAMED = {"variable-block-size", "small-blocks", "no-rate", "32-bits", "two-id3v2-tags", "no-marker",
          "no-streaminfo", "no-frame", "streaminfo-not-first", "damaged", "frame-too-large", "left-out",
          "samples-differ", "format", "no-header"}
@@ -69,7 +69,7 @@ def complaints(record, accepted):
     if not accepted and not codes:
         yield "flac -t refuses it"
     if accepted and not codes <= BESIDES:
-        yield f"flac -t accepts it, not {codes - BESIDES}"
+        yield f"flac -t accepts it and sees no {codes - BESIDES}"
     odd = {reason["code"] for reason in plugin["reasons"]} - NAMED
     if file["verdict"] == "sound" and plugin["verdict"] == "wrong":
         yield f"the file is sound, and the plug-in is called wrong for {plugin['reasons']}"

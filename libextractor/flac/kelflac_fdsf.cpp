@@ -5,7 +5,7 @@
 namespace android {
 
 KelFLACFDSF::~KelFLACFDSF() {
-    // The demuxer is deleted first: it closes its handle through the record.
+    // The demuxer is deleted first: the parameter block must outlive it.
     if (ctx != nullptr) kelflacfd_delete(ctx);
     ctx = nullptr;
     delete mfal.open_param;

@@ -1,6 +1,6 @@
 // What a file costs: each basic block of the library that runs, and each 16 bytes that the C
-// library copies, fills or compares for it. Code that the compiler adds counts them. The same input
-// always costs the same.
+// library copies, fills or compares for it. Code that the compiler adds counts the blocks. The same
+// input always costs the same.
 #pragma once
 
 #include <cstdint>

@@ -99,7 +99,7 @@ void Decoding::compareHeader(const FLAC__FrameHeader& header) {
                 mInfo.max_blocksize);
     const uint64_t sample = header.number.sample_number;
     if (sample == mOut.samples || !mSound) return;  // Gaps have been told of.
-    fault("frame-out-of-order", "a frame of sample " + std::to_string(sample) + " follows sample " +
+    fault("frame-out-of-order", "a frame of sample " + std::to_string(sample) + " in place of " +
                                     std::to_string(mOut.samples));
 }
 

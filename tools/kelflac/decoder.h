@@ -25,7 +25,7 @@ struct Decoded {
     int64_t metadata_end = 0;
     int64_t first_end = 0;        ///< After the first frame; 0 = there is none.
     int64_t end = 0;              ///< After the last frame.
-    uint64_t smallest_frame = 0;  ///< In bytes; of two frames or more, the last one not counted.
+    uint64_t smallest_frame = 0;  ///< In bytes, without the last frame; 0 below two frames.
     uint64_t largest_frame = 0;
 };
 

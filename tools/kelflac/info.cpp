@@ -41,10 +41,9 @@ Json jsonOf(const AMediaFormat* format) {
 /** A key as people read it: "durationUs" is a duration, "max-input-size" a max input size. */
 std::string labelOf(std::string key) {
     static const std::pair<const char*, const char*> kLabels[] = {
-        {"durationUs", "Duration"},     {"csd-0", "Codec data"},
-        {"mime", "MIME type"},          {"albumart", "Album art"},
-        {"cdtracknum", "Track number"}, {"track", "Track format"},
-        {"metadata", "File metadata"},  {"in_file", "In the file, not published"}};
+        {"durationUs", "Duration"},    {"csd-0", "Codec data"},        {"mime", "MIME type"},
+        {"albumart", "Album art"},     {"cdtracknum", "Track number"}, {"track", "Track format"},
+        {"metadata", "File metadata"}, {"in_file", "In the file"}};
     for (const auto& [known, label] : kLabels) {
         if (key == known) return label;
     }

@@ -54,7 +54,7 @@ Head Original::head() {
         StreamInfo info{};
         if (type == 0 && read(pos + kBlockHeader, info.body.data(), info.body.size()))
             out.info = info;
-        // Of STREAMINFO the stated length is not looked at.
+        // A STREAMINFO is passed over by its true length.
         pos += kBlockHeader + (type == 0 ? static_cast<off64_t>(info.body.size()) : length);
     }
     return out;

@@ -216,7 +216,7 @@ void Trial::judgeEnd() {
     }
     const off64_t after = mLost ? 0 : std::max<off64_t>(mOriginal.size() - mNext, 0);
     mLeftOut += static_cast<uint64_t>(after);
-    // In a source of unknown size only pieces have the last frame.
+    // A search misses the last frame of a source of unknown size.
     if (after == 0 || mRun.refused > mRefusedThen || !mOptions.size_known) return;
     fault("left-out", std::to_string(after) + " bytes left out at the end", mNext);
 }
@@ -231,7 +231,7 @@ void Trial::compareTime(const Frame& frame, std::optional<int64_t> byte) {
     const int64_t wanted = timeUs(place->sample, mInfo->rate());
     if (frame.time_us == wanted) return;
     fault("time",
-          "a frame of " + std::to_string(wanted) + " us has the time " +
+          "a frame at " + std::to_string(wanted) + " us has the time " +
               std::to_string(frame.time_us.value_or(-1)),
           byte, wanted);
 }

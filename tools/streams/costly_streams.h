@@ -1,4 +1,4 @@
-// Streams of high cost: bytes that make a search for headers work, and one part of a file repeated
+// Streams of high cost: bytes that keep a search for headers busy, and one part of a file repeated
 // up to the wanted size.
 #pragma once
 
@@ -6,7 +6,7 @@
 
 namespace kelflac_streams {
 
-/** Bytes that make a search for headers work. */
+/** Bytes that keep a search for headers busy. */
 enum CostlyKind {
     kOnes,
     kCodes,
@@ -20,12 +20,12 @@ enum CostlyKind {
 constexpr const char* kCostlyKinds[kCostlyKindCount] = {
     "0xFF", "codes", "numbers", "codes+numbers", "broken CRC-8", "random bytes", "pairs of a kind"};
 
-/** 10 s of real frames, then `size` bytes of a CostlyKind, in a stream that states frames of up to
+/** 10 s of frames, then `size` bytes of a CostlyKind, in a stream that states frames of up to
     `max_frame` bytes. */
 Bytes CostlyStream(int kind, size_t size, uint32_t max_frame);
 
-/** Streams that grow with `size`, in a fixed order: the same comment, block, tag or frame many
-    times, or a huge one and then small ones. Most have about `size` bytes. Some need up to 20 times
+/** In a fixed order: the same comment, block, tag or frame many times, or a huge one, then small
+    ones; blocks cut short; each CostlyKind. Most have about `size` bytes. Some need up to 20 times
     as many for enough blocks or frames. Their cost must grow as their size. */
 std::vector<NamedStream> RepeatingStreams(size_t size);
 

@@ -48,7 +48,7 @@ struct EncodedStream {
 };
 
 /** `length` samples of 1 to 8 channels. Each number of channels has its own sample size and rate.
-    Some have tags, some a sample count. */
+    Some have a picture, some a sample count. */
 EncodedStream EncodeKind(uint32_t channels, size_t length);
 
 }  // namespace kelflac_streams

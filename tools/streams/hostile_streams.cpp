@@ -231,7 +231,7 @@ Streams SecondFrames() {
     return out;
 }
 
-/** A file of a picture and two frames, cut at the start of each part and one byte before. */
+/** A file of a picture and two frames, cut in or beside the marker and the frames. */
 Streams CutFiles() {
     const Bytes sound = StreamBuilder{}.Picture({Text("P")}).Frames(0, 2, 60).Build();
     Streams out;

@@ -1,9 +1,9 @@
 // The buffered reader. It reads bytes, big-endian words and blocks, looks ahead, skips and moves.
 // It reads its source through an I/O callback record and keeps the bytes in a ring buffer.
 //
-// The demuxer reads its source only through here. The source is read in chunks of at most 4096
-// bytes that end on 4096-byte boundaries of the file. A failed read of the source counts as the end
-// of its data: `eof` is set, and missing values are zero.
+// The demuxer reads its source only through here. Reads of the source are of at most 4096 bytes.
+// After full reads they end at multiples of 4096. A failed read ends the data: `eof` is set (not by
+// kelflacf_fal_bytes_peek), and missing values are zero.
 //
 // Call kelflacf_fal_create first and kelflacf_fal_delete last. If kelflacf_fal_create fails, call
 // nothing between them. Pointers must not be null. Counts and offsets are 0 or more. Never use one
@@ -89,19 +89,19 @@ void KELFLACF_FAL_FILL_BUF2(KELFLACF_FAL* fal, int wanted);
     a row that gives nothing. Returns the buffered count. */
 int kelflacf_fal_bytes_peek(KELFLACF_FAL* fal);
 
-/** The byte `offset` bytes ahead. Makes one refill step for one byte; a byte that is still not
-    buffered is 0. Consumes nothing. */
+/** The byte `offset` bytes ahead. Makes one refill step if the ring is empty; a byte that is then
+    not buffered is 0. Consumes nothing. */
 int kelflacf_fal_peek1(KELFLACF_FAL* fal, int offset);
 
 /** Consumes the next byte. Returns 0 at the end of the data. */
 int kelflacf_fal_read1(KELFLACF_FAL* fal);
 
-/** The big-endian word `offset` bytes ahead. Makes one refill step for four bytes; a word that is
-    still not wholly buffered is 0. Consumes nothing. */
+/** The big-endian word `offset` bytes ahead. Makes one refill step if fewer than four are
+    buffered; a word that is then not wholly buffered is 0. Consumes nothing. */
 uint32_t kelflacf_fal_peek4(KELFLACF_FAL* fal, int offset);
 
-/** Consumes the next big-endian word. Returns 0 and consumes nothing when fewer than four bytes are
-    left. */
+/** Consumes the next big-endian word. Returns 0 and consumes nothing where a refill step leaves
+    fewer than four bytes. */
 uint32_t kelflacf_fal_read4(KELFLACF_FAL* fal);
 
 /** kelflacf_fal_view for bytes that are not in one piece: copies them to `scratch`. */
@@ -149,7 +149,7 @@ int kelflacf_fal_read(KELFLACF_FAL* fal, void* dst, int count);
  * Consumes `count` bytes. When no byte stays buffered, reloads the ring from the source at the new
  * position, or empties it if `eof` is set. A negative count does nothing.
  *
- * @return KELFLACF_FAL_OK; KELFLACF_FAL_END when the data ended.
+ * @return KELFLACF_FAL_OK; KELFLACF_FAL_END when too few bytes were loaded.
  */
 int kelflacf_fal_skip(KELFLACF_FAL* fal, int count);
 

@@ -112,7 +112,8 @@ struct KELFLACFD_INFO {
     int32_t max_block;     ///< Largest block in samples; equal to min_block in an open stream.
     int32_t min_frm;       ///< Smallest frame in bytes; 0 when unknown.
     int64_t duration;      ///< In 100 ns.
-    KELFLACFD_TAG* tag;  ///< Owned by the stream, valid until kelflacfd_delete; null without tags.
+    KELFLACFD_TAG* tag;    ///< Owned by the stream, valid until kelflacfd_delete; null without a
+                           ///< valid comment or picture block.
 };
 
 // Operations. Each one checks its handle. Those that return a status return KELFLACFD_E_HANDLE for

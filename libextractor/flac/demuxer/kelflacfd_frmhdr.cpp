@@ -18,8 +18,8 @@ constexpr uint32_t BLOCK_SIZE_MASK = 0x0000F000;  // 0 is reserved
 constexpr uint32_t HZ_MASK = 0x00000F00;          // all ones is forbidden
 constexpr uint32_t CHANNELS_MASK = 0x000000F0;
 constexpr uint32_t CHANNELS_RESERVED = 0x000000B0;  // and all values above
-// Codes 3 (reserved) and 7. Code 7 means 32 bits in RFC 9639. It is refused here: streams of 32-bit
-// samples don't open.
+// Codes 3 (reserved) and 7. Code 7 means 32 bits in RFC 9639. It is refused here: such frames
+// are not found.
 constexpr uint32_t BITS_REFUSED = 0x00000006;
 
 // Block-size codes with a tail after the coded number: the block size minus 1.

@@ -30,7 +30,7 @@ bool check_frm_sync(uint32_t v);
 
 /**
  * Tests the rest of a header `offset` bytes after the read point, where check_frm_sync has passed.
- * Makes one refill step for one byte. Bytes that are still not buffered count as 0. Consumes
+ * Refills an empty ring by one step. Bytes that are still not buffered count as 0. Consumes
  * nothing.
  *
  * @param frm_num receives the coded number; if it is malformed, the bits decoded so far.

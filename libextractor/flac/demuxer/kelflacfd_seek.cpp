@@ -113,8 +113,8 @@ void move_reader(KELFLACFD_CTX* ctx, int64_t pos) {
     kelflacf_fal_setpos(&ctx->fal, &target);  // if refused, the reader stays where it is
 }
 
-/** Probes until a frame is close enough, or until another rule ends the search. Returns the number
-    of the last frame, or of the best recorded one when the history is full or repeats. */
+/** Probes until a frame is close enough, or until another rule ends the search. Returns the last
+    number found, or the best recorded one if note_probe put it in its place. */
 uint64_t search(KELFLACFD_CTX* ctx, uint64_t target, int64_t probe, BRACKETS brackets) {
     HISTORY history = {};
     uint64_t num = 0;
