@@ -135,10 +135,15 @@ TEST(FrameHeader, BytesThatAreNotBufferedCountAsZero) {
 
 TEST(FrameSearch, FindsHeadersInTheLastWordAndAtTheFirstByte) {
     KELFLACFD_FRM_HDR hdr;
-    Reader word(Hex("55 55 FF F8 54 3C")), cut(Hex("55 55 FF F8 54")), first(FrameBytes({}, 20));
+    // FF F8 31 and zeros are a header.
+    Reader word(Hex("55 55 FF F8 54 3C")), cut(Hex("55 55 FF F8 31")), first(FrameBytes({}, 20));
+    Reader cut_successor(Hex("FF F8 31 00 00 00 00 FF F8 31"));
+    KELFLACFD_SEEN seen = {};
     EXPECT_EQ(find_frm_hdr(&word, &hdr), 2)
         << "a header in the last word: bytes after it count as zeros";
     EXPECT_EQ(find_frm_hdr(&cut, &hdr), -1) << "no header in the last three bytes";
+    EXPECT_EQ(find_frm_hdr(&cut_successor, &hdr), 0);
+    EXPECT_EQ(find_successor(&cut_successor, &seen, hdr), 0) << "no successor there either";
     EXPECT_EQ(find_last_frm_hdr(&first, &hdr), 0);
 }
 
