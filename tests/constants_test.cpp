@@ -7,7 +7,7 @@
 namespace kelflac_test {
 
 TEST(Constants, KeepTheirValues) {
-    const Demuxer open(StreamBuilder{}.Frames(0, 3, 200).Build());
+    const Opened open(StreamBuilder{}.Frames(0, 3, 200).Build());
     const std::tuple<const char*, int64_t, int64_t> rows[] = {
         {"magic of a context", open.ctx->magic, 0x464C4344},
         {"codec of an open stream", open.info.codec, 0xF1AC},

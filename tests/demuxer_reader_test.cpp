@@ -115,7 +115,8 @@ TEST(Reader, FillsUpToTheSecondEmptyReadInARow) {
         {{1, 3}, 0, 20480, 7}, {{5, 6}, 0, 20480, 7}, {{1, 2}, 1, 20482, 7}};
     for (const auto& row : rows) {
         const auto& [few, bytes, buffered, reads] = row;
-        SCOPED_TRACE(std::to_string(bytes) + " bytes by reads " + testing::PrintToString(few));
+        SCOPED_TRACE("reads number " + testing::PrintToString(few) + " give " +
+                     std::to_string(bytes) + " bytes");
         const auto spoil = [&](Call& call) {
             if (call.op == "read" && std::get<0>(row).count(call.index) > 0)
                 call.result = std::get<1>(row);

@@ -22,23 +22,31 @@ TEST(Open, GivesDurationByteRateAndSizes) {
     const Bytes many = StreamBuilder(Info(300)).Raw({0, 0}).Frames(0, 5000, 200).Build();
     const Hook sound;
     // Duration, byte rate, seekable, largest frame, ring; the stream, its source, `in_duration`.
-    const std::tuple<int64_t, int, int, int, int, Bytes, Hook, int64_t> rows[] = {
-        {100000000, 100000, 1, 300, 8192, many, sound, 0},
-        {10000000, 400, 1, 300, 8192, two(Info(300)), sound, 10000000},
-        {1, -294967296, 1, 300, 8192, two(Info(300)), sound, 1},       // the rate wraps
-        {92879818, 43, 1, 300, 8192, two(Info(300, 0)), sound, 0},     // the last frame is 99
-        {92879818, 43, 1, 442, 8192, two(Info(442, 0)), sound, 0},     // all of the file
-        {928798, 4306, 1, 9000, 16384, two(Info(9000, 0)), sound, 0},  // file below a frame's size
-        {100000000, 0, 0, 300, 8192, two(Info(300)), UnknownSize, 0},
-        {100000000, 0, 1, 300, 8192, two(Info(300), 20), UnknownSize, 0},
-        {100000000, 0, 1, 300, 8192, two(Info(300), 17), UnknownSize, 0},  // shorter than one point
-        {100000000, 40, 1, 8192, 16384, two(Info(0, 441000, 12)), sound, 0},
-        {4869677433106, 0, 1, 300, 8192, two(Info(300, (5LL << 32) + 441000)), sound, 0},
-        {4410000000000, 0, 1, 300, 8192, two({4096, 4096, 0, 1, 2, 16, 300, 441000}), sound, 0},
-        {100000000, 40, 1, 27648, 32768, two({4608, 4608, 0, 44100, 2, 24, 0, 441000}), sound, 0},
+    const std::tuple<const char*, int64_t, int, int, int, int, Bytes, Hook, int64_t> rows[] = {
+        {"many frames", 100000000, 100000, 1, 300, 8192, many, sound, 0},
+        {"a given duration", 10000000, 400, 1, 300, 8192, two(Info(300)), sound, 10000000},
+        {"a byte rate that wraps", 1, -294967296, 1, 300, 8192, two(Info(300)), sound, 1},
+        {"no total, last frame 99", 92879818, 43, 1, 300, 8192, two(Info(300, 0)), sound, 0},
+        {"no total, the largest frame as long as the file", 92879818, 43, 1, 442, 8192,
+         two(Info(442, 0)), sound, 0},
+        {"no total, a file below the largest frame", 928798, 4306, 1, 9000, 16384,
+         two(Info(9000, 0)), sound, 0},
+        {"unknown size", 100000000, 0, 0, 300, 8192, two(Info(300)), UnknownSize, 0},
+        {"unknown size, a SEEKTABLE", 100000000, 0, 1, 300, 8192, two(Info(300), 20), UnknownSize,
+         0},
+        {"unknown size, a SEEKTABLE below one point", 100000000, 0, 1, 300, 8192,
+         two(Info(300), 17), UnknownSize, 0},
+        {"no largest frame", 100000000, 40, 1, 8192, 16384, two(Info(0, 441000, 12)), sound, 0},
+        {"no largest frame, 24 bits", 100000000, 40, 1, 27648, 32768,
+         two({4608, 4608, 0, 44100, 2, 24, 0, 441000}), sound, 0},
+        {"a total above 32 bits", 4869677433106, 0, 1, 300, 8192,
+         two(Info(300, (5LL << 32) + 441000)), sound, 0},
+        {"a rate of 1 Hz", 4410000000000, 0, 1, 300, 8192,
+         two({4096, 4096, 0, 1, 2, 16, 300, 441000}), sound, 0},
     };
-    for (const auto& [duration, byte_rate, seekable, largest, ring, bytes, hook, given] : rows) {
-        SCOPED_TRACE(duration);
+    for (const auto& [name, duration, byte_rate, seekable, largest, ring, bytes, hook, given] :
+         rows) {
+        SCOPED_TRACE(name);
         Demuxer d(bytes, hook, given);
         ASSERT_EQ(d.err, 0);
         EXPECT_EQ(d.info.duration, duration);
@@ -121,7 +129,7 @@ TEST(Open, TakesBytesInMemory) {
 }
 
 TEST(Read, LooksFor245FramesThenGivesPieces) {
-    Demuxer demuxer(StreamBuilder(Info(300)).Frames(0, 250, 200).Build());
+    Opened demuxer(StreamBuilder(Info(300)).Frames(0, 250, 200).Build());
     int frames = 0;
     for (; kelflacfd_reads_frames(demuxer.ctx); ++frames)
         ASSERT_EQ(demuxer.Read().length, 200U) << "frame " << frames;
@@ -130,7 +138,7 @@ TEST(Read, LooksFor245FramesThenGivesPieces) {
 }
 
 TEST(Read, GivesNoTimesWhereTheBlockSizeVaries) {
-    Demuxer demuxer(StreamBuilder{}.Frames(5, 9, 200).Build());
+    Opened demuxer(StreamBuilder{}.Frames(5, 9, 200).Build());
     demuxer.ctx->info.min_block = 16;
     const Frame frame = demuxer.Read();
     EXPECT_EQ(frame.time, 0);

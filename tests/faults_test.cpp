@@ -32,9 +32,11 @@ static std::vector<Life> StrikeEach(Play play, const std::function<Hook(Strikes)
         for (const Bytes& frame : lives.back().frames)
             EXPECT_GE(sound.frames.count(frame), whole ? 1U : 0U) << "a frame is cut";
         const Life after = struck ? play(file, {}) : lives.back();
+        SCOPED_TRACE("a life without failures after one in which event " + std::to_string(n / 2) +
+                     (n % 2 != 0 ? " and all after it failed" : " failed"));
         EXPECT_EQ(after.account.Unlike(sound.account), "");
         EXPECT_EQ(after.answers, sound.answers);
-        EXPECT_TRUE(after.frames == sound.frames);
+        EXPECT_TRUE(after.frames == sound.frames) << "other frames";
     }
     return lives;
 }

@@ -1,6 +1,8 @@
 // A demuxer over a source that records its calls.
 #pragma once
 
+#include <stdexcept>
+
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
 #include "tools/host/demuxer.h"
 #include "tools/streams/stream_builder.h"
@@ -27,6 +29,13 @@ struct Reader : KELFLACF_FAL {
 struct Demuxer : OwnSource, DemuxerPlayer {
     explicit Demuxer(Bytes bytes, const Hook& hook = {}, int64_t in_duration = 0)
         : OwnSource{MemorySource(std::move(bytes), hook)}, DemuxerPlayer(&source, in_duration) {}
+};
+
+/** The same of a stream that must open. */
+struct Opened : Demuxer {
+    explicit Opened(Bytes bytes) : Demuxer(std::move(bytes)) {
+        if (ctx == nullptr) throw std::runtime_error("not opened: status " + std::to_string(err));
+    }
 };
 
 }  // namespace kelflac_test

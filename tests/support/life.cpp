@@ -66,7 +66,7 @@ static size_t StoredBytes(const KELFLACFD_TAG& tag, const Bytes& file) {
     for (auto [data, size] : stored) {
         sum += size;
         while (size > 0 && data[size - 1] == 0) size--;  // zeros where the source gave no more
-        EXPECT_TRUE(Holds(file, data, size));
+        EXPECT_TRUE(Holds(file, data, size)) << "what is stored is the file's";
     }
     return sum;
 }
@@ -141,7 +141,7 @@ Life PluginLife(const Bytes& file, const Hook& hook) {
     const auto read = [&](uint32_t options, int64_t us) {
         const auto [status, frame, meta] = s.Read(options, us);
         EXPECT_THAT(status, AnyOf(0, -10000, -10002, -10006));
-        EXPECT_TRUE(Holds(file, frame.data(), frame.size()));
+        EXPECT_TRUE(Holds(file, frame.data(), frame.size())) << "what is read is the file's";
         life.answers += " " + std::to_string(status) + meta;
         if (status == AMEDIA_OK) life.frames.insert(frame);
         return status != AMEDIA_ERROR_END_OF_STREAM;

@@ -50,8 +50,17 @@ struct Session : OwnSource, Player {
         TakeLog();
     }
     ~Session() { extractor.reset(); }
-    std::string TrackFormat() { return Entries(Player::TrackFormat(meta), meta); }
-    std::string FileMeta() { return Entries(Player::FileMeta(meta), meta); }
+    std::string TrackFormat() {
+        MustBeClaimed();
+        return Entries(Player::TrackFormat(meta), meta);
+    }
+    std::string FileMeta() {
+        MustBeClaimed();
+        return Entries(Player::FileMeta(meta), meta);
+    }
+    void MustBeClaimed() const {
+        if (extractor == nullptr) throw std::runtime_error("the sniffer does not claim the stream");
+    }
     Packet Read(uint32_t options = 0, int64_t seek_us = 0) {  ///< Releases the buffer again.
         if (!group->has_buffers(group->handle)) abort();      // the read would never return
         const auto [status, b] = Next(options, seek_us);
@@ -68,7 +77,7 @@ struct Session : OwnSource, Player {
 /** A session whose track is started. */
 struct Started : Session {
     explicit Started(Bytes bytes, const Hook& hook = {}) : Session(std::move(bytes), hook) {
-        if (extractor == nullptr) throw std::runtime_error("the sniffer does not claim the stream");
+        MustBeClaimed();
         if (Start() != AMEDIA_OK) throw std::runtime_error("the track does not start");
     }
 };
