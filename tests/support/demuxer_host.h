@@ -34,7 +34,8 @@ struct Demuxer : OwnSource, DemuxerPlayer {
 /** The same of a stream that must open. */
 struct Opened : Demuxer {
     explicit Opened(Bytes bytes) : Demuxer(std::move(bytes)) {
-        if (ctx == nullptr) throw std::runtime_error("not opened: status " + std::to_string(err));
+        if (ctx == nullptr)
+            throw std::runtime_error("the stream does not open: status " + std::to_string(err));
     }
 };
 
