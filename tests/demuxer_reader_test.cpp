@@ -115,7 +115,7 @@ TEST(Reader, FillsUpToTheSecondEmptyReadInARow) {
         {{1, 3}, 0, 20480, 7}, {{5, 6}, 0, 20480, 7}, {{1, 2}, 1, 20482, 7}};
     for (const auto& row : rows) {
         const auto& [few, bytes, buffered, reads] = row;
-        SCOPED_TRACE("reads number " + testing::PrintToString(few) + " give " +
+        SCOPED_TRACE("reads number (from 0) " + testing::PrintToString(few) + " give " +
                      std::to_string(bytes) + " bytes");
         const auto spoil = [&](Call& call) {
             if (call.op == "read" && std::get<0>(row).count(call.index) > 0)

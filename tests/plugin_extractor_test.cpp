@@ -26,10 +26,11 @@ TEST(Extractor, PublishesTheTrackFormatDeepSamplesAsFloatToTheMediaServer) {
                     "bits-per-sample=" + std::to_string(bits) + ", max-input-size=102400, " +
                     "min-block-size=1152, max-block-size=1152, min-frame-size=77, " +
                     "max-frame-size=900, pcm-encoding=" + std::to_string(encoding) + ", ";
+        SCOPED_TRACE(std::to_string(bits) + " bits, uid of the caller " + std::to_string(uid));
         const uint64_t before = host::callingUidQueries();
         host::setCallingUid(uid);
         EXPECT_EQ(Session(StreamBuilder(info).Frames(0, 3, 100).Build()).TrackFormat(), expected);
-        EXPECT_EQ(host::callingUidQueries() - before, queries);
+        EXPECT_EQ(host::callingUidQueries() - before, queries) << "queries of the uid";
     }
 }
 

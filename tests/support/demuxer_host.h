@@ -35,7 +35,8 @@ struct Demuxer : OwnSource, DemuxerPlayer {
 struct Opened : Demuxer {
     explicit Opened(Bytes bytes) : Demuxer(std::move(bytes)) {
         if (ctx == nullptr)
-            throw std::runtime_error("the stream does not open: status " + std::to_string(err));
+            throw std::runtime_error("set-up: a sound stream does not open, status " +
+                                     std::to_string(err));
     }
 };
 

@@ -142,7 +142,8 @@ Life PluginLife(const Bytes& file, const Hook& hook) {
         const auto [status, frame, meta] = s.Read(options, us);
         EXPECT_THAT(status, AnyOf(0, -10000, -10002, -10006));
         const bool is_the_files = Holds(file, frame.data(), frame.size());
-        EXPECT_TRUE(is_the_files) << "the bytes of a read are not in the file";
+        EXPECT_TRUE(is_the_files) << "the " << frame.size()
+                                  << " bytes of a read stand nowhere in the file";
         life.answers += " " + std::to_string(status) + meta;
         if (status == AMEDIA_OK) life.frames.insert(frame);
         return is_the_files && status != AMEDIA_ERROR_END_OF_STREAM;

@@ -59,10 +59,12 @@ struct Session : OwnSource, Player {
         return Entries(Player::FileMeta(meta), meta);
     }
     void MustBeClaimed() const {
-        if (extractor == nullptr) throw std::runtime_error("the sniffer does not claim the stream");
+        if (extractor == nullptr)
+            throw std::runtime_error("set-up: the sniffer does not claim the stream");
     }
     Packet Read(uint32_t options = 0, int64_t seek_us = 0) {  ///< Releases the buffer again.
-        if (!group->has_buffers(group->handle)) abort();      // the read would never return
+        if (!group->has_buffers(group->handle))
+            throw std::runtime_error("no buffer is there: the read would never return");
         const auto [status, b] = Next(options, seek_us);
         if (b == nullptr) return {status, {}, {}};
         const auto* data = static_cast<uint8_t*>(b->data(b->handle)) + b->range_offset(b->handle);
@@ -78,7 +80,7 @@ struct Session : OwnSource, Player {
 struct Started : Session {
     explicit Started(Bytes bytes, const Hook& hook = {}) : Session(std::move(bytes), hook) {
         MustBeClaimed();
-        if (Start() != AMEDIA_OK) throw std::runtime_error("the track does not start");
+        if (Start() != AMEDIA_OK) throw std::runtime_error("set-up: the track does not start");
     }
 };
 
