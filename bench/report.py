@@ -30,7 +30,7 @@ class Check:
     names: str  # a pattern of group/stream/what
     over: str
     wanted: str = ""
-    growth: bool = False  # compares the growth with the size, not the ratio
+    growth: bool = False  # `wanted` bounds the exponent of growth
     column: str = ""  # its title in the table of compilers, empty: not there
 
     def pairs(self, names):
@@ -158,7 +158,7 @@ def rows_of(check, costs):
         readings = [reading(of, costs[of][ratios.index(ratio)]) for of in (name, over)]
         kind = "speed" if "least" in check.wanted else "cost"
         if check.growth:
-            # From the smallest size to the largest: 1 where the cost grows as its limit, 2
+            # From the smallest size to the largest: 1 where the cost grows as `over`, 2
             # where it grows as the square.
             span = math.log(int(sizes[-1][4]) / int(sizes[0][4]))
             ratios = [1 + math.log(b / a) / span for a, b in zip(sizes[0][1], sizes[-1][1])]

@@ -1,4 +1,4 @@
-// Each allocation and each call of the source fails in turn, once or from then on. All statuses are
+// Each allocation, read, setpos and getsize fails in turn, once or from then on. All statuses are
 // documented, all bytes are the file's, nothing leaks, and the next open works as the first.
 #include <gmock/gmock.h>
 

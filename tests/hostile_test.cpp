@@ -1,4 +1,4 @@
-// Streams that are wrong on purpose: the result of each, and its cost.
+// Streams that are wrong on purpose: the result of each, and one creeping seek.
 #include <gtest/gtest.h>
 
 #include <fstream>

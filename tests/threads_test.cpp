@@ -43,7 +43,7 @@ TEST(Threads, TwoReadATrackAndReleaseItsOneBufferLate) {
             std::this_thread::sleep_for(std::chrono::microseconds(100));
             r.buffer.reset();
         }
-        EXPECT_EQ(r.status, AMEDIA_ERROR_END_OF_STREAM) << "a reader waits for the buffer";
+        EXPECT_EQ(r.status, AMEDIA_ERROR_END_OF_STREAM) << "a read failed before the end";
         --readers;
     };
     const auto ask = [&] {

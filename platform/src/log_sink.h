@@ -1,4 +1,5 @@
-// Sends the messages of both logs to a host's sink or to standard error. Any thread may call.
+// Sends messages, for log.cpp or log_liblog.cpp, to a host's sink or to standard error. Any thread
+// may call.
 #pragma once
 
 #include <cstdio>

@@ -9,7 +9,7 @@ namespace kelflac_host {
 /** The result of one read. */
 struct Frame {
     int status = 0;
-    std::vector<uint8_t> bytes;  ///< Empty unless a frame was handed out.
+    std::vector<uint8_t> bytes;  ///< Empty unless Read succeeded.
     int64_t time = -1, next_time = -1;
     uint32_t length = 0;
 };

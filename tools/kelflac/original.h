@@ -60,7 +60,7 @@ class Original {
     off64_t size() const { return mSize; }
     FileInput& input() { return mInput; }
 
-    /** Walks the tags and metadata blocks in front, as the plug-in does. */
+    /** Walks the tags and metadata blocks in front, nearly as the plug-in does. */
     Head head();
     /** Where an ID3v1 tag stands. */
     std::optional<off64_t> id3v1();

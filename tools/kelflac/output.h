@@ -9,7 +9,7 @@
 namespace kelflac {
 
 /** A file being written. It gets its name when it is complete; until then an old file of that name
-    stays. An unfinished file is removed. Failures throw FileError, with the output's
+    stays. An unfinished file is removed. Failures throw FileError, most with the output's
     name in the text. One at a time. */
 class Output {
   public:

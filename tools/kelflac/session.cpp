@@ -8,8 +8,8 @@ namespace kelflac {
 namespace {
 
 // Once the plug-in has stopped searching for frames, a stream whose largest frame exceeds the
-// buffer is refused for ever, even at its end. Other streams with numbered frames go on before so
-// many refusals in a row.
+// buffer is refused for ever, even at its end. Other streams with numbered frames have fewer
+// refusals in a row.
 constexpr uint64_t kMaxRefusalsInARow = 256;
 
 // The plug-in searches for so many frames after an open or a seek, a frame numbered 0 not counted.

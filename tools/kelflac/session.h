@@ -33,7 +33,7 @@ struct Run {
     uint64_t pieces = 0;                ///< Of the buffers, those that are not single frames.
     uint64_t refused = 0;               ///< Reads refused because the frame was too large.
     media_status_t status = AMEDIA_OK;  ///< Of the last read.
-    std::string failure;                ///< Why the run is not a complete one; empty when it is.
+    std::string failure;                ///< What went wrong in the run; empty when nothing did.
 };
 
 /** One file's life in the plug-in. Not copied: the plug-in keeps pointers into it. */

@@ -29,8 +29,8 @@ Bytes CostlyStream(int kind, size_t size, uint32_t max_frame);
     as many for enough blocks or frames. Their cost must grow as their size. */
 std::vector<NamedStream> RepeatingStreams(size_t size);
 
-/** A file of `size` bytes. Half of them are the digits of a date. Then come comments "DATE=", or
-    "DATF=" with `other_key`. With `in_blocks` each comment has a block of its own. */
+/** A file of about `size` bytes. Half of them are the digits of a date. Then come comments "DATE=",
+   or "DATF=" with `other_key`. With `in_blocks` each comment has a block of its own. */
 Bytes DateStream(size_t size, bool other_key, bool in_blocks);
 
 }  // namespace kelflac_streams

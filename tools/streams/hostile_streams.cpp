@@ -198,7 +198,7 @@ Streams Frames() {
         {"another sample rate in the last frames", three({}, 200, Cat({other_rate, other_rate}))},
         {"frames of 32-bit samples", StreamBuilder{}.Frames(0, 3, 200, deep).Build()},
         {"260 frames, more than are searched for", StreamBuilder{}.Frames(1, 260, 60).Build()},
-        {"frame numbers that end with 0", NumberedStream([](uint64_t i) { return i % 1500; })},
+        {"frame numbers, the last is 0", NumberedStream([](uint64_t i) { return i % 1500; })},
         {"frame numbers that grow as squares", NumberedStream([](uint64_t i) { return i * i; })},
         {"12 frame numbers again and again",
          NumberedStream([](uint64_t i) { return i % 12 * 100; })},
@@ -276,7 +276,7 @@ Streams CutByTheRing(const FrameHeader& header, size_t longest) {
     return out;
 }
 
-/** The field at 0, 1, near the value that fits, and near half of its range. */
+/** The field at 0, 1, 1000, the maximum, near what fits, and near half of its range. */
 StreamGroup Extremes(const Field& field) {
     StreamGroup out = {field.title, {}};
     const uint64_t half = uint64_t{1} << (field.bits - 1);
@@ -326,7 +326,7 @@ std::vector<StreamGroup> HostileGroups() {
          Crowds()});
     out.push_back(
         {"Frames are too large or change, bytes follow them, or their numbers mislead seeks. After "
-         "244 frames with numbers above 0, pieces of a fixed size are counted.",
+         "244 frames with numbers above 0, fixed-size pieces count as frames.",
          Frames()});
     out.push_back({"The second of three frames has another header.", SecondFrames()});
     out.push_back(

@@ -1,5 +1,5 @@
 // Builds valid and invalid FLAC streams (RFC 9639) byte by byte, with no code of the library.
-// Values wider than their field lose their high bits.
+// Values wider than their field are not allowed, or lose their high bits.
 #pragma once
 
 #include <cstdint>
