@@ -41,12 +41,9 @@ std::string displayText(std::string_view text) {
 }
 
 std::string hexText(std::string_view bytes) {
+    constexpr const char* kDigits = "0123456789abcdef";
     std::string text;
-    for (const char byte : bytes) {
-        char digits[3];
-        snprintf(digits, sizeof(digits), "%02x", static_cast<unsigned char>(byte));
-        text += digits;
-    }
+    for (const char byte : bytes) text += {kDigits[byte >> 4 & 15], kDigits[byte & 15]};
     return text;
 }
 

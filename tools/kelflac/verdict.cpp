@@ -1,4 +1,3 @@
-#define XXH_INLINE_ALL  // Header alone: no library of another architecture is needed.
 #include <xxhash.h>
 
 #include <algorithm>
@@ -267,9 +266,7 @@ void Trial::judgeSeek(int64_t asked_us, const Frame* frame) {
     mSeeksOffUs = std::max({mSeeksOffUs, time_us - asked_us, asked_us - end_us});
     const auto at = mOriginal.find(frame->bytes, 0);
     compareTime(*frame, at);
-    if (!at) {
-        fault("seek-not-in-file", "a seek hands out what is not in the file", {}, asked_us);
-    }
+    if (!at) fault("seek-not-in-file", "a seek hands out what is not in the file", {}, asked_us);
     // Neighbours of the frame asked for are near enough.
     const auto place = placeOf(frame->bytes, 1);
     if (!seeksJudged() || !place || std::abs(place->number - asked) <= 1) return;
