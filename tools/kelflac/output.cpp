@@ -26,7 +26,7 @@ void removePart(int signal) {
 }  // namespace
 
 Output::Output(const std::string& path, const std::string& input, bool force)
-    : mPath(path), mForce(force) {
+    : mPath(path), mRenameFlags(force ? 0 : RENAME_NOREPLACE) {
     std::error_code missing;
     if (path != "-" && fs::equivalent(path, input, missing)) {
         throw FileError("can't write " + mPath + ": it is the input");
@@ -66,9 +66,10 @@ void Output::write(std::string_view bytes) {
 void Output::close() {
     if (mFile.get_deleter()(mFile.release()) != 0) fail();
     if (mPart.empty()) return;
-    // Another program may have made the file since this one began.
-    const unsigned how = mForce ? 0 : RENAME_NOREPLACE;
-    if (renameat2(AT_FDCWD, mPart.c_str(), AT_FDCWD, mPath.c_str(), how) != 0) fail();
+    // Another program may have made the file since this one began. Not all file systems can tell.
+    if (renameat2(AT_FDCWD, mPart.c_str(), AT_FDCWD, mPath.c_str(), mRenameFlags) != 0 &&
+        (errno != EINVAL || rename(mPart.c_str(), mPath.c_str()) != 0))
+        fail();
     mPart.clear();
 }
 

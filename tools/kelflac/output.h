@@ -33,7 +33,7 @@ class Output {
     [[noreturn]] void fail() const;
 
     std::string mPath;
-    bool mForce;
+    unsigned mRenameFlags;
     std::string mPart;  ///< The name until then; empty where there is none.
     File mFile{nullptr, fclose};
 };
