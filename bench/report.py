@@ -88,9 +88,9 @@ def run(program, names, rounds, times, pages):
 
 
 def measure(programs, checks, rounds):
-    """For each program costs by name, one for each round. Each stream is measured in a process of
-    its own. Where a stream takes long to make, one process measures all rounds, unless several
-    programs are compared."""
+    """For each program costs by name, one for each round, three for a stream of "seek". Each stream
+    has its own process. Where a stream takes long to make, it has one for all rounds, unless
+    several programs are compared."""
     results = {program: defaultdict(list) for program in programs}
     for number in range(rounds):
         print(f"round {number + 1} of {rounds}", file=sys.stderr)

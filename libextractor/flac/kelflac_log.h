@@ -2,7 +2,8 @@
 //
 // The texts of the lines are fixed, because tools match them. Some name functions that don't exist
 // here: readMetaData() stands for any query that opens the stream, init_kelflacfd() for
-// init_kelflacff() and kelflacfds_seek() for kelflacfd_seek().
+// init_kelflacff(), kelflacfds_seek() and KelFLACExtractor::kelflacfd_get_fmt() for the
+// demuxer's calls.
 #pragma once
 
 #include <android/log.h>

@@ -140,7 +140,7 @@ media_status_t KelFLACSource::seekIfAsked(const ReadOptions* options) {
     return AMEDIA_OK;
 }
 
-/** Copies the next frame into mBuffer and sets its times. */
+/** Copies the next frame or piece into mBuffer and sets its times. */
 media_status_t KelFLACSource::fillBuffer() {
     uint32_t length = 0;
     int64_t time = 0;

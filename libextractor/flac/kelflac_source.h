@@ -1,4 +1,4 @@
-// The track, which gives one compressed frame per read.
+// The track, which gives one compressed frame, or a piece, per read.
 #pragma once
 
 #include <media/MediaExtractorPluginHelper.h>
@@ -41,8 +41,8 @@ class KelFLACSource : public MediaTrackHelper {
     media_status_t getFormat(AMediaFormat* meta) override;
 
     /**
-     * Hands out the next frame with its time. A seek request first moves to the frame at its time
-     * or near it. Waits until a buffer is free. The track must be started.
+     * Hands out the next frame or piece with its time. A seek request first moves to the frame at
+     * its time or near it. Waits until a buffer is free. The track must be started.
      *
      * @param buffer receives the buffer, which the caller releases; null on failure.
      * @param options may be null: no seek.

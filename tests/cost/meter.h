@@ -12,8 +12,8 @@ namespace kelflac_test {
 // The law: a life costs at most kBlocksPerByte for each byte that the source delivers, and
 // kBlocksPerCall for each call of the callback tables. A byte counts once for each open, even if it
 // is read often. Zeros in a stored value, where the source gives nothing, count as delivered. So do
-// the zeros of an open's own records, about 10 KB. Each query repeats a failed open: its bytes
-// count again.
+// the zeros of an open's own records, about 10 KB. Each query that needs the stream repeats a
+// failed open: its bytes count again.
 //
 // Honest files cost 0.03 to 0.3 blocks a byte. The worst hostile file known costs 14.9: a number of
 // very many digits.

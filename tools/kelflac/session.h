@@ -67,8 +67,8 @@ class Session {
     // For a started track:
     /** Begins a run of reads, from where the track stands or by a seek. */
     void begin(std::optional<int64_t> seek_us);
-    /** The next buffer; null when the track has nothing more or fails. Refused reads are left
-        out. */
+    /** The next buffer; null when the track has nothing more, fails or goes on refusing. Some
+        refused reads are passed over. */
     const Frame* next();
     /** What the run came to so far. */
     const Run& run();

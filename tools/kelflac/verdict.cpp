@@ -192,7 +192,7 @@ void Trial::follow(const Frame& frame, bool refused) {
     }
     if (frame.index == 0) {
         mFirst = *at;
-        // Bytes before the file's first frame don't count as left out.
+        // Bytes before the first frame count only if it is left out.
         const bool first_too = mDecoded.frames > 0 && mDecoded.first_end <= *at;
         mNext = first_too ? mDecoded.metadata_end : *at;
     }

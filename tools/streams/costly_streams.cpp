@@ -7,7 +7,7 @@ namespace {
 
 using Streams = std::vector<NamedStream>;
 
-/** A header of 7 or 8 bytes with its first subframe byte. */
+/** A header and the first subframe byte: 7 or 8 bytes. */
 Bytes FalseHeader(int kind, uint32_t index, uint64_t& random) {
     constexpr uint32_t kBits[] = {0, 1, 2, 4, 5, 6};
     const uint32_t r = kind == kPairs ? index / 2 : NextRandom(random) & 0xFFFFFF;

@@ -67,7 +67,7 @@ Bytes Picture(Maybe32 mime, Maybe32 description, Maybe32 data) {
 std::vector<Field> Fields() {
     const Bytes info = StreamInfoBody({}), sound = Amid();
     return {
-        {"An ID3v2 tag of 20 bytes comes first. Each byte of its size has seven bits.",
+        {"20 bytes in an ID3v2 tag come first. Each byte of its size has seven bits.",
          "ID3v2 size field of", "", 32, 20,
          [=](uint32_t v) {
              return Cat({Text("ID3"), {4, 0, 0}, Be(v, 4), Bytes(20), sound});

@@ -51,7 +51,7 @@ Bytes Id3v2(uint32_t payload, int flags = 0, bool footer = false);
 struct FrameHeader {
     uint64_t number = 0;
     Bytes raw_number = {};                     ///< If not empty, replaces the coded number.
-    uint32_t sync = 0xFFF8;                    ///< Sync code, reserved bit, blocking strategy.
+    uint32_t sync = 0xFFF8;                    ///< Sync code of 15 bits, blocking strategy.
     uint32_t block_code = 12, block_tail = 0;  ///< Codes 6, 7 write the tail, block size - 1.
     uint32_t rate_code = 9, rate_tail = 0;     ///< Codes 12, 13, 14 write the tail.
     uint32_t assignment = 1;                   ///< Channels - 1, or 8 to 10: decorrelated stereo.

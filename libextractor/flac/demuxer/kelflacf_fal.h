@@ -30,7 +30,7 @@ enum {
  * - The unread bytes go from buf[rd] to the byte before buf[wr], and wrap at `size`. If rd == wr
  *   there are none. Inside kelflacf_fal_read the ring may then be full instead.
  * - The handle's position is the file offset just after the last buffered byte.
- * - While the source gives full reads, a byte's ring offset equals its file offset modulo 4096.
+ * - While the source gives full reads, a byte's ring and file offsets are equal modulo 4096.
  */
 struct KELFLACF_FAL {
     _KELCMN_MFAL mfal;  ///< Copy of the caller's record; every call but open() goes through it.
@@ -149,7 +149,7 @@ int kelflacf_fal_read(KELFLACF_FAL* fal, void* dst, int count);
  * Consumes `count` bytes. When no byte stays buffered, reloads the ring from the source at the new
  * position, or empties it if `eof` is set. A negative count does nothing.
  *
- * @return KELFLACF_FAL_OK; KELFLACF_FAL_END when too few bytes were loaded.
+ * @return KELFLACF_FAL_OK; KELFLACF_FAL_END when none or too few were loaded.
  */
 int kelflacf_fal_skip(KELFLACF_FAL* fal, int count);
 

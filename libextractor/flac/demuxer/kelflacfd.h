@@ -43,7 +43,7 @@ enum {
     KELFLACFD_END = 1,            ///< The data ended.
     KELFLACFD_E_HANDLE = -1,      ///< The handle is null, or what it points to is not a stream.
     KELFLACFD_E_MEMORY = -2,      ///< An allocation failed.
-    KELFLACFD_E_MALFORMED = -3,   ///< Bad or missing metadata, no frame header, or no duration.
+    KELFLACFD_E_MALFORMED = -3,   ///< Bad or missing metadata, no frame, or no duration.
     KELFLACFD_E_SOURCE = -4,      ///< The source could not be opened.
     KELFLACFD_E_MARKER = -5,      ///< The marker "fLaC" is missing.
     KELFLACFD_E_VARIABLE = -6,    ///< Minimum and maximum block size differ.

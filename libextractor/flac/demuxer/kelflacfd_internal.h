@@ -65,7 +65,7 @@ int find_frm_hdr(const KELFLACF_FAL* fal, KELFLACFD_FRM_HDR* hdr);
  */
 int find_successor(const KELFLACF_FAL* fal, KELFLACFD_SEEN* seen, const KELFLACFD_FRM_HDR& hdr);
 
-/** Finds the last buffered header. It may begin in the last three bytes: the missing ones count as
+/** Finds the last buffered header. It may begin three bytes before the end: missing ones count as
     0. Otherwise as find_frm_hdr. */
 int find_last_frm_hdr(const KELFLACF_FAL* fal, KELFLACFD_FRM_HDR* hdr);
 
@@ -89,7 +89,7 @@ int kelflacfd_find_prev_frm(KELFLACFD_CTX* ctx, uint64_t* frm_num);
 
 /** Moves to the last frame header of a file of `size` bytes. Looks only at its last `max_frm_size`
     bytes. `size` is at least that. Returns KELFLACFD_OK, or KELFLACFD_E_MALFORMED when
-    there is no header or the source refused the position. */
+    there is no header, or that place can't be reached. */
 int kelflacfd_find_last_frm(KELFLACFD_CTX* ctx, int64_t size, uint64_t* frm_num);
 
 /** The time at which frame `frm_num` starts in a stream of fixed block size, in 100 ns.
@@ -130,7 +130,7 @@ int invalid_metadata(KELFLACFD_CTX* ctx, uint32_t length);  ///< Always KELFLACF
 // Tags.
 
 /** Parses the body of a VORBIS_COMMENT block of `length` bytes into `tag`. Returns 0, or -1 when
-    the block is too short for its comments. What was stored before is then kept, and the rest of
+    the block is too short for its comments. What the ones before stored is kept, and the rest of
     the block is skipped. */
 int parse_vorbis_comment(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag);
 

@@ -55,7 +55,7 @@ int32_t leading_number(const KELFLACFD_TXT& text) {
     return number;
 }
 
-/** Stores the first date. Each DATE comment sets `year` to the year of that date. The year is
+/** Stores the first date. Each DATE comment sets `year` to the first date's year. The year is
     parsed only once: otherwise a long date and many DATE comments would take too long. */
 void store_date(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag) {
     const bool is_first = tag->date.data == nullptr;
@@ -120,8 +120,8 @@ bool begins_with(const uint8_t* bytes, std::string_view key) {
     return std::equal(key.begin(), key.end(), bytes, is_same);
 }
 
-/** The field whose key begins the next `length` bytes, or null. Makes one refill step, but none
-    when `length` is too short for any key. A key that is still not wholly buffered is not found. */
+/** The field whose key begins the next `length` bytes, or null. Refills an empty ring, but not
+    when `length` is too short for any key. A key that is not wholly buffered is not found. */
 const FIELD* find_field(KELFLACF_FAL* fal, uint32_t length) {
     if (length < SHORTEST_KEY) return nullptr;
     KELFLACF_FAL_FILL_BUF2(fal, 1);

@@ -6,7 +6,7 @@ namespace android {
 #pragma GCC visibility push(default)
 
 extern const char* AMEDIAFORMAT_KEY_WRITER;               ///< string
-extern const char* AMEDIAFORMAT_KEY_CHAR_ENCODING_TYPES;  ///< string: key=code: for each text key
+extern const char* AMEDIAFORMAT_KEY_CHAR_ENCODING_TYPES;  ///< string: "key=code:" for each text
 extern const char* AMEDIAFORMAT_KEY_MIN_BLOCK_SIZE;       ///< int32, samples
 extern const char* AMEDIAFORMAT_KEY_MAX_BLOCK_SIZE;       ///< int32, samples
 extern const char* AMEDIAFORMAT_KEY_MIN_FRAME_SIZE;       ///< int32, bytes
