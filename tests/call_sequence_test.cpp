@@ -68,19 +68,47 @@ static Bytes Audio(Random& random, uint32_t count, uint32_t largest, bool junk) 
     return Cat(frames);
 }
 
+constexpr int64_t kToZero = INT32_MAX;  // divides each result to 0
+
+/** One call of `op` in `every`, from number `first` on, gives its valid result / by + more. */
+static Hook Spoil(std::string_view op, uint32_t every, uint32_t first, int64_t by, int64_t more) {
+    return [=](Call& call) {
+        if (call.op == op && static_cast<uint32_t>(call.index) % every == first)
+            call.result = call.result / by + more;
+    };
+}
+
+/** Compares the lives of the library and of the model over a source. */
+static void Compare(const Bytes& file, const Hook& hook, const std::string& source) {
+    const Texts library = Life<Demuxer>(file, hook), model = Life<Model>(file, hook);
+    if (library == model) return;
+    size_t line = 0;
+    while (library[line] == model[line]) ++line;
+    const auto around = [line](const Texts& log) {
+        std::string text;  // from ten lines before the first difference to the next answer
+        for (size_t i = line - std::min<size_t>(line, 10); i < log.size(); ++i) {
+            text += (i == line ? "> " : "  ") + log[i] + '\n';
+            if (i >= line && log[i][0] != ' ') break;
+        }
+        return text;
+    };
+    FAIL() << "A file of " << file.size() << " bytes, source: " << source << ". Calls, each \"call "
+           << "argument @position before = result\", then their answer. > is the first difference: "
+           << "later ones may follow from it.\nThe library:\n"
+           << around(library) << "The model, which is right:\n"
+           << around(model);
+}
+
 TEST(CallSequence, EqualsTheModels) {
-    constexpr int64_t kToZero = INT32_MAX;
-    const struct {
-        const char *name, *op;
-        int64_t divisor, more;  // such a call returns its valid result / divisor + more
-    } faults[] = {{"none", "none", 1, 0},
-                  {"read gives a third", "read", 3, 0},
-                  {"read gives nothing", "read", kToZero, 0},
-                  {"read fails", "read", kToZero, -1},
-                  {"setpos fails", "setpos", kToZero, -1},
-                  {"getsize gives 0", "getsize", kToZero, 0},
-                  {"getsize gives too much", "getsize", 1, 99999},
-                  {"getsize gives half", "getsize", 2, 0}};
+    const std::tuple<const char*, const char*, int64_t, int64_t> faults[] = {
+        {"no fault", "none", 1, 0},
+        {"read gives a third", "read", 3, 0},
+        {"read gives nothing", "read", kToZero, 0},
+        {"read fails", "read", kToZero, -1},
+        {"setpos fails", "setpos", kToZero, -1},
+        {"getsize gives 0", "getsize", kToZero, 0},
+        {"getsize gives too much", "getsize", 1, 99999},
+        {"getsize gives half", "getsize", 2, 0}};
     for (uint32_t seed = 0; seed < (KELFLAC_SLOW_BUILD ? 200 : 2000); ++seed) {
         Random random(seed);
         const auto any = [&](std::initializer_list<uint32_t> values) {
@@ -88,39 +116,44 @@ TEST(CallSequence, EqualsTheModels) {
         };
         const uint32_t frames = any({1, 10, 40, 400}), largest = any({1, 20, 300, 4000});
         const uint32_t block = any({16, 192, 4096}), rate = any({0, 8000, 8000, 44100, 44100});
-        const uint32_t one_small_file = 62;  // bytes of a file with one of the shortest frames
-        const uint32_t stated = any({0, largest, largest + 20, one_small_file, 9000});
+        const uint32_t stated = any({0, largest, largest + 20, 62, 9000});  // 62: a whole file
         StreamBuilder stream({block, block, 0, rate, 2, 8, stated, any({0, frames}) * block});
         stream.Raw(Audio(random, frames, largest, any({0, 1}) != 0));
         Bytes file = stream.Raw(Bytes(any({0, 0, 0, 9999}), 0xFF)).Build();
         if (any({0, 1, 2, 3}) == 0) file.resize(file.size() - random() % (file.size() / 2));
-        const auto fault = faults[random() % std::size(faults)];
-        const uint32_t every = any({1, 3, 7, 20}), first = random() % every;
-        const auto strike = [=](Call& call) {
-            if (call.op == fault.op && static_cast<uint32_t>(call.index) % every == first)
-                call.result = call.result / fault.divisor + fault.more;
-        };
-        const Texts library = Life<Demuxer>(file, strike), model = Life<Model>(file, strike);
-        if (library == model) continue;
-        size_t line = 0;
-        while (library[line] == model[line]) ++line;
-        // From ten lines before the first difference to the next answer.
-        const auto around = [line](const Texts& log) {
-            std::string text;
-            for (size_t i = line - std::min<size_t>(line, 10); i < log.size(); ++i) {
-                text += (i == line ? "> " : "  ") + log[i] + '\n';
-                if (i >= line && log[i][0] != ' ') break;
-            }
-            return text;
-        };
-        FAIL() << "Seed " << seed << ": a file of " << file.size() << " bytes. The fault of the "
-               << "source, in one call of " << every << ": " << fault.name << ".\n"
-               << "A line is a call of the source, \"call argument @position before = result\". "
-               << "After an answer's calls comes the answer.\n> is the first difference: later "
-               << "ones may follow from it. Earlier lines are equal.\nThe library:\n"
-               << around(library) << "The model, which is right:\n"
-               << around(model);
+        const auto& [fault, op, divisor, more] = faults[random() % std::size(faults)];
+        const uint32_t every = any({1, 3, 7, 20});
+        const Hook strike = Spoil(op, every, random() % every, divisor, more);
+        const std::string name = "seed " + std::to_string(seed) + ", " + fault;
+        ASSERT_NO_FATAL_FAILURE(Compare(file, strike, name + " in 1 of " + std::to_string(every)));
     }
+}
+
+TEST(CallSequence, EqualsTheModelsInLargerStreams) {
+    const auto stream = [](uint32_t frames, uint32_t largest, bool junk = false,
+                           uint64_t samples = 400 * 4096, const Bytes& tail = {}) {
+        Random random(frames + largest);
+        StreamBuilder out({4096, 4096, 0, 44100, 2, 16, largest + 20, samples});
+        return out.Raw(Audio(random, frames, largest, junk)).Raw(tail).Build();
+    };
+    StreamBuilder tags({4096, 4096, 0, 44100, 2, 16, 5000, 400000});
+    tags.Picture({Bytes(70000, 0xFF)}).Comments({"TITLE=" + std::string(9000, 'x'), "X=y"});
+    tags.Block(kSeekTable, Bytes(18 * 300)).Block(kPadding, Bytes(30000));
+    const Bytes tagged = tags.Frames(0, 97, 4000).Build();
+    const std::tuple<const char*, Bytes, Hook> rows[] = {
+        {"more frames than are searched for", stream(300, 180), {}},
+        {"large frames", stream(200, 7980), {}},
+        {"no total", stream(200, 7980, false, 0), {}},
+        {"unknown size", stream(200, 7980), UnknownSize},
+        {"headers of any kind", stream(200, 2980, true), {}},
+        {"0xFF after them", stream(40, 2980, true, 40 * 4096, Bytes(60000, 0xFF)), {}},
+        {"other bytes after them", stream(40, 19980, false, 40 * 4096, Bytes(9999, 0x55)), {}},
+        {"an ID3v2 tag, a picture, comments", Cat({Id3v2(70000), tagged}), {}},
+        {"the same without the tag, unknown size", tagged, UnknownSize},
+        {"short reads", stream(300, 3980), Spoil("read", 7, 0, 3, 0)},
+        {"refused positions", stream(300, 3980), Spoil("setpos", 2, 0, kToZero, -1)},
+        {"a size that is too large", stream(300, 3980), Spoil("getsize", 1, 0, 1, 100000)}};
+    for (const auto& [name, file, hook] : rows) Compare(file, hook, name);
 }
 
 }  // namespace kelflac_test

@@ -68,9 +68,8 @@ class MemorySource : public host::DataSource {
     bool keeps_calls = true;  ///< False: calls are not recorded, for long or timed runs.
     bool scribbles = true;    ///< False: reads leave the rest of the buffer, for timed runs.
     uint8_t scribble = 0xA5;
-    std::vector<Call> calls;  ///< In order; may be cleared at any time.
-    std::map<std::string_view, int>
-        counts;  ///< The number of recorded calls of each `op`; may be reset.
+    std::vector<Call> calls;                 ///< In order; may be cleared at any time.
+    std::map<std::string_view, int> counts;  ///< Recorded calls of each `op`; may be reset.
     long long pos = 0;
 
   private:
