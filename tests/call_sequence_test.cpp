@@ -50,7 +50,7 @@ static Texts Life(const Bytes& file, const Hook& hook) {
     return log;
 }
 
-/** Frames full of 0xFF and bytes like headers. With `junk` most begin with one of any kind. */
+/** Frames full of 0xFF and bytes like headers. With `junk` most have headers of any kind. */
 static Bytes Audio(Random& random, uint32_t count, uint32_t largest, bool junk) {
     std::vector<Bytes> frames;
     for (uint32_t i = 0; i < count; ++i) {

@@ -78,7 +78,7 @@ TEST(Faults, WithoutMemoryThePluginPublishesNoHalfText) {
     EXPECT_GT(lives.size(), 60U);
 #endif
     for (const Life& life : lives) {
-        const size_t list = life.answers.find("types='");  // NULs stand before
+        const size_t list = life.answers.find("types='");  // NULs stop a regex
         if (list == std::string::npos) continue;
         EXPECT_THAT(life.answers.substr(list, 99),
                     testing::ContainsRegex("^types='([a-z]+=3:)+', "));

@@ -80,7 +80,7 @@ struct Player {
         if (track == nullptr || group == nullptr) return AMEDIA_ERROR_INVALID_OBJECT;
         return track->start(track->data, group.get());
     }
-    /** Reads the next buffer, with SEEK in the options at `seek_us`. The track must be started. */
+    /** Reads the next buffer; with SEEK set, the one at `seek_us`. The track must be started. */
     Read Next(uint32_t options = 0, int64_t seek_us = 0) const {
         android::CMediaBuffer* buffer = nullptr;
         const media_status_t status = track->read(track->data, &buffer, options, seek_us);

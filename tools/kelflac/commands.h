@@ -24,7 +24,7 @@ struct Options {
     bool json = false;
     bool csv = false;             ///< For frames.
     bool full = false;            ///< For info: don't shorten.
-    bool all = false;             ///< For frames: seek on where the plug-in stops searching.
+    bool all = false;             ///< For frames: seek when the plug-in stops searching.
     bool force = false;           ///< Overwrite.
     bool decode = true;           ///< For check.
     bool several = false;         ///< Files.

@@ -32,7 +32,7 @@ struct Decoded {
 /** Gives up to `room` bytes of a stream, 0 at its end. */
 using Pull = std::function<size_t(uint8_t* to, size_t room)>;
 
-/** Gives these bytes and then the others, as much as there is room for: how libFLAC goes on after
+/** Gives these bytes and then the others, always as many as asked for: how libFLAC goes on after
    an error depends on how the bytes come. */
 Pull inFront(std::string bytes, Pull others);
 

@@ -72,7 +72,7 @@ void listFrames(const Plugin& plugin, const Options& options, const std::string&
     if (run.pieces > 0 && !options.all && !options.quiet) {
         reportError(file, "warning: " + std::to_string(run.pieces) +
                               " buffers are pieces of a fixed size, no single frames: the plug-in "
-                              "has stopped searching; --all seeks on");
+                              "has stopped searching; try --all");
     }
     if (!run.failure.empty()) throw FileError(run.failure);
 }

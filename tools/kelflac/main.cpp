@@ -107,7 +107,7 @@ void addFrames(CLI::App* app, CommandLine* line) {
             const bool positive = text.find('-') == text.npos && text != "0";
             return positive ? "" : "must be 1 or more";
         });
-    frames->add_flag("--all", options->all, "Seek on where the plug-in stops searching");
+    frames->add_flag("--all", options->all, "Seek when the plug-in stops searching");
     frames->add_flag("--csv", options->csv, "Print comma-separated values")->excludes("--json");
     frames->callback([=] { line->command = listFrames; });
 }

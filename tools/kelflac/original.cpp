@@ -81,7 +81,7 @@ std::optional<Reason> Original::refusal(const Decoded& decoded, bool size_known)
         return Reason{"variable-block-size", "variable block size"};
     if (info.rate() == 0) return Reason{"no-rate", "a sample rate of 0"};
     if (info.bits() == kBitsUnknown) return Reason{"32-bits", "32 bits a sample"};
-    if (!decoded.known) return Reason{"unexplained", "perhaps for the audio: it is not decoded"};
+    if (!decoded.known) return Reason{"unexplained", "perhaps its audio: that is not decoded"};
     if (decoded.frames == 0) return Reason{"no-frame", "no frame is found"};
     if (!size_known && decoded.frames == 1)
         return Reason{"one-frame", "one frame alone, in a source of unknown size"};

@@ -39,7 +39,7 @@ struct Head {
     std::optional<StreamInfo> info;                     ///< The last one.
 };
 
-/** A time as the plug-in works it out: from a count of samples, modulo 2^64, cut. */
+/** A time as the plug-in works it out: products modulo 2^64, truncated. */
 int64_t timeUs(uint64_t samples, int64_t rate);
 
 /** What a frame's header says of its place (RFC 9639, 9.1.5). */

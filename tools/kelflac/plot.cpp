@@ -88,7 +88,7 @@ void plot(const Plugin& plugin, const Options& options, const std::string& file)
     Output output(options.output, file, options.force);
     signal(SIGPIPE, SIG_IGN);  // Without gnuplot, writes fail instead.
     const std::string command = "exec gnuplot -d >&" + std::to_string(output.descriptor());
-    FILE* gnuplot = popen(command.c_str(), "w");  // NOLINT(cert-env33-c): a number at most.
+    FILE* gnuplot = popen(command.c_str(), "w");  // NOLINT(cert-env33-c): adds a number.
     if (gnuplot == nullptr) throw FileError("can't run gnuplot");
     draw(gnuplot, file, session, data);
     const int status = pclose(gnuplot);

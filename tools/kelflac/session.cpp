@@ -8,7 +8,7 @@ namespace kelflac {
 namespace {
 
 // Once the plug-in has stopped searching for frames, a stream whose largest frame exceeds the
-// buffer is refused for ever, even at its end. Other streams with numbered frames have fewer
+// buffer is refused for ever, even at its end. Else frames numbered above 0 give fewer
 // refusals in a row.
 constexpr uint64_t kMaxRefusalsInARow = 256;
 

@@ -110,7 +110,7 @@ void Trial::compareFormat() {
     const std::string_view body = std::string_view(data).substr(marks.size());
     std::copy(body.begin(), body.end(), info.body.begin());
     mInfo = info;
-    // Damaged metadata may be taken in different ways, but it is the file's.
+    // If metadata is damaged, STREAMINFO may stand anywhere in the file.
     const bool certain = soundFile() && mDecoded.has_info;
     if (certain ? !mOriginal.standsAt(body, mDecoded.info_at) : !mOriginal.find(body, 0)) {
         differs(AMEDIAFORMAT_KEY_CSD_0);
@@ -240,7 +240,7 @@ void Trial::compareSamples(const Decoded& handed_out) {
     const bool may_differ = mRun.refused > 0 || !mOptions.size_known ||
                             mFirst < mDecoded.metadata_end || mFirst >= mDecoded.first_end;
     if (may_differ || !handed_out.known || handed_out.hash == mDecoded.hash) return;
-    // After other metadata, a damaged file may decode differently.
+    // With other metadata, a damaged file may decode differently.
     const Pull same = inFront(codecData(), bytesOf(mOriginal.input(), mFirst));
     if (!mDecoded.faults.none() && decode(same).hash == handed_out.hash) return;
     fault("samples-differ", "what is handed out decodes to other samples than the file", {});

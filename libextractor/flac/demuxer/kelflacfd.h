@@ -197,7 +197,7 @@ bool kelflacfd_reads_frames(const KELFLACFD_CTX* ctx);
  * Moves to the frame that holds a time, or to a frame near it.
  *
  * @param seek_time the time in 100 ns, 0 to the stream's duration.
- * @param out_time receives its likely start, in 100 ns.
+ * @param out_time receives that frame's likely start.
  * @return KELFLACFD_OK, also when the search met the end of the data: the next read then returns
  *     KELFLACFD_END. KELFLACFD_E_MALFORMED when the end of the source could not be examined: the
  *     old position is lost. KELFLACFD_E_HANDLE.

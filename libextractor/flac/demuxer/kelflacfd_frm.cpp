@@ -12,7 +12,7 @@ namespace {
 /**
  * Moves to the next buffered header and returns true. If there is none, moves to the last three
  * buffered bytes, where a header may begin, and makes one refill step. Then returns whether a
- * header begins at the read point. Its first four bytes must be buffered.
+ * header begins at the read point. Fewer than four bytes are no header.
  */
 bool move_to_header(KELFLACF_FAL* fal, KELFLACFD_FRM_HDR* hdr) {
     const int offset = find_frm_hdr(fal, hdr);

@@ -130,7 +130,7 @@ int invalid_metadata(KELFLACFD_CTX* ctx, uint32_t length);  ///< Always KELFLACF
 // Tags.
 
 /** Parses the body of a VORBIS_COMMENT block of `length` bytes into `tag`. Returns 0, or -1 when
-    the block is too short for its comments. What the ones before stored is kept, and the rest of
+    the block is too short for its comments. The comments before stay stored, and the rest of
     the block is skipped. */
 int parse_vorbis_comment(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag);
 

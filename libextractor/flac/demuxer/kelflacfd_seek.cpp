@@ -62,8 +62,8 @@ void record(HISTORY* history, uint64_t num, int64_t off_target) {
 }
 
 /**
- * Records the number that a probe met. When the history is full or repeats end the search, `num`
- * becomes the best recorded number. Returns true when repeats end the search.
+ * Records the number that a probe met. After a tenth number, or when repeats end the search, `num`
+ * becomes the best recorded one. Returns true when repeats end the search.
  */
 bool note_probe(HISTORY* history, uint64_t* num, int64_t off_target) {
     const uint64_t best_num = history->slots[history->best_idx];
