@@ -28,6 +28,7 @@ TEST(Reader, HasARingForItsHintAndAChunk) {
         EXPECT_EQ(reader.created, created);
         EXPECT_EQ(reader.eof, at_end);
         EXPECT_EQ(reader.size, ring);
+        EXPECT_EQ(reader.reach, ring + kelflacf_fal_buffered(&reader)) << "a load adds the ring";
         EXPECT_EQ(reader.source.counts["close"], closes);
     }
 }
@@ -145,7 +146,9 @@ TEST(Reader, KeepsBytesThatWrapInTheRingAndInALargerOne) {
         const auto [a, b] = kelflacf_fal_runs(&reader);
         EXPECT_EQ(a.count, 92);
         EXPECT_EQ(Cat({{a.bytes, a.bytes + a.count}, {b.bytes, b.bytes + b.count}}), rest);
+        const uint8_t* const old_ring = reader.buf;
         EXPECT_EQ(kelflacf_fal_resize_buf(&reader, hint), status);
+        EXPECT_EQ(reader.buf != old_ring, hint == 20000) << "only a larger ring is allocated";
         Bytes read(5000);
         read.resize(static_cast<size_t>(kelflacf_fal_read(&reader, read.data(), 5000)));
         EXPECT_EQ(read, rest);

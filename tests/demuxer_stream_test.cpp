@@ -66,6 +66,18 @@ TEST(Open, RefusesAnUntimedStreamWhoseLastFrameCantBeReached) {
     EXPECT_EQ(Demuxer(untimed, RefusePositions).err, -3);
 }
 
+TEST(Open, BelievesASourceThatSaysItHasOneByte) {
+    const Bytes file = StreamBuilder{}.Picture({Text("image")}).Frames(0, 3, 200).Build();
+    // The question for the size from which on the answer is 1, the status, the pictures kept.
+    for (const auto& [from, status, pictures] : {std::tuple(0, -3, 0), {1, 0, 0}, {2, 0, 1}}) {
+        Demuxer demuxer(file, [first = from](Call& call) {
+            if (call.op == "getsize" && call.index >= first) call.result = 1;
+        });
+        const auto kept = demuxer.ctx != nullptr ? demuxer.ctx->tag_rec.pic_num : 0;
+        EXPECT_EQ(std::pair(demuxer.err, kept), std::pair(status, pictures)) << "from " << from;
+    }
+}
+
 TEST(Open, MakesNoMoreCallsWhenTheSourceDoesNotOpen) {
     Demuxer refused({}, [](Call& call) { call.result = -1; });
     EXPECT_EQ(refused.err, -4);
@@ -138,6 +150,13 @@ TEST(Read, LooksFor245FramesThenGivesPieces) {
         ASSERT_EQ(demuxer.Read().length, 200U) << "frame " << frames;
     EXPECT_EQ(frames, 245) << "frame 0 is not one of the 244";
     EXPECT_EQ(demuxer.Read().length, 300U);
+}
+
+TEST(Seek, ThatMeetsNoFrameLandsOn0) {
+    Opened demuxer(StreamBuilder{}.Frames(7, 1, 200).Build());
+    int64_t landed = -1;
+    EXPECT_EQ(demuxer.Seek(demuxer.info.duration, &landed), 0);
+    EXPECT_EQ(landed, 0);
 }
 
 TEST(Read, GivesNoTimesWhereTheBlockSizeVaries) {

@@ -100,8 +100,7 @@ TEST(Faults, AFailedCallOfTheSourceLeavesNoTrace) {
             };
         };
         for (Play play : {DemuxerLife, PluginLife}) {
-            if (play == PluginLife && row.first == "setpos")
-                continue;  // the framework has no setpos
+            if (play == PluginLife && row.first == "setpos") continue;  // it has none
             EXPECT_GT(StrikeEach(play, arm).size(), 1U) << row.first << " is never called";
         }
     }

@@ -46,13 +46,7 @@ static void Compare(const Bytes& bytes, size_t cut) {
 template <typename BLOCK>
 struct SyncSearch : testing::Test {};
 using Blocks = testing::Types<KELFLACFD_SYNC_BLOCK, KELFLACFD_SYNC_BLOCK_WORD>;
-struct BlockNames {
-    template <typename BLOCK>
-    static std::string GetName(int i) {
-        return i == 0 ? "BlockOfThisMachine" : "BlockOfAnyMachine";
-    }
-};
-TYPED_TEST_SUITE(SyncSearch, Blocks, BlockNames);
+TYPED_TEST_SUITE(SyncSearch, Blocks, );  // without the last comma -Wpedantic warns
 
 TYPED_TEST(SyncSearch, MeetsACodeAtEachPlaceAmongBytesThatAreHalfOfOne) {
     constexpr size_t kSize = sync_search::ROUND_BYTES<TypeParam> + 3 * TypeParam::POSITIONS;

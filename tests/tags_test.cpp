@@ -84,15 +84,4 @@ TEST(Comments, ASecondBlockResetsTheNumbers) {
               "date='1999', title='One', year='1999', ");
 }
 
-TEST(Pictures, AreRefusedWhereTheSourceSaysItHasOneByte) {
-    MemorySource source(PictureBody({Text("image")}), [](Call& call) {
-        if (call.op == "getsize") call.result = 1;
-    });
-    _KELCMN_MFAL record = source.Record();
-    KELFLACFD_CTX ctx = {};
-    ASSERT_EQ(kelflacf_fal_create(&ctx.fal, &record, 4096), 0);
-    EXPECT_EQ(parse_meta_pic(&ctx, 100), -3);
-    kelflacf_fal_delete(&ctx.fal);
-}
-
 }  // namespace kelflac_test

@@ -35,8 +35,8 @@ void* __real_malloc(size_t size);
 void* __real_calloc(size_t count, size_t size);
 void __real_free(void* block);
 
-void* __wrap_malloc(size_t size) {
-    return Fails() ? nullptr : Scribble(Count(__real_malloc(size)), size);
+void* __wrap_malloc(size_t size) {  // some give null for 0 bytes
+    return Fails() || size == 0 ? nullptr : Scribble(Count(__real_malloc(size)), size);
 }
 void* __wrap_calloc(size_t count, size_t size) {
     return Fails() ? nullptr : Count(__real_calloc(count, size));
