@@ -3,7 +3,7 @@
 include(CMakePackageConfigHelpers)
 
 install(TARGETS kelflacfd EXPORT KelFLACTargets)
-# The headers to include, and the headers that they include, in their own tree.
+# First the headers to include, then those that they include, by their paths in the source tree.
 install(DIRECTORY libextractor/include/kelflac DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 foreach(header flac/demuxer/kelflacf_fal.h flac/demuxer/kelflacfd.h
         flac/demuxer/kelflacfd_seen.h mfal/kelcmn_mfal.h mfal/kelcmn_mfal_memory.h)

@@ -15,14 +15,15 @@ namespace android {
 namespace {
 
 constexpr const char* MIME_FLAC = "audio/flac";
-constexpr int32_t MAX_INPUT_SIZE = 102400;  // bytes, for one frame
+constexpr int32_t MAX_INPUT_SIZE = 102400;  // bytes of one buffer
 
 constexpr uid_t MEDIA_SERVER_UID = 1013;
 constexpr int32_t PCM_ENCODING_16BIT = 2;
 constexpr int32_t PCM_ENCODING_FLOAT = 4;
-constexpr int32_t MIN_FLOAT_BITS = 17;  // samples that 16 bits can't hold
+constexpr int32_t MIN_FLOAT_BITS = 17;  // one bit more than 16-bit samples have
 
-/** The media server plays samples of more than 16 bits as float; other callers get 16 bits. */
+/** The media server plays samples of more than 16 bits as float. In all other cases the format says
+    16 bits. */
 int32_t pcmEncoding(int32_t bits) {
     if (bits < MIN_FLOAT_BITS) return PCM_ENCODING_16BIT;
     return AIBinder_getCallingUid() == MEDIA_SERVER_UID ? PCM_ENCODING_FLOAT : PCM_ENCODING_16BIT;
@@ -77,7 +78,8 @@ bool KelFLACExtractor::ensureInitialised() {
     return true;
 }
 
-/** Opens the demuxer. Returns 0 when the holder exists already, 1 on success, -1 on failure. */
+/** Opens the demuxer. Returns 1 on success, -1 on failure, and 0 for a query that comes while an
+    open runs. */
 int KelFLACExtractor::init_kelflacff() {
     if (mFDSF != nullptr) return 0;
     if (!openDemuxer()) {

@@ -17,10 +17,10 @@ namespace android {
  */
 class KelFLACExtractor : public MediaExtractorPluginHelper {
   public:
-    /** Takes ownership of the source and of two empty formats. Reads nothing. */
+    /** Takes ownership of the source's helper and of two empty formats. Reads nothing. */
     KelFLACExtractor(DataSourceHelper* source, AMediaFormat* fileMeta, AMediaFormat* trackFormat);
 
-    /** Frees the source and the formats. After that, tracks may only be stopped and freed. */
+    /** Frees the helper and the formats. After that, tracks may only be stopped and freed. */
     ~KelFLACExtractor() override;
 
     KelFLACExtractor(const KelFLACExtractor&) = delete;
@@ -30,15 +30,15 @@ class KelFLACExtractor : public MediaExtractorPluginHelper {
     size_t countTracks() override;
 
     /** A new track, owned by the caller. Null for an index other than 0, for a stream that can't
-        be opened, and when there is no memory. Never call it while a track of it reads. */
+        be opened, and when there is no memory. Never call getTrack while a track reads. */
     MediaTrackHelper* getTrack(size_t index) override;
 
     /** Copies the track's format into `meta`. Returns the copy's status, or AMEDIA_ERROR_UNKNOWN
         for an index other than 0 or a stream that can't be opened. */
     media_status_t getTrackMetaData(AMediaFormat* meta, size_t index, uint32_t flags) override;
 
-    /** Copies the file's tags and art into `meta`. Returns AMEDIA_ERROR_UNKNOWN when the
-        stream can't be opened, else AMEDIA_OK, even when the copy fails. */
+    /** Copies the MIME type, the tags and the art into `meta`. Returns AMEDIA_ERROR_UNKNOWN when
+        the stream can't be opened, else AMEDIA_OK, even when the copy fails. */
     media_status_t getMetaData(AMediaFormat* meta) override;
 
     /** MediaExtractorPluginHelper flags: seeking and pausing for an open, seekable stream, else
@@ -55,7 +55,7 @@ class KelFLACExtractor : public MediaExtractorPluginHelper {
     void publishTrackFormat();
 
     DataSourceHelper* mDataSource;
-    sp<KelFLACFDSF> mFDSF;  // null until the stream is open
+    sp<KelFLACFDSF> mFDSF;  // null unless the stream is open or being opened
     bool mInitDone = false;
     AMediaFormat* mTrackFormat;
     AMediaFormat* mFileMeta;

@@ -25,8 +25,8 @@ class KelFLACFDSF : public RefBase {
   public:
     KELFLACFD_CTX* ctx = nullptr;  ///< Owned; null unless the open succeeded.
     KELFLACFD_INFO info = {};      ///< Copy of the stream information; `tag` points into `ctx`.
-    int64_t in_duration = 0;       ///< Duration in 100 ns for the open; 0: the stream's own.
-    _KELCMN_MFAL mfal = {};        ///< Owns its `open_param`, a KELCMN_MFAL_PARAM.
+    int64_t in_duration = 0;       ///< Duration to use, in 100 ns; 0: the stream's own.
+    _KELCMN_MFAL mfal = {};        ///< Its `open_param`, a KELCMN_MFAL_PARAM, is owned here.
 
   protected:
     ~KelFLACFDSF() override;

@@ -38,7 +38,8 @@ void publishNumber(const Entry& entry, const KELFLACFD_TAG& tag, AMediaFormat* m
     AMediaFormat_setString(meta, entry.key, text);
 }
 
-/** Sets the text, and adds "key=encoding:" to the list of encodings. */
+/** Sets the text, and adds "key=encoding:" to the list of encodings. A text of another encoding
+   than UTF-8 is set as "". An unknown encoding is not listed. */
 void publishText(const Entry& entry, const KELFLACFD_TAG& tag, AMediaFormat* meta,
                  String8* encodings) {
     const KELFLACFD_TXT& text = tag.*entry.text;
@@ -53,7 +54,7 @@ void publishText(const Entry& entry, const KELFLACFD_TAG& tag, AMediaFormat* met
     if (text.enc < KELFLACFD_ENC_FIRST || text.enc > KELFLACFD_ENC_UTF8) return;
     char encoding[12];
     snprintf(encoding, sizeof(encoding), "%d", static_cast<int>(text.enc - KELFLACFD_ENC_FIRST));
-    // Without memory the whole entry is left out.
+    // Without memory nothing is added to the list.
     String8 listed(entry.key);
     if (listed.length() == 0 || listed.append("=") != OK || listed.append(encoding) != OK ||
         listed.append(":") != OK) {

@@ -7,8 +7,8 @@
 
 namespace android {
 
-/** Sets the tag record's numbers, texts, text encodings and first picture on `meta`. Absent numbers
-    and empty texts set nothing. Every value but the picture is a string. */
+/** Sets the tag record's numbers, texts, text encodings and first picture on `meta`. What is absent
+    or empty sets nothing. Every value but the picture is a string. */
 void publishFileMeta(const KELFLACFD_TAG& tag, AMediaFormat* meta);
 
 }  // namespace android

@@ -1,16 +1,16 @@
-// The front end's log: one tag, information level.
+// The front end's tag, and its lines of information level.
 //
-// The texts of the lines are fixed, because tools match them. Some name functions that don't exist
-// here: readMetaData() stands for any query that opens the stream, init_kelflacfd() for
-// init_kelflacff(), kelflacfds_seek() and KelFLACExtractor::kelflacfd_get_fmt() for the
-// demuxer's calls.
+// The texts of the lines are fixed, because tools match them. Some name functions that don't exist.
+// readMetaData() is any query that opens the stream. init_kelflacfd() is init_kelflacff().
+// kelflacfds_seek() is kelflacfd_seek(). KelFLACExtractor::kelflacfd_get_fmt() is the demuxer's
+// kelflacfd_get_fmt().
 #pragma once
 
 #include <android/log.h>
 
 namespace android {
 
-/** The tag of every line of the front end. */
+/** The tag of every line, except the two that the demuxer logs. */
 constexpr const char* KELFLAC_LOG_TAG = "KelFLACExtractorSO";
 
 /** Logs one line at information level. */

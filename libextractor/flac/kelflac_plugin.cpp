@@ -46,8 +46,8 @@ CMediaExtractor* CreateExtractor(CDataSource* source, void* /*meta*/) {
     return table;
 }
 
-/** Claims a source with the "fLaC" marker at its start or after ID3v2 tags. A tag's footer is not
-    skipped. */
+/** Claims a source with the "fLaC" marker and 6 more bytes, at its start or after ID3v2 tags. A
+    tag's footer is not skipped. */
 CreatorFunc Sniff(CDataSource* source, float* confidence, void** /*meta*/, FreeMetaFunc* /*free*/) {
     uint8_t header[ID3V2_HEADER_BYTES] = {};
     int64_t offset = 0;

@@ -15,7 +15,7 @@ struct Check {
     const char* message;
 };
 
-/** The path that the messages name for the whole front end. */
+/** The path is a fixed part of the log's text too. It is not this file's. */
 constexpr const char* CHECK_SOURCE_PATH = "libextractor/flac/kelflac_extractor.cpp";
 constexpr Check CHECK_START_STOPPED = {"!(!mStarted)", 521, " CHECK(!mStarted) failed."};
 constexpr Check CHECK_START_MAX_SIZE = {
@@ -83,7 +83,7 @@ media_status_t KelFLACSource::stop() {
     return stopLocking();
 }
 
-/** The work of stop(). The destructor calls this too: it must not call virtual functions. */
+/** The work of stop(). Not virtual, because the destructor calls it. */
 media_status_t KelFLACSource::stopLocking() {
     const ScopedLock lock(&mLock);
     require(mStarted, CHECK_STOP_STARTED);
@@ -140,7 +140,7 @@ media_status_t KelFLACSource::seekIfAsked(const ReadOptions* options) {
     return AMEDIA_OK;
 }
 
-/** Copies the next frame or piece into mBuffer and sets its times. */
+/** Copies the next frame or piece into mBuffer and sets its times. On failure releases mBuffer. */
 media_status_t KelFLACSource::fillBuffer() {
     uint32_t length = 0;
     int64_t time = 0;

@@ -30,7 +30,7 @@ class KelFLACSource : public MediaTrackHelper {
     KelFLACSource& operator=(const KelFLACSource&) = delete;
 
     /** Adds a buffer of the format's maximum input size to the group, each time. Returns AMEDIA_OK,
-        or AMEDIA_ERROR_UNSUPPORTED when the constructor refused the stream. Ends the process when
+        or AMEDIA_ERROR_UNSUPPORTED when the open stream's codec is not FLAC. Ends the process when
         the track is already started, or when the format has no maximum input size. */
     media_status_t start() override;
 
@@ -48,8 +48,8 @@ class KelFLACSource : public MediaTrackHelper {
      * @param options may be null: no seek.
      * @return AMEDIA_OK; AMEDIA_ERROR_END_OF_STREAM after the last frame, for a seek past the
      *     duration and for one that fails; AMEDIA_ERROR_UNSUPPORTED for a seek in a stream that
-     *     is not seekable; AMEDIA_ERROR_UNKNOWN when no buffer can be had, and for a frame that is
-     *     too large (it is skipped); AMEDIA_ERROR_IO for other failures.
+     *     is not seekable; AMEDIA_ERROR_UNKNOWN when no buffer can be had, and for a frame or piece
+     *     that is too large (it is skipped); AMEDIA_ERROR_IO without an open stream.
      */
     media_status_t read(MediaBufferHelper** buffer, const ReadOptions* options) override;
 
@@ -59,12 +59,12 @@ class KelFLACSource : public MediaTrackHelper {
     media_status_t fillBuffer();
     media_status_t refuse(const char* line, media_status_t status);
 
-    [[maybe_unused]] DataSourceHelper* mDataSource;  // not used: the demuxer reads
+    [[maybe_unused]] DataSourceHelper* mDataSource;  // not used by the track
     AMediaFormat* mFormat;
     pthread_mutex_t mLock;
     bool mStarted = false;
     MediaBufferHelper* mBuffer = nullptr;  // being filled; null between reads
-    sp<KelFLACFDSF> mFDSF;                 // null when the stream was refused
+    sp<KelFLACFDSF> mFDSF;                 // null when the codec is not FLAC
 };
 
 }  // namespace android

@@ -17,8 +17,8 @@ struct KELCMN_MFAL_PARAM;
  * demuxer uses the callbacks only within its own operations, on the caller's thread.
  */
 struct _KELCMN_MFAL {
-    /** Opens the source at position 0. Returns the handle, owned by the caller until close(), or
-        null. `mfal` is the record that the demuxer's caller filled; `mode` may be ignored. */
+    /** Opens the source at position 0. Returns the handle, or null. The demuxer closes it. `mfal`
+        is the record that the demuxer's caller filled; `mode` may be ignored. */
     void* (*open)(_KELCMN_MFAL* mfal, unsigned long mode);
 
     /** Frees the handle. The source stays usable. */

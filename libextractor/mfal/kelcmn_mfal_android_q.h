@@ -1,8 +1,9 @@
 // The data-source bridge: an I/O callback record for the framework's DataSourceHelper.
 //
 // A handle has a current position; the framework reads at an offset. The callbacks never report an
-// error of the source: a failed read counts as the end of the data, a failed size query as size 0.
-// A null argument is logged and refused. Never use one handle from two threads at the same time.
+// error of the source. A failed read counts as the end of the data. A failed size query gives what
+// the source stored, or 0. A null argument that is needed is logged and refused. Never use one
+// handle from two threads at the same time.
 #pragma once
 
 #include <android/log.h>
@@ -19,7 +20,7 @@
 /** The parameter block, to which `open_param` of the record points. */
 struct KELCMN_MFAL_PARAM {
     uint8_t reserved[4096];                  ///< Zero; not read here.
-    android::DataSourceHelper* data_source;  ///< Borrowed; must outlive every handle.
+    android::DataSourceHelper* data_source;  ///< Borrowed until the last use but close().
 };
 
 /** One open handle: the `fp` of every callback but open. */
@@ -84,8 +85,9 @@ inline void kelcmn_mfal_close(void* fp) {
     free(fp);
 }
 
-/** Reads at the position with one call of the source. Returns the count, 0 to `size`, or -1 for a
-    null argument. Returns 0 for a size below 1, also when an argument is null. */
+/** Reads at the position with one call of the source, and moves past the bytes. Returns the
+    source's count, at least 0, or -1 for a null argument. Returns 0 for a size below 1, also when
+    an argument is null. */
 inline int kelcmn_mfal_read(void* fp, void* buf, int size) {
     namespace diagnostic = kelcmn_mfal_diagnostic;
     if (size < 1) return 0;
@@ -134,7 +136,7 @@ inline int kelcmn_mfal_skip(void* fp, long long* fsize) {
     return 0;
 }
 
-/** Stores the source's size, 0 when unknown. Returns 0, or -1 for a null argument. */
+/** Stores what the source stores as its size, or 0. Returns 0, or -1 for a null argument. */
 inline int kelcmn_mfal_getsize(void* fp, long long* fsize) {
     namespace diagnostic = kelcmn_mfal_diagnostic;
     if (diagnostic::is_null(fsize, "fsize", diagnostic::GETSIZE_FSIZE)) return -1;
@@ -158,7 +160,7 @@ inline int kelcmn_mfal_ioctl(void* fp, int cmd, void* arg) {
  * Fills a record with the callbacks above and a new parameter block. The caller deletes the block
  * after the last handle is closed.
  *
- * @param source borrowed; must outlive every handle.
+ * @param source borrowed. After it is freed, handles may only be closed.
  * @return false when there is no memory; `open_param` is then null.
  */
 inline bool kelcmn_mfal_fill(_KELCMN_MFAL* mfal, android::DataSourceHelper* source) {

@@ -20,8 +20,8 @@ struct KELCMN_MFAL_MEMORY {
     long long pos = 0;  ///< Position of the next read; may be outside the bytes.
 };
 
-/** Copies up to `size` bytes, 0 or more, from the position, and moves it past them. Returns their
-    count; 0 when the position is outside the bytes. */
+/** Copies up to `size` bytes from the position, and moves it past them. Returns their count; 0 when
+    the position is outside the bytes. `size` is 0 or more. */
 inline int kelcmn_mfal_memory_read(void* fp, void* buf, int size) {
     auto* source = static_cast<KELCMN_MFAL_MEMORY*>(fp);
     const auto at = static_cast<unsigned long long>(source->pos);  // if negative, past any size

@@ -1,8 +1,9 @@
 // Arithmetic that wraps on purpose, without undefined behaviour.
 //
-// Times and seek steps are products of numbers from the file (36-bit frame numbers, 16-bit block
-// sizes, 64-bit times). Their low 64 bits are kept. Sums of positions may wrap: they are not
-// checked against the source's size. Digits are appended modulo 2^32. No other arithmetic may wrap.
+// Times and seek steps are products of numbers that may have any value: 36-bit frame numbers,
+// 16-bit block sizes, the 64-bit time of a seek. Their low 64 bits are kept. Sums and differences
+// of frame numbers and of positions may wrap too: positions are not checked against the source's
+// size. Digits are appended modulo 2^32. No other arithmetic may wrap.
 #pragma once
 
 #include <cstdint>

@@ -21,7 +21,7 @@ struct Buffer {
 
     CMediaBuffer slots = {};
     Group* group = nullptr;
-    void* data = nullptr;  ///< From malloc; exactly `capacity` bytes: overruns are noticed.
+    void* data = nullptr;  ///< From malloc, without spare bytes: sanitizers see overruns.
     AMediaFormat* meta = nullptr;
     size_t capacity = 0;
     size_t offset = 0;
@@ -52,8 +52,8 @@ void release(void* handle) {
     const std::lock_guard<std::mutex> held(group->lock);
     if (!buffer->out) fail("released, but not acquired");
     buffer->out = false;
-    // notify_all: with notify_one, only a waiter that needs a larger buffer may wake. Under the
-    // lock: another thread may delete the group once it sees the buffer free.
+    // notify_all: with notify_one, only a waiter that needs a larger buffer may wake. The lock is
+    // still held: without it another thread could delete the group first.
     group->freed.notify_all();
 }
 

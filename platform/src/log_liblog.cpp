@@ -5,7 +5,7 @@ namespace {
 
 host::SinkPlace gSink;
 
-/** liblog gives a message without a tag the default tag, which is empty here. */
+/** A message without a tag gets liblog's default tag, which is empty here. */
 void receive(const __android_logger_data* about, const char* text) {
     const bool has_tag = about->tag != nullptr && about->tag[0] != '\0';
     host::deliver(&gSink, about->priority, has_tag ? about->tag : nullptr, text);

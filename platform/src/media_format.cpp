@@ -16,7 +16,7 @@ namespace {
 /** One key's entry, from malloc. The key, NUL-terminated, follows it in the same block. */
 struct Slot {
     Slot* next;
-    bool present;  ///< False when cleared. `data` is then null, the other fields mean nothing.
+    bool present;  ///< False when cleared: then `data` is null, and only `next` and the key count.
     FormatType type;
     int64_t number;
     void* data;   ///< From malloc; null for numbers.
@@ -67,7 +67,7 @@ const Slot* find(const AMediaFormat* format, const char* key, FormatType type) {
     return nullptr;
 }
 
-/** Sets a key to a number, with `data` null, or to a copy of `size` bytes. */
+/** Sets a key to `number` if `data` is null, else to a copy of the `size` bytes at `data`. */
 bool set(AMediaFormat* format, const char* key, FormatType type, int64_t number, const void* data,
          size_t size) {
     if (format == nullptr || key == nullptr) return false;

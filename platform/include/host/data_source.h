@@ -36,7 +36,7 @@ class DataSource {
     android::CDataSource mSlots;
 };
 
-/** A file, opened for reading at construction. If that failed, every call fails. */
+/** A file, opened for reading at construction. If that failed, readAt and getSize fail. */
 class FileSource : public DataSource {
   public:
     explicit FileSource(const char* path) : mFd(open64(path, O_RDONLY | O_CLOEXEC)) {}

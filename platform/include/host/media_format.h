@@ -11,7 +11,7 @@ namespace host {
 
 enum class FormatType { kInt32, kInt64, kString, kBuffer };
 
-/** One entry. The format owns what the pointers point to, as with its gets. */
+/** One entry. The format owns the key and the data. */
 struct FormatEntry {
     const char* key;
     FormatType type;

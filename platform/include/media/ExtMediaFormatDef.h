@@ -1,5 +1,5 @@
-// Format keys of libextmediaformatdef, which are not in the public list. Callers only compare the
-// strings and pass them on.
+// Format keys of libextmediaformatdef, which NdkMediaFormat.h doesn't have. Callers rely only on
+// the strings being different.
 #pragma once
 
 namespace android {

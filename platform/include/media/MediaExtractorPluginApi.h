@@ -41,7 +41,7 @@ struct CMediaBuffer {
     size_t (*size)(void* handle);  ///< Capacity in bytes.
     size_t (*range_offset)(void* handle);
     size_t (*range_length)(void* handle);
-    /** Marks the bytes with content. `offset` + `length` is at most the capacity. */
+    /** Sets which bytes are used. `offset` + `length` is at most the capacity. */
     void (*set_range)(void* handle, size_t offset, size_t length);
     AMediaFormat* (*meta_data)(void* handle);  ///< Owned by the buffer.
 };
@@ -90,7 +90,7 @@ struct CMediaExtractor {
 typedef CMediaExtractor* (*CreatorFunc)(CDataSource* source, void* meta);
 /** Frees what a sniffer stored as `meta`. */
 typedef void (*FreeMetaFunc)(void* meta);
-/** Stores a confidence of 0 to 1 and returns the creator for a source that it claims, else null. */
+/** Claims a source: stores a confidence of 0 to 1 and returns the creator. Else returns null. */
 typedef CreatorFunc (*SnifferFunc)(CDataSource* source, float* confidence, void** meta,
                                    FreeMetaFunc* free_meta);
 

@@ -113,7 +113,7 @@ class MediaTrackHelper {
     MediaTrackHelper& operator=(const MediaTrackHelper&) = delete;
     virtual ~MediaTrackHelper() { delete mBufferGroup; }
 
-    /** A seek that a read does first. */
+    /** Whether a read seeks first, and to where. */
     class ReadOptions {
       public:
         enum SeekMode : int32_t {
@@ -145,7 +145,7 @@ class MediaTrackHelper {
     virtual media_status_t start() = 0;
     virtual media_status_t stop() = 0;
     virtual media_status_t getFormat(AMediaFormat* format) = 0;
-    /** Stores the next buffer, which the caller then owns; null on failure. `options` may be
+    /** Stores the next buffer, which the caller then releases; null on failure. `options` may be
         null. */
     virtual media_status_t read(MediaBufferHelper** buffer,
                                 const ReadOptions* options = nullptr) = 0;
@@ -157,7 +157,7 @@ class MediaTrackHelper {
 
   protected:
     friend CMediaTrack* wrap(MediaTrackHelper* track);
-    MediaBufferGroupHelper* mBufferGroup = nullptr;  ///< Owned; null before the first start.
+    MediaBufferGroupHelper* mBufferGroup = nullptr;  ///< Owned; null until a start made it.
 };
 
 /** Base class of extractors. */

@@ -2,8 +2,8 @@
 //
 // Conventions:
 // 1. Setting a key replaces its value, of whatever type. A get of another type fails.
-// 2. Keys, strings and buffers are copied in. A get gives a pointer that the format owns, valid
-//    until that key is set again, or the format is copied to, cleared or deleted.
+// 2. Keys, strings and buffers are copied in. A get of a buffer points into the format. It is valid
+//    until that key is set again, or the format is cleared, deleted or the target of a copy.
 // 3. With a null format, key or text, sets do nothing and gets fail. When an allocation fails, the
 //    key keeps its old value.
 // 4. Nothing is locked. Several threads may read one format, or one thread may change it.

@@ -1,4 +1,4 @@
-// String8: a string of 8-bit characters, only with what builds text.
+// String8: a string of 8-bit characters. It has only the calls that build a text.
 #pragma once
 
 #include <cstdlib>
