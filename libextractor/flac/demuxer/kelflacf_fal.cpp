@@ -12,10 +12,10 @@ constexpr int64_t MIN_RING_BYTES = 8192;
 constexpr int64_t MAX_RING_BYTES = int64_t{1} << 30;  // the largest power of two in an int32
 constexpr unsigned long OPEN_MODE = 18;               // read access; the bridge ignores it
 constexpr int32_t CHUNK_MASK = KELFLACF_FAL_CHUNK - 1;
-// After one failed read the source may recover, and the wanted header may come. After two in a row
-// it has probably ended: asking again for each chunk of a large ring would take too long.
+// After one failed read the source may recover. After two in a row it has probably ended: asking
+// again for each chunk of a large ring would take too long.
 constexpr int MAX_EMPTY_READS = 2;
-constexpr int32_t MAX_ROW_BYTES = 64 * 1024;  // more would leave the cache before it is copied
+constexpr int32_t MAX_ROW_BYTES = 64 * 1024;  // so many stay in the cache until they are copied
 
 /** The size of the smallest ring for `count` bytes and one chunk, or 0 when that is too large. */
 int32_t ring_size_for(int count) {
@@ -63,8 +63,8 @@ int64_t handle_pos(KELFLACF_FAL* fal) {
 }
 
 /** Empties the ring, loads a chunk from the handle's position, and skips the chunk's first
-    `skipped` bytes. Returns KELFLACF_FAL_OK, or KELFLACF_FAL_END when the chunk is empty or shorter
-    than that. */
+    `skipped` bytes. A short chunk sets `eof`. Returns KELFLACF_FAL_OK, or KELFLACF_FAL_END when the
+    chunk is empty or shorter than `skipped`. */
 int load_chunk(KELFLACF_FAL* fal, int32_t skipped) {
     const int32_t count = read_source(fal, 0, KELFLACF_FAL_CHUNK);
     fal->reach += int64_t{fal->size} + count;
@@ -75,9 +75,9 @@ int load_chunk(KELFLACF_FAL* fal, int32_t skipped) {
     return count == 0 || count < skipped ? KELFLACF_FAL_END : KELFLACF_FAL_OK;
 }
 
-/** Makes refill steps until `wanted` bytes, or MAX_ROW_BYTES, are in one piece. A few large copies
-    cost less than many small ones. The source gets the same reads as with small copies:
-    while the unread bytes don't wrap, a copy lowers `wanted` and the buffered count equally. */
+/** Makes refill steps until `wanted` bytes, or MAX_ROW_BYTES, are in one piece, the unread bytes
+    wrap or the data ends. A few large copies cost less than many small ones. The reads are the same
+    as with small copies: each copy lowers `wanted` and the buffered count by the same number. */
 void fill_row(KELFLACF_FAL* fal, int32_t wanted) {
     const int32_t row = std::min(wanted, MAX_ROW_BYTES);
     do {

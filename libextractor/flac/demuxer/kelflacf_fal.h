@@ -1,13 +1,14 @@
-// The buffered reader. It reads bytes, big-endian words and blocks, looks ahead, skips and moves.
-// It reads its source through an I/O callback record and keeps the bytes in a ring buffer.
+// The buffered reader. It reads bytes and big-endian words of 4 bytes, looks ahead, skips and
+// moves. It reads its source through an I/O callback record and keeps the bytes in a ring buffer.
 //
-// The demuxer reads its source only through here. Reads of the source are of at most 4096 bytes.
-// After full reads they end at multiples of 4096. A failed read ends the data: `eof` is set (not by
-// kelflacf_fal_bytes_peek), and missing values are zero.
+// The demuxer reads its source only through here. Reads of the source are of at most 4096 bytes. As
+// long as all were full, each ends at a multiple of 4096. An empty read, or a short one in a
+// reload, ends the data: `eof` is set (not by kelflacf_fal_bytes_peek), and missing values are
+// zero.
 //
 // Call kelflacf_fal_create first and kelflacf_fal_delete last. If kelflacf_fal_create fails, call
-// nothing between them. Pointers must not be null. Counts and offsets are 0 or more. Never use one
-// reader from two threads at the same time.
+// nothing between them. Pointers must not be null. Offsets are 0 or more. Never use one reader from
+// two threads at the same time.
 #pragma once
 
 #include <cstdint>
@@ -40,9 +41,9 @@ struct KELFLACF_FAL {
     int32_t wr;         ///< Ring offset at which the next refill stores, 0 to size - 1.
     int32_t size;       ///< Ring size in bytes: 8192 times a power of two.
     int32_t eof;        ///< 1 after a short reload or an empty refill step. Stops refill steps.
-    /** The place just after the last buffered byte. Each byte has a place: a number that it keeps
-        while it is buffered, and that no other byte gets. So `reach` grows by 1 with each byte
-        stored. A reload adds the ring's size first. */
+    /** The place just after the last buffered byte. A byte's place is a running number. The byte
+        keeps it while it is buffered, and no other byte gets it. Each stored byte adds 1 to
+        `reach`; a reload first adds the ring's size. */
     int64_t reach;
 };
 
@@ -50,15 +51,15 @@ struct KELFLACF_FAL {
  * Opens the source and loads the first chunk.
  *
  * @param record the source; copied.
- * @param size_hint how many bytes must fit in the ring beside one chunk.
+ * @param size_hint the ring gets room for so many bytes and one chunk more.
  * @return KELFLACF_FAL_OK; KELFLACF_FAL_END when the source gave no byte (the reader is usable);
  *     KELFLACF_FAL_E_SOURCE when open() gave no handle; KELFLACF_FAL_E_MEMORY when there is no
- *     memory for the ring (the handle is then closed).
+ *     memory for the ring, or its size would pass 2^30 (the handle is then closed).
  */
 int kelflacf_fal_create(KELFLACF_FAL* fal, _KELCMN_MFAL* record, int size_hint);
 
 /**
- * Grows the ring so that `count` bytes fit beside one chunk. Keeps the unread bytes.
+ * Grows the ring to hold `count` bytes and one chunk more. Keeps the unread bytes.
  *
  * @return KELFLACF_FAL_OK, also when the ring is large enough already; KELFLACF_FAL_E_MEMORY when
  *     there is no memory or the size would pass 2^30: the old ring is then kept.
@@ -85,26 +86,26 @@ inline bool kelflacf_fal_at_end(const KELFLACF_FAL* fal) {
  */
 void KELFLACF_FAL_FILL_BUF2(KELFLACF_FAL* fal, int wanted);
 
-/** Fills the ring with whole chunks. Ignores `eof` and doesn't set it. Stops at the second read in
-    a row that gives nothing. Returns the buffered count. */
+/** Reads one chunk for each that the free space can hold. Ignores `eof` and doesn't set it. Stops
+    at the second read in a row that gives nothing. Returns the buffered count. */
 int kelflacf_fal_bytes_peek(KELFLACF_FAL* fal);
 
 /** The byte `offset` bytes ahead. Makes one refill step if the ring is empty; a byte that is then
     not buffered is 0. Consumes nothing. */
 int kelflacf_fal_peek1(KELFLACF_FAL* fal, int offset);
 
-/** Consumes the next byte. Returns 0 at the end of the data. */
+/** Consumes and returns the next byte; 0 at the end of the data. */
 int kelflacf_fal_read1(KELFLACF_FAL* fal);
 
-/** The big-endian word `offset` bytes ahead. Makes one refill step if fewer than four are
-    buffered; a word that is then not wholly buffered is 0. Consumes nothing. */
+/** The big-endian word `offset` bytes ahead. Makes one refill step if fewer than four are buffered;
+    a word that is then not wholly buffered is 0. Consumes nothing. */
 uint32_t kelflacf_fal_peek4(KELFLACF_FAL* fal, int offset);
 
-/** Consumes the next big-endian word. Returns 0 and consumes nothing where a refill step leaves
-    fewer than four bytes. */
+/** Consumes and returns the next big-endian word. If a refill step leaves fewer than four bytes, it
+    returns 0 and consumes nothing. */
 uint32_t kelflacf_fal_read4(KELFLACF_FAL* fal);
 
-/** kelflacf_fal_view for bytes that are not in one piece: copies them to `scratch`. */
+/** The same as kelflacf_fal_view, but always copies the bytes to `scratch`. */
 const uint8_t* kelflacf_fal_copy_view(const KELFLACF_FAL* fal, int offset, int count,
                                       uint8_t* scratch);
 
@@ -149,7 +150,8 @@ int kelflacf_fal_read(KELFLACF_FAL* fal, void* dst, int count);
  * Consumes `count` bytes. When no byte stays buffered, reloads the ring from the source at the new
  * position, or empties it if `eof` is set. A negative count does nothing.
  *
- * @return KELFLACF_FAL_OK; KELFLACF_FAL_END when none or too few were loaded.
+ * @return KELFLACF_FAL_OK; KELFLACF_FAL_END when the ring was emptied, or the reload gave nothing
+ *     or too little.
  */
 int kelflacf_fal_skip(KELFLACF_FAL* fal, int count);
 

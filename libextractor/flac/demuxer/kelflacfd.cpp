@@ -7,7 +7,7 @@
 
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
 
-// The reader's statuses are passed on as they are.
+// Some of the reader's statuses are passed on unchanged.
 static_assert(int{KELFLACFD_OK} == KELFLACF_FAL_OK && int{KELFLACFD_END} == KELFLACF_FAL_END);
 static_assert(int{KELFLACFD_E_MEMORY} == KELFLACF_FAL_E_MEMORY);
 static_assert(int{KELFLACFD_E_SOURCE} == KELFLACF_FAL_E_SOURCE);

@@ -1,6 +1,6 @@
 // Finds frames and hands them out.
 //
-// A frame doesn't say its length (RFC 9639, 9). It ends where the next header of the same stream
+// A frame doesn't say its length (RFC 9639, 9). It ends where the next header of the same kind
 // begins, or at the end of the file. The next header is found by search.
 #include <algorithm>
 
@@ -12,7 +12,7 @@ namespace {
 /**
  * Moves to the next buffered header and returns true. If there is none, moves to the last three
  * buffered bytes, where a header may begin, and makes one refill step. Then returns whether a
- * header begins at the read point. Fewer than four bytes are no header.
+ * header begins there. Fewer than four bytes are no header.
  */
 bool move_to_header(KELFLACF_FAL* fal, KELFLACFD_FRM_HDR* hdr) {
     const int offset = find_frm_hdr(fal, hdr);

@@ -26,13 +26,13 @@ constexpr uint32_t BITS_REFUSED = 0x00000006;
 constexpr uint8_t BLOCK_SIZE_8BIT_TAIL = 6;
 constexpr uint8_t BLOCK_SIZE_16BIT_TAIL = 7;
 
-// Sample-rate codes with a tail after that one.
+// Sample-rate codes with a tail. It is the last one before the CRC-8.
 constexpr uint8_t HZ_8BIT_TAIL = 12;  // in kHz
 static_assert(HZ_8BIT_TAIL == KELFLACFD_HZ_CODES);
 constexpr uint8_t HZ_16BIT_TAIL = 13;       // in Hz
 constexpr uint8_t HZ_16BIT_TENS_TAIL = 14;  // in units of 10 Hz
 
-// Channel assignments, in the upper half of byte 3: 0 to 7 are 1 to 8 independent channels, 8 to 10
+// Channel assignments, in the upper half of hdr[3]: 0 to 7 are 1 to 8 independent channels, 8 to 10
 // are stereo.
 constexpr uint8_t STEREO_FIRST = 0x80;
 constexpr uint8_t STEREO_LIMIT = 0xB0;
@@ -48,7 +48,7 @@ constexpr int UNSETTLED_BYTES = KELFLACFD_HDR_LOOK_BYTES - 1;
 constexpr uint8_t SUBFRAME_ZERO_BIT = 0x80;
 constexpr uint8_t SUBFRAME_TYPE_FIXED = 8;  // types 2 to 7 are reserved
 constexpr uint8_t SUBFRAME_TYPE_VERBATIM = 1;
-constexpr uint8_t SUBFRAME_TYPE_RESERVED = 16;  // types 16 to 31 are reserved: bits 5 and 4 are 01
+constexpr uint8_t SUBFRAME_TYPE_RESERVED = 16;  // to 31; 13 to 15 are reserved too, but pass
 constexpr uint8_t SUBFRAME_TYPE_RESERVED_MASK = 0x30;
 
 constexpr int WORD_BYTES = 8;
@@ -74,7 +74,8 @@ constexpr std::array<CRC8_TABLE, WORD_BYTES> make_crc8_tables() {
 
 constexpr std::array<CRC8_TABLE, WORD_BYTES> CRC8_TABLES = make_crc8_tables();
 
-/** The CRC-8 of a big-endian word. The processor makes the eight look-ups at the same time. */
+/** The CRC-8 of eight bytes, most significant first. The processor makes the eight look-ups at the
+    same time. */
 inline uint8_t crc8_of_word(uint64_t word) {
     const auto part = [word](unsigned k) -> unsigned {
         return CRC8_TABLES[k][static_cast<uint8_t>(word >> 8 * k)];
@@ -83,8 +84,8 @@ inline uint8_t crc8_of_word(uint64_t word) {
                                 part(6) ^ part(7));
 }
 
-/** The first `count` of eight bytes, 1 to 8, as a big-endian word. Its leading zeros don't change a
-    CRC-8. */
+/** The first `count` bytes, 1 to 8, as a big-endian number. Its leading zeros don't change a CRC-8.
+    `bytes` has 8. */
 uint64_t first_bytes(const uint8_t* bytes, int count) {
     return be64(bytes) >> 8 * (WORD_BYTES - count);
 }
@@ -98,7 +99,8 @@ inline bool ends_with_crc8(const uint8_t* bytes, int count) {
 }
 
 /**
- * Decodes the coded number (RFC 9639, 9.1.5) at `bytes`. Stores what is decoded after each byte.
+ * Decodes the coded number (RFC 9639, 9.1.5) at `bytes`. If it is malformed, `number` receives the
+ * bits before the wrong byte.
  *
  * A first byte below 0x80 is the number. Any other has one continuation byte after it, and one more
  * for each 1 bit from its bit 5 down to a 0 bit. Bit 6 is ignored: 0x85 means
@@ -134,7 +136,7 @@ constexpr int hz_tail_bytes(uint32_t code) {
     return code == HZ_16BIT_TAIL || code == HZ_16BIT_TENS_TAIL ? 2 : 0;
 }
 
-/** For each value of header byte 2: how many bytes are between coded number and CRC-8. */
+/** For each value of hdr[2]: how many bytes are between coded number and CRC-8. */
 constexpr std::array<uint8_t, 256> make_tail_table() {
     std::array<uint8_t, 256> table{};
     for (uint32_t byte = 0; byte < table.size(); ++byte) {
@@ -164,8 +166,9 @@ int crc8_offset(const uint8_t* hdr, uint64_t* frm_num) {
     return number_bytes > 0 ? KELFLACFD_SYNC_BYTES + number_bytes + TAIL_BYTES[hdr[2]] : 0;
 }
 
-// Where false headers are dense, nearly all time is spent in the three functions marked
-// always_inline. Without it some compilers don't inline them, and the search takes a third longer.
+// Where much of the audio looks like headers, nearly all time is spent in the three functions
+// marked always_inline. Without it some compilers don't inline them, and the search takes a third
+// longer.
 
 /** Tests the CRC-8 and the first subframe byte. The cheaper test is first. */
 [[gnu::always_inline]] inline bool is_sound(const uint8_t* hdr, int crc_at) {

@@ -5,12 +5,12 @@
 
 #include "libextractor/flac/demuxer/kelflacfd.h"
 
-/** Whether the handle is a stream; the first check of every public operation. */
+/** Whether the handle is a stream. Each public operation that takes a handle checks this first. */
 bool kelflacfd_is_open(const KELFLACFD_CTX* ctx);
 
 // Frame headers (RFC 9639, 9.1).
 
-/** The bytes of a header that check_frm_sync tests. The coded number follows them. */
+/** How many bytes of a header check_frm_sync tests. The coded number follows them. */
 constexpr int KELFLACFD_SYNC_BYTES = 4;
 
 /** The most bytes that a test of a header looks at: 16 of the header and the first byte of the
@@ -29,7 +29,7 @@ struct KELFLACFD_FRM_HDR {
 bool check_frm_sync(uint32_t v);
 
 /**
- * Tests the rest of a header `offset` bytes after the read point, where check_frm_sync has passed.
+ * Tests the rest of a header `offset` bytes ahead, where check_frm_sync has passed.
  * Refills an empty ring by one step. Bytes that are still not buffered count as 0. Consumes
  * nothing.
  *
@@ -47,39 +47,38 @@ inline int judge_frm_hdr(KELFLACF_FAL* fal, int offset, KELFLACFD_FRM_HDR* hdr) 
 }
 
 /**
- * Finds the first header whose first four bytes are buffered. Makes both tests on the buffered
- * bytes. Reads nothing and consumes nothing.
+ * Finds the first header whose first four bytes are buffered. Makes both tests; bytes that are not
+ * buffered count as 0. Reads nothing and consumes nothing.
  *
  * @param hdr receives the header. A failed test may change its number, as in check_frm_hdr.
- * @return the header's offset from the read point, or -1 when there is none.
+ * @return how many bytes ahead the header is, or -1 when there is none.
  */
 int find_frm_hdr(const KELFLACF_FAL* fal, KELFLACFD_FRM_HDR* hdr);
 
 /**
- * Finds the successor of the header at the read point: the next buffered header with the same
- * rate, channels and sample size. Block size and number may differ. Reads nothing and consumes
- * nothing.
+ * Finds the successor of the header at offset 0: the next buffered header, four or more bytes
+ * ahead, with the same `hz_code`, `ch` and `bits_code`. Reads nothing and consumes nothing.
  *
  * @param seen is used and updated. Headers too near the last buffered byte are not noted.
- * @return the distance from the read point, or 0 when there is none.
+ * @return how many bytes ahead the successor is, or 0 when there is none.
  */
 int find_successor(const KELFLACF_FAL* fal, KELFLACFD_SEEN* seen, const KELFLACFD_FRM_HDR& hdr);
 
-/** Finds the last buffered header. It may begin three bytes before the end: missing ones count as
-    0. Otherwise as find_frm_hdr. */
+/** Finds the last buffered header. Three buffered bytes of it are enough: the others count as 0.
+    Otherwise as find_frm_hdr. */
 int find_last_frm_hdr(const KELFLACF_FAL* fal, KELFLACFD_FRM_HDR* hdr);
 
 // Frame searches. `frm_len` in bytes, `frm_num` the coded number.
 
-/** Frames with a number above 0 that are found by search after an open and after each seek. */
+/** How many frames with a number above 0 are found by search after an open or a successful seek. */
 constexpr uint8_t KELFLACFD_FULL_CHECK_COUNT = 244;
 
-/** Moves forward to the next frame: a header that has a successor in the buffered bytes, or whose
-    frame runs to the end of the file. Returns KELFLACFD_OK, or KELFLACFD_END when the data ended;
-    `frm_num` is then what the last header test left. */
+/** Moves forward to the next frame: a header that has a successor in the buffered bytes, or after
+    which a file of known size ends in them. Returns KELFLACFD_OK, or KELFLACFD_END when the data
+    ended; `frm_num` is then what the last header test left. */
 int kelflacfd_find_frm(KELFLACFD_CTX* ctx, uint32_t* frm_len, uint64_t* frm_num);
 
-/** Gives the stream's maximum frame size and the number 0, without a search. Returns
+/** Gives the stream's maximum frame size and the number 0 without a search. Returns
     KELFLACFD_OK. */
 int kelflacfd_find_frm2(KELFLACFD_CTX* ctx, uint32_t* frm_len, uint64_t* frm_num);
 
@@ -88,12 +87,12 @@ int kelflacfd_find_frm2(KELFLACFD_CTX* ctx, uint32_t* frm_len, uint64_t* frm_num
 int kelflacfd_find_prev_frm(KELFLACFD_CTX* ctx, uint64_t* frm_num);
 
 /** Moves to the last frame header of a file of `size` bytes. Looks only at its last `max_frm_size`
-    bytes. `size` is at least that. Returns KELFLACFD_OK, or KELFLACFD_E_MALFORMED when
-    there is no header, or that place can't be reached. */
+    bytes; `size` is not smaller. Returns KELFLACFD_OK, or KELFLACFD_E_MALFORMED when there is no
+    header in them, or they can't be reached. */
 int kelflacfd_find_last_frm(KELFLACFD_CTX* ctx, int64_t size, uint64_t* frm_num);
 
-/** The time at which frame `frm_num` starts in a stream of fixed block size, in 100 ns.
-    `info->hz` is at least 1. */
+/** The time at which frame `frm_num` starts in a stream of fixed block size, in 100 ns. Its
+    products wrap at 64 bits. `info->hz` is at least 1. */
 int64_t kelflacfd_frm_time(const KELFLACFD_INFO* info, uint64_t frm_num);
 
 /** The same for any stream: 0 where the block size varies or the sample rate is 0. */
@@ -113,7 +112,7 @@ int kelflacfd_check_flac(KELFLACFD_CTX* ctx);
 int kelflacfd_parse_meta(KELFLACFD_CTX* ctx);
 
 /** Handles a metadata block whose header has been read. `length` is the block's length, 24 bits.
-    Returns KELFLACFD_OK, or one of the statuses beside each handler. */
+    Returns KELFLACFD_OK, or a status that is named with the handler. */
 using KELFLACFD_META_HANDLER = int (*)(KELFLACFD_CTX* ctx, uint32_t length);
 
 /** KELFLACFD_E_MEMORY, KELFLACFD_E_MALFORMED or KELFLACFD_E_VARIABLE. */
@@ -129,13 +128,13 @@ int invalid_metadata(KELFLACFD_CTX* ctx, uint32_t length);  ///< Always KELFLACF
 
 // Tags.
 
-/** Parses the body of a VORBIS_COMMENT block of `length` bytes into `tag`. Returns 0, or -1 when
-    the block is too short for its comments. The comments before stay stored, and the rest of
-    the block is skipped. */
+/** Parses the body of a VORBIS_COMMENT block of `length` bytes into `tag`. Returns 0; bytes after
+    the last comment are then not skipped. Returns -1 when the block is too short for its comments.
+    The rest of the block is then skipped, and the earlier comments stay stored. */
 int parse_vorbis_comment(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag);
 
 /** Reads decimal digits from at most `count` bytes into `result`, modulo 2^32. Returns how many of
-    the bytes it left unread. */
+    the `count` bytes it did not consume. */
 int parse_num(KELFLACF_FAL* fal, int32_t count, int32_t* result);
 
 /** Sets the five numbers of a tag record to -1, absent. */
@@ -162,6 +161,6 @@ inline int64_t logical_pos(KELFLACF_FAL* fal) {
 void skip_u32(KELFLACF_FAL* fal, uint32_t count);
 
 /** Reads `count` bytes into new memory and adds `spare` zeros. `count` and `spare` are not both 0.
-    Bytes that the source fails to deliver are zeros. Returns memory for the caller to free, or null
-    when there is none: nothing has then been read. */
+    Bytes that the source fails to deliver, and those after the first INT_MAX, are zeros. Returns
+    memory for the caller to free, or null when there is none: nothing has then been read. */
 uint8_t* read_to_heap(KELFLACF_FAL* fal, uint32_t count, uint32_t spare);

@@ -2,7 +2,7 @@
 #pragma once
 
 /**
- * Takes one debug line. The demuxer calls this function but doesn't define it.
+ * Takes one debug line. The demuxer calls this function; each program links one definition of it.
  * In the plug-in it writes to the platform's log (kelflac_demuxer_log.cpp). In the demuxer's
  * package it does nothing (kelflacfd_log_none.cpp).
  *

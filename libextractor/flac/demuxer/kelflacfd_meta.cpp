@@ -17,7 +17,7 @@ constexpr uint8_t FMT_HEADER[] = {'f', 'L', 'a', 'C', 0x80, 0x00, 0x00, 0x22};
 constexpr int STREAMINFO_BYTES = 34;
 static_assert(sizeof(FMT_HEADER) + STREAMINFO_BYTES == KELFLACFD_FMT_BYTES);
 constexpr int32_t MIN_BLOCK_SAMPLES = 16;
-constexpr int RING_MARGIN = 13;  // bytes that the ring holds beside the largest frame
+constexpr int RING_MARGIN = 13;  // bytes that the ring holds after the largest frame
 
 constexpr uint32_t SEEK_POINT_BYTES = 18;
 

@@ -33,7 +33,8 @@ void log_untimed_stream(const KELFLACFD_INFO& info, int64_t size) {
 }
 
 /** Sets the duration from the number of the last frame, where STREAMINFO has no sample count or
-    rate. Returns KELFLACFD_OK, with the reader where it began, or KELFLACFD_E_MALFORMED. */
+    rate. A size below `max_frm_size` gives the duration of one frame. Returns KELFLACFD_OK, with
+    the reader where it began, or KELFLACFD_E_MALFORMED. */
 int count_duration(KELFLACFD_CTX* ctx) {
     KELFLACF_FAL* fal = &ctx->fal;
     KELFLACFD_INFO& info = ctx->info;
@@ -72,7 +73,7 @@ int find_first_frame(KELFLACFD_CTX* ctx) {
     return KELFLACFD_OK;
 }
 
-/** A known size gives a byte rate and makes the stream seekable. */
+/** A known size gives a byte rate and makes the stream seekable. It needs a duration above 0. */
 int set_byte_rate(KELFLACFD_CTX* ctx) {
     KELFLACFD_INFO& info = ctx->info;
     const int64_t size = source_size(&ctx->fal);

@@ -1,4 +1,4 @@
-// PICTURE metadata blocks (RFC 9639, 8.8): only the image bytes are kept.
+// PICTURE metadata blocks (RFC 9639, 8.8): only the picture data is kept.
 #include <climits>
 
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
@@ -16,7 +16,8 @@ bool can_follow(KELFLACF_FAL* fal, uint32_t length, int64_t size) {
     return size < 1 || int64_t{length} <= wrap_sub(size, logical_pos(fal));
 }
 
-/** Skips the MIME type or the description: a length and that many bytes. */
+/** Skips the MIME type or the description: a length and that many bytes. Returns false if so many
+    can't follow. */
 bool skip_sized_field(KELFLACF_FAL* fal, int64_t size) {
     const uint32_t length = kelflacf_fal_read4(fal);
     if (!can_follow(fal, length, size)) return false;

@@ -1,10 +1,11 @@
 // Seeking: finds the frame that holds a time, by interpolation over frame numbers.
 //
 // With a fixed block size, a time gives a frame number: the target. A probe runs the forward search
-// from a byte position and reads the number of the frame found. The brackets are the nearest probes
-// before and after the target. The next probe is interpolated between the last one and the bracket
-// on the other side of the target. All numbers may come from a crafted file: products, sums and
-// differences wrap at 64 bits.
+// from a byte position and reads the number of the frame found. The brackets are the nearest known
+// places before and after the target: at first the first frame and the end of the file, later
+// probes. The next probe is interpolated between the last one and the bracket on the other side of
+// the target. All numbers may come from a crafted file: products, sums and differences wrap at 64
+// bits.
 #include <algorithm>
 
 #include "libextractor/flac/demuxer/kelflacfd_internal.h"
@@ -18,11 +19,11 @@ constexpr int HISTORY_RECORDED = 9;  // the last slot is never written and stays
 constexpr int ENDING_REPEAT = 10;
 // A seek ends after its probes have loaded about this many bytes. Without a bound, crafted frame
 // numbers could make it endless. Each probe counts as one ring at least. Most seeks take a few
-// probes: at most 18 in public test files. Of honest files, only those that are half digital
-// silence are known to come near the bound. docs/behaviour.md has their figures.
+// probes: at most 18 in public test files. Only crafted files, and files that are half digital
+// silence, are known to come near the bound. docs/behaviour.md has the figures.
 constexpr int64_t MAX_SEARCH_BYTES = int64_t{1} << 32;
 
-/** Frame numbers and probe positions on both sides of the target. */
+/** Frame numbers and positions on both sides of the target. */
 struct BRACKETS {
     uint64_t lo_num;
     int64_t lo_pos;
@@ -30,17 +31,17 @@ struct BRACKETS {
     int64_t hi_pos;
 };
 
-/** The frame numbers that probes met. It ends a search that meets the same ones again and again. */
+/** The first nine different frame numbers that probes met. Ten repeats end the search. */
 struct HISTORY {
     uint64_t slots[HISTORY_SLOTS];
     int used;
     int64_t best;  // distance of the recorded number closest to the target
     int best_idx;  // its slot
-    int repeats;   // probes that met a recorded number
+    int repeats;   // probes that met a number in `slots`
 };
 
-/** How far `num` is from the target. The target is negative for a time below 0. The difference
-    never overflows: a target is 64 bits divided by at least 160,000,000, and `num` has 36 bits. */
+/** How far `num` is from the target, which is negative for a time below 0. The difference never
+    overflows: a target is a 64-bit number divided by 160,000,000 or more, and `num` has 36 bits. */
 int64_t distance(uint64_t target, uint64_t num) {
     const int64_t ahead = as_signed(wrap_sub_u(target, num));
     return ahead < 0 ? -ahead : ahead;
@@ -62,8 +63,9 @@ void record(HISTORY* history, uint64_t num, int64_t off_target) {
 }
 
 /**
- * Records the number that a probe met. After a tenth number, or when repeats end the search, `num`
- * becomes the best recorded one. Returns true when repeats end the search.
+ * Records the number that a probe met, if it is one of the first nine. From the call after a tenth
+ * number on, and when repeats end the search, `num` becomes the best recorded one. Returns true
+ * when repeats end the search.
  */
 bool note_probe(HISTORY* history, uint64_t* num, int64_t off_target) {
     const uint64_t best_num = history->slots[history->best_idx];
@@ -88,7 +90,7 @@ int64_t interpolate(int64_t span, uint64_t target, uint64_t num, uint64_t frames
     return wrap_div(wrap_mul(span, off_target), as_signed(frames));
 }
 
-/** Computes the step from a probe that met `num`, then moves the bracket on that side closer. */
+/** Computes the step from `probe`, then moves the bracket on the side of `num` closer. */
 int64_t step_from(BRACKETS* brackets, uint64_t target, uint64_t num, int64_t probe) {
     if (num < target) {
         const int64_t step = interpolate(wrap_sub(brackets->hi_pos, probe), target, num,
@@ -113,8 +115,8 @@ void move_reader(KELFLACFD_CTX* ctx, int64_t pos) {
     kelflacf_fal_setpos(&ctx->fal, &target);  // if refused, the reader stays where it is
 }
 
-/** Probes until a frame is close enough, or until another rule ends the search. Returns the last
-    number found, or the best recorded one if note_probe put it in its place. */
+/** Probes until a frame is close enough, or until another rule ends the search. Returns the number
+    of the last probe, which note_probe may have replaced. */
 uint64_t search(KELFLACFD_CTX* ctx, uint64_t target, int64_t probe, BRACKETS brackets) {
     HISTORY history = {};
     uint64_t num = 0;
@@ -144,7 +146,7 @@ int kelflacfd_seek(KELFLACFD_CTX* ctx, const int64_t* seek_time, int64_t* out_ti
     const int64_t target = wrap_div(wrap_div(wrap_mul(*seek_time, info.hz), info.max_block),
                                     KELFLACFD_TICKS_PER_SECOND);
     const int64_t probe = wrap_add(wrap_mul(target, frame_bytes), ctx->first_frm_pos);
-    move_reader(ctx, probe);  // the reader stays here if the end can't be reached
+    move_reader(ctx, probe);  // the reader stays here if no move to the end is made
 
     const int64_t size = source_size(&ctx->fal);
     if (size < info.max_frm_size) return KELFLACFD_E_MALFORMED;

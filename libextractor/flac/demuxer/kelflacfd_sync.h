@@ -11,7 +11,7 @@
     `limit` is at most the count of all bytes minus 1. */
 int find_last_sync_code(const KELFLACF_FAL_RUNS& runs, int limit);
 
-/** The same as find_sync_code, which calls it when no code is near. */
+/** The same as find_sync_code, but without its first look at the near positions. */
 int find_far_sync_code(const KELFLACF_FAL_RUNS& runs, int from, int limit);
 
 // The searches as templates over the type of block. Tests compare the types.

@@ -1,8 +1,9 @@
 // Finds the sync code of a frame header (RFC 9639, 9.1: 0xFF, then 0xF8 or 0xF9) at many
 // positions at the same time.
 //
-// There is one type of block for SSE2, one for NEON and one for other machines. All give the same
-// answers. The type is chosen at compile time.
+// A block is a row of positions that are tested at the same time. There is one type of block for
+// SSE2, one for NEON and one for any machine. All give the same answers. The type is chosen at
+// compile time.
 //
 // Each type has:
 // - POSITIONS: how many positions in a row a block tests. It reads one byte more.
@@ -60,7 +61,7 @@ struct KELFLACFD_SYNC_BLOCK_WORD {
 
 #if defined(__SSE2__)
 
-/** For every x86-64. */
+/** For x86 with SSE2, which every x86-64 has. */
 struct KELFLACFD_SYNC_BLOCK_SSE2 {
     using HITS = __m128i;  // a code sets all bits of its position's byte
     static constexpr int POSITIONS = 16;
@@ -84,7 +85,7 @@ using KELFLACFD_SYNC_BLOCK = KELFLACFD_SYNC_BLOCK_SSE2;
 
 #elif defined(KELFLACFD_HAS_NEON)
 
-/** For every 64-bit Arm, and for 32-bit ones if the build is for NEON. */
+/** For little-endian Arm with NEON, which every 64-bit one has. */
 struct KELFLACFD_SYNC_BLOCK_NEON {
     using HITS = uint8x16_t;  // a code sets all bits of its position's byte
     static constexpr int POSITIONS = 16;

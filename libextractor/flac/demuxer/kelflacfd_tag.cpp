@@ -1,7 +1,7 @@
 // VORBIS_COMMENT metadata blocks (RFC 9639, 8.6): reads thirteen fields into the tag record.
 //
-// A text field keeps its first value, a number field its last. Lengths are little-endian, unlike
-// the rest of FLAC.
+// Text fields keep their first value. Number fields keep their last. Lengths are little-endian,
+// unlike the rest of FLAC.
 #include <algorithm>
 #include <iterator>
 #include <string_view>
@@ -36,7 +36,7 @@ char fold_case(uint8_t byte) {
     return static_cast<char>(is_lower ? byte - ('a' - 'A') : byte);
 }
 
-/** Consumes a value of `length` bytes. Stores it if the field is empty. */
+/** Consumes a value of `length` bytes. Stores it if the field has none yet. */
 void store_text(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TXT* text) {
     uint8_t* data = text->data == nullptr ? read_to_heap(fal, length, TERMINATOR_BYTES) : nullptr;
     if (data == nullptr) {
@@ -70,7 +70,7 @@ void store_number(KELFLACF_FAL* fal, uint32_t length, int32_t* number) {
     if (left > 0) kelflacf_fal_skip(fal, left);
 }
 
-/** Reads "3/12" or "3". Without a "/" the total stays as it is. */
+/** Reads "3/12" or "3". If no "/" follows the digits, the total stays as it is. */
 void store_track_number(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag) {
     int left = parse_num(fal, static_cast<int32_t>(length), &tag->track_num);
     if (left > 0 && kelflacf_fal_peek1(fal, 0) == '/') {
@@ -120,8 +120,8 @@ bool begins_with(const uint8_t* bytes, std::string_view key) {
     return std::equal(key.begin(), key.end(), bytes, is_same);
 }
 
-/** The field whose key begins the next `length` bytes, or null. Refills an empty ring, but not
-    when `length` is too short for any key. A key that is not wholly buffered is not found. */
+/** The field with the key at the start of the next `length` bytes, or null. If `length` allows a
+    key, an empty ring is refilled first. A key that is not wholly buffered is not found. */
 const FIELD* find_field(KELFLACF_FAL* fal, uint32_t length) {
     if (length < SHORTEST_KEY) return nullptr;
     KELFLACF_FAL_FILL_BUF2(fal, 1);
@@ -186,10 +186,10 @@ int parse_vorbis_comment(KELFLACF_FAL* fal, uint32_t length, KELFLACFD_TAG* tag)
     const uint64_t before_comments = uint64_t{LIST_HEAD_BYTES} + vendor_bytes;
     uint32_t left = before_comments < length ? static_cast<uint32_t>(length - before_comments) : 0;
     for (uint32_t i = 0; i < count; ++i) {
-        // After the end of the data the remaining comments are empty, if the block has room for
+        // When the data has ended, the remaining comments count as empty if the block has room for
         // them.
         if (kelflacf_fal_at_end(fal)) return count - i <= left / LENGTH_BYTES ? 0 : -1;
-        // The count may be wrong: no byte after the block is read.
+        // The count may be wrong: no comment goes past the block.
         const bool has_length = left >= LENGTH_BYTES;
         const uint32_t comment_bytes = has_length ? read_le32(fal) : 0;
         if (has_length) left -= LENGTH_BYTES;
