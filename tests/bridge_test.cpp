@@ -1,4 +1,4 @@
-// The data-source bridge: the result, the log and the position after each call.
+// The data-source bridge: the result and the log of each call. Most have no handle, "fp".
 #include <gtest/gtest.h>
 
 #include "libextractor/mfal/kelcmn_mfal_android_q.h"
@@ -28,8 +28,8 @@ TEST(Bridge, EachCallHasItsResultAndItsLogLine) {
         int64_t result, expected;
         std::string expected_log, log = TakeLog();
     } rows[] = {
-        {"open no record", kelcmn_mfal_open(nullptr, 18) != nullptr, 0, IsNull("102", "mfal")},
-        {"open no source", kelcmn_mfal_open(&bare, 18) != nullptr, 0, kTag + "not supported\n"},
+        {"open a null record", kelcmn_mfal_open(nullptr, 18) != nullptr, 0, IsNull("102", "mfal")},
+        {"open a null source", kelcmn_mfal_open(&bare, 18) != nullptr, 0, kTag + "not supported\n"},
         {"close", (kelcmn_mfal_close(nullptr), 0), 0, IsNull("134", "fp")},
         {"read into nothing", kelcmn_mfal_read(nullptr, nullptr, 1), -1, IsNull("151", "buf")},
         {"read", kelcmn_mfal_read(nullptr, to, 1), -1, IsNull("152", "fp")},

@@ -1,5 +1,5 @@
-// Compares each call that the demuxer makes at its source, and each of its answers, with those of a
-// model that looks at one byte after another.
+// Compares each call that the demuxer makes at its source after the open, and each of its answers,
+// with those of a model that looks at one byte after another.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -10,8 +10,8 @@ namespace kelflac_test {
 
 using Random = std::independent_bits_engine<std::mt19937_64, 32, uint32_t>;
 
-/** Opens a file, reads it to its end, then seeks and reads several times. Returns a line for each
-    call at the source and each answer. */
+/** Opens a file, reads it to its end or 700 times, then seeks and reads 25 times. Returns a line
+    for each call at the source and each answer. */
 template <class DEMUXER>
 static Texts Life(const Bytes& file, const Hook& hook) {
     Texts log;
@@ -40,7 +40,7 @@ static Texts Life(const Bytes& file, const Hook& hook) {
         if (random() % 16 != 0) time %= demuxer.info.duration * 9 / 8 + 1;
         answer(testing::Message() << "seek to " << time << " (in 100 ns): status "
                                   << demuxer.Seek(time, &landed));
-        if (read() == KELFLACFD_END || landed < 0) continue;  // the time has no meaning then
+        if (read() == KELFLACFD_END || landed < 0) continue;  // `landed` has no meaning then
         answer(testing::Message() << "the seek landed on " << landed);
         if (random() % 4 == 0) demuxer.ctx->full_check_count = random() % 2 == 0 ? 0 : 2;
         read();
@@ -50,7 +50,7 @@ static Texts Life(const Bytes& file, const Hook& hook) {
     return log;
 }
 
-/** Frames full of 0xFF and bytes like headers. With `junk` most have headers of any kind. */
+/** Frames, many of them full of 0xFF and 0xF8. With `junk` most have headers of any kind. */
 static Bytes Audio(Random& random, uint32_t count, uint32_t largest, bool junk) {
     std::vector<Bytes> frames;
     for (uint32_t i = 0; i < count; ++i) {
@@ -70,7 +70,7 @@ static Bytes Audio(Random& random, uint32_t count, uint32_t largest, bool junk) 
 
 constexpr int64_t kToZero = INT32_MAX;  // divides each result to 0
 
-/** One call of `op` in `every`, from number `first` on, gives its valid result / by + more. */
+/** Of each `every` calls of `op`, the one at `first` gives its valid result / `by` + `more`. */
 static Hook Spoil(std::string_view op, uint32_t every, uint32_t first, int64_t by, int64_t more) {
     return [=](Call& call) {
         if (call.op == op && static_cast<uint32_t>(call.index) % every == first)
@@ -116,7 +116,7 @@ TEST(CallSequence, EqualsTheModels) {
         };
         const uint32_t frames = any({1, 10, 40, 400}), largest = any({1, 20, 300, 4000});
         const uint32_t block = any({16, 192, 4096}), rate = any({0, 8000, 8000, 44100, 44100});
-        const uint32_t stated = any({0, largest, largest + 20, 62, 9000});  // 62: a whole file
+        const uint32_t stated = any({0, largest, largest + 20, 62, 9000});  // 62: a file of 1 frame
         StreamBuilder stream({block, block, 0, rate, 2, 8, stated, any({0, frames}) * block});
         stream.Raw(Audio(random, frames, largest, any({0, 1}) != 0));
         Bytes file = stream.Raw(Bytes(any({0, 0, 0, 9999}), 0xFF)).Build();
@@ -146,8 +146,8 @@ TEST(CallSequence, EqualsTheModelsInLargerStreams) {
         {"no total", stream(200, 7980, false, 0), {}},
         {"unknown size", stream(200, 7980), UnknownSize},
         {"headers of any kind", stream(200, 2980, true), {}},
-        {"0xFF after them", stream(40, 2980, true, 40 * 4096, Bytes(60000, 0xFF)), {}},
-        {"other bytes after them", stream(40, 19980, false, 40 * 4096, Bytes(9999, 0x55)), {}},
+        {"0xFF after the frames", stream(40, 2980, true, 40 * 4096, Bytes(60000, 0xFF)), {}},
+        {"0x55 after the frames", stream(40, 19980, false, 40 * 4096, Bytes(9999, 0x55)), {}},
         {"an ID3v2 tag, a picture, comments", Cat({Id3v2(70000), tagged}), {}},
         {"the same without the tag, unknown size", tagged, UnknownSize},
         {"short reads", stream(300, 3980), Spoil("read", 7, 0, 3, 0)},

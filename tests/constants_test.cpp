@@ -1,4 +1,4 @@
-// Numbers and layouts that other programs rely on.
+// Numbers and sizes that other programs rely on.
 #include <gtest/gtest.h>
 
 #include "libextractor/mfal/kelcmn_mfal_android_q.h"
@@ -11,7 +11,7 @@ TEST(Constants, KeepTheirValues) {
     const std::tuple<const char*, int64_t, int64_t> rows[] = {
         {"magic of a context", open.ctx->magic, 0x464C4344},
         {"codec of an open stream", open.info.codec, 0xF1AC},
-        {"frames found by search", open.ctx->full_check_count, 244},
+        {"frames found by search, without number 0", open.ctx->full_check_count, 244},
         {"bytes of the first ring", open.ctx->fal.size, 8192},
         {"bytes of a chunk", KELFLACF_FAL_CHUNK, 4096},
         {"bytes of the format", KELFLACFD_FMT_BYTES, 42},

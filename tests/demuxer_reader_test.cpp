@@ -33,7 +33,7 @@ TEST(Reader, HasARingForItsHintAndAChunk) {
     }
 }
 
-/** Does the steps of a script, "read 200 = 100 (3 end)", and returns it with the real results. The
+/** Does the steps of a script, "read 200 = 100 (0 end)", and returns it with the real results. The
     result of a peek or read4 is 1 for any value but 0. In brackets: the buffered bytes, and "end"
     if `eof` is set. */
 static std::string Play(Reader* reader, const std::string& script) {
@@ -68,7 +68,8 @@ TEST(Reader, ServesSkipsMovesReadsAndPeeks) {
          "skip 4092 = 0 (4) peek4 0 = 1 (4) read4 0 = 1 (0) read4 0 = 1 (4092)"},
         {"skips of all that is buffered", 10000, sound,
          "skip 4096 = 0 (4096) skip 5904 = 0 (0 end) skip 0 = 1 (0 end)"},
-        {"skips past the end and back", 10000, sound, "skip 11000 = 1 (0 end) skip -5 = 0 (0 end)"},
+        {"skips past the end and by -5", 10000, sound,
+         "skip 11000 = 1 (0 end) skip -5 = 0 (0 end)"},
         {"moves among the buffered bytes, before them, to the end and back", 10000, sound,
          "move 0 = 0 (4096) move 4095 = 0 (1) move 10 = 0 (4086) move 10000 = 0 (0) "
          "move 123456 = 0 (0) peek 0 = 0 (0 end) move 9999 = 0 (1 end) move -1 = 1 (0 end)"},
@@ -77,7 +78,7 @@ TEST(Reader, ServesSkipsMovesReadsAndPeeks) {
         {"moves past an unknown end", 10000, UnknownSize,
          "move 11000 = 1 (0 end) move 99999 = 1 (0 end) move 9000 = 0 (1000 end)"},
         {"a refused move", 10000, RefusePositions, "move 9000 = -4 (4096)"},
-        {"a short read is the end, which a fill passes and a move clears", 30000, SpoilRead(0, 100),
+        {"a short read sets eof; a fill ignores it and a move clears it", 30000, SpoilRead(0, 100),
          "read 200 = 100 (0 end) peek 0 = 0 (0 end) fill 0 = 4096 (4096 end) move 101 = 0 (4095)"},
         {"a ring that was emptied is filled from its start", 30000, SpoilRead(0, 100),
          "skip 200 = 1 (0 end) fill 0 = 4096 (4096 end) read 1 = 1 (4095 end) fill 0 = 8191 (8191 "
@@ -128,7 +129,7 @@ TEST(Reader, FillsUpToTheSecondEmptyReadInARow) {
     }
 }
 
-TEST(Reader, KeepsBytesInOnePieceInALargerRing) {
+TEST(Reader, KeepsUnwrappedBytesInALargerRing) {
     const Bytes data = Noise(6000);
     Reader reader(data);
     Play(&reader, "skip 4000 () fill 0 () skip 1500 ()");

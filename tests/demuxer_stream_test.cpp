@@ -84,7 +84,7 @@ TEST(Open, MakesNoMoreCallsWhenTheSourceDoesNotOpen) {
     EXPECT_EQ(refused.source.Lines(), Texts{"open 18 @0 = -1"});
 }
 
-TEST(Open, SkipsAnId3v2TagByAllBitsOfItsSize) {
+TEST(Open, SkipsAnId3v2TagWithASizeOf28Bits) {
     const std::pair<const char*, int64_t> rows[] = {{"00 00 20 00", 4096},
                                                     {"00 40 00 00", 1 << 20},
                                                     {"40 00 00 00", 1 << 27},
@@ -134,7 +134,7 @@ TEST(Open, TakesBytesInMemory) {
     const Bytes stream = StreamBuilder{}.Frames(0, 200, 300).Build();
     Bytes last(9);
     source = {stream.data(), stream.size(), static_cast<long long>(stream.size()) - 3};
-    EXPECT_EQ(record.read(&source, last.data(), 9), 3) << "bytes are left";
+    EXPECT_EQ(record.read(&source, last.data(), 9), 3) << "3 bytes are left";
     source = {stream.data(), stream.size()};
     int64_t landed = 0;
     KELFLACFD_CTX* const ctx = kelflacfd_create(&record, nullptr, &info, nullptr);
@@ -159,7 +159,7 @@ TEST(Seek, ThatMeetsNoFrameLandsOn0) {
     EXPECT_EQ(landed, 0);
 }
 
-TEST(Read, GivesNoTimesWhereTheBlockSizeVaries) {
+TEST(Read, GivesTime0WhereTheBlockSizeVaries) {
     Opened demuxer(StreamBuilder{}.Frames(5, 9, 200).Build());
     demuxer.ctx->info.min_block = 16;
     const Frame frame = demuxer.Read();

@@ -7,12 +7,12 @@
 
 namespace kelflac_test {
 
-using Strikes = std::function<bool()>;  // called at each event
+using Strikes = std::function<bool()>;  // called at each event; true: it fails
 using Play = Life (*)(const Bytes& file, const Hook& hook);
 
-/** Plays a tagged file whose frames make the ring grow, and makes each event fail in turn.
-    `whole`: no frame may be cut. Returns the lives: the first event fails, all from the first on
-    fail, the second fails, and so on; at last none fails. */
+/** Plays a tagged file whose frames make the ring grow, and makes each event fail in turn. `whole`:
+    no frame may be cut. Returns the lives: the first event fails, all from the first on fail, the
+    second fails, and so on; at last none fails. */
 static std::vector<Life> StrikeEach(Play play, const std::function<Hook(Strikes)>& arm,
                                     bool whole = false) {
     const Texts comments = {"TITLE=" + std::string(20000, 'x'), "DATE=2020", "ARTIST=a"};
@@ -56,7 +56,7 @@ TEST(Faults, WithoutMemoryTheDemuxerLeavesOutATagOrRefuses) {
         {"the first ring", refused, refused},
         {"STREAMINFO", refused, refused},
         {"the ring for its frames", refused, refused},
-        {"the first picture", untagged, untagged},  // the end of the metadata
+        {"the first picture", untagged, untagged},  // it ends the metadata
         {"the title", "title none", "title none, date none, " + one},
         {"the date", "date none", "date none, " + one},
         {"the artist", "", one},
@@ -68,13 +68,13 @@ TEST(Faults, WithoutMemoryTheDemuxerLeavesOutATagOrRefuses) {
         const Account& sound = lives.back().account;
         EXPECT_EQ((life++)->account.Unlike(sound), once) << "without " << allocation;
         EXPECT_EQ((life++)->account.Unlike(sound), lasting)
-            << "without all from it on: " << allocation;
+            << "without all from this on: " << allocation;
     }
 }
 
 TEST(Faults, WithoutMemoryThePluginPublishesNoHalfText) {
     const std::vector<Life> lives = StrikeEach(PluginLife, FailAllocations, true);
-#ifndef KELFLAC_REAL_LIBS  // no test can refuse memory to its texts
+#ifndef KELFLAC_REAL_LIBS  // no test can refuse memory to the real String8
     EXPECT_GT(lives.size(), 60U);
 #endif
     for (const Life& life : lives) {

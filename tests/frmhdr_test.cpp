@@ -5,7 +5,7 @@
 
 namespace kelflac_test {
 
-/** The values of kVerdict; -9: not stored. */
+/** The five values that kVerdict names; -9: not stored. */
 using Verdict = std::array<int64_t, 5>;
 constexpr const char* kVerdict = "status, number, sample-rate code, channels, sample-size code of ";
 
@@ -23,7 +23,7 @@ static Verdict Judge(const Bytes& bytes, size_t at = 0) {
     return {status, static_cast<int64_t>(number), rate, channels, bits};
 }
 
-/** Reports only the first row of a test that fails. */
+/** Reports only the first row that fails in a test. */
 static void Expect(const FrameHeader& header, const Verdict& verdict) {
     if (testing::Test::HasFailure()) return;
     EXPECT_EQ(Judge(FrameBytes(header, 20)), verdict)
@@ -86,7 +86,7 @@ TEST(FrameHeader, TheFirstByteOfTheNumberGivesItsLength) {
     Expect({0, Bytes(7, 0xBF)}, {-3, 0, -9, -9, -9});
 }
 
-TEST(FrameHeader, AContinuationByteOf0Or11IsMalformed) {
+TEST(FrameHeader, AContinuationByteMustBeginWithBits10) {
     for (int length = 2; length <= 7; ++length) {
         for (int place = 1; place < length; ++place) {
             for (int64_t byte = 0; byte <= 0xFF; ++byte) {

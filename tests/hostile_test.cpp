@@ -11,7 +11,7 @@
 
 namespace kelflac_test {
 
-/** What a demuxer makes of a file, with its size known and unknown. Also plays the plug-in. */
+/** What a demuxer makes of a file of known and of unknown size. Plays other lives too. */
 static std::pair<Account, Account> Lives(const Bytes& file) {
     DemuxerLife(file, [](Call& call) {
         if (call.op == "setpos" && call.arg < 0) call.result = -1;
@@ -55,7 +55,7 @@ TEST(Hostile, StreamsGiveWhatTheTableSays) {
     std::ostringstream file;
     file << std::ifstream(KELFLAC_HOSTILE_LIVES).rdbuf();
     const std::string old = file.str();
-    const std::string now = old.substr(0, old.find("\n\n") + 2) + Table();  // after its first lines
+    const std::string now = old.substr(0, old.find("\n\n") + 2) + Table();  // keeps the first lines
     const char* const written = std::getenv("KELFLAC_WRITE_HOSTILE_TABLE");
     if (written != nullptr) std::ofstream(written) << now;
     std::istringstream rows(now), expected_rows(written != nullptr ? now : old);
@@ -63,7 +63,7 @@ TEST(Hostile, StreamsGiveWhatTheTableSays) {
         std::getline(expected_rows, expected);
         ASSERT_EQ(got, expected) << "The cells are: " << Line(kHeading);
     }
-    EXPECT_TRUE(expected_rows.peek() == EOF) << "the table has more rows";
+    EXPECT_TRUE(expected_rows.peek() == EOF) << "the file has more rows";
 }
 
 TEST(Hostile, ASeekThatCreepsEndsAfter4GiB) {

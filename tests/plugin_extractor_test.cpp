@@ -14,7 +14,7 @@ static const StreamBuilder kSound = StreamBuilder{}.Frames(0, 3, 100);
 static const std::string kMime = "mime='audio/flac', ",
                          kLog = "4 KelFLACExtractorSO KelFLACExtractor::";
 
-TEST(Extractor, PublishesTheTrackFormatDeepSamplesAsFloatToTheMediaServer) {
+TEST(Extractor, PublishesTheTrackFormatWithAnEncodingForTheCaller) {
     // Bits, uid of the caller, encoding, number of queries of the uid.
     const std::tuple<uint32_t, uid_t, int, uint64_t> rows[] = {
         {16, 1013, 2, 0}, {17, 1013, 4, 1}, {24, 7, 2, 1}};

@@ -37,7 +37,7 @@ TEST(Track, HasTheFormatOfItsExtractor) {
     EXPECT_EQ(Entries(s.track->getFormat(s.track->data, s.meta), s.meta), s.TrackFormat());
 }
 
-TEST(Track, GivesNoTimesOfTheFrameBefore) {
+TEST(Track, GivesNoDurationIfTheNextTimeWraps) {
     // 450359962 is the last number whose time in 100 ns, times the rate, fits 64 bits.
     Started s(StreamBuilder{}.Frames(0, 1, 200).Frames(450359962, 1, 200).Build());
     EXPECT_EQ(s.Read().status, AMEDIA_OK);
@@ -49,8 +49,8 @@ TEST(Track, LogsWhatItRefuses) {
     const Bytes tabled = StreamBuilder(three).Block(kSeekTable, Bytes(18)).Build();
     StreamBuilder large = StreamBuilder{}.Frames(0, 1, 102400).Frames(1, 1, 102401);
     large.Frames(2, 1, 200);
-    // The stream, its flags, the time of the seek after the first frame, the status and log line of
-    // the read, the number of the next frame.
+    // The stream, its source, its flags, the time of the seek after the first frame (-1: none), the
+    // status and log line of that read, the number of the next frame (-1: none).
     const std::tuple<Bytes, Hook, uint32_t, int64_t, int, const char*, int> rows[] = {
         {three.Build(), UnknownSize, 4, 0, -10002, "seek unavailable", 1},
         {three.Build(), {}, 15, 278640, -10006, "seek ERROR_END_OF_STREAM", 1},
@@ -80,7 +80,7 @@ struct Held : Session {
     KelFLACSource* const unwrapped;
 };
 
-TEST(Track, FailsOverAHolderWithoutAStreamOrABuffer) {
+TEST(Track, FailsWithoutAStreamABufferOrItsCodec) {
     const sp<KelFLACFDSF> closed = new KelFLACFDSF, wrong = new KelFLACFDSF;
     wrong->ctx = static_cast<KELFLACFD_CTX*>(calloc(1, sizeof(KELFLACFD_CTX)));
     wrong->ctx->magic = KELFLACFD_MAGIC;  // another codec
@@ -117,7 +117,8 @@ TEST(Track, RefusesABufferThatIsSmallerThanTheFrame) {
     buffer->size = [](void*) -> size_t { return 199; };
     buffer->release(buffer->handle);
     EXPECT_EQ(s.Read().status, AMEDIA_ERROR_UNKNOWN);
-    EXPECT_EQ(TakeLog(), kLog + "::read() ERROR_BUFFER_TOO_SMALL\n") << "of the refused read";
+    EXPECT_EQ(TakeLog(), kLog + "::read() ERROR_BUFFER_TOO_SMALL\n")
+        << "is the log of the refused read";
 }
 
 TEST(Track, HasTheOptionalCallsOfItsBase) {
@@ -137,7 +138,7 @@ static auto Dies(const std::string& line, const std::string& check) {
     return testing::HasSubstr(at + " CHECK(" + check + ") failed.\n" + condition);
 }
 
-TEST(TrackDeathTest, CallsInTheWrongOrderEndTheProcess) {
+TEST(TrackDeathTest, FailedChecksEndTheProcess) {
     Held s(new KelFLACFDSF);
     const char* const check =
         "AMediaFormat_getInt32(mFormat, AMEDIAFORMAT_KEY_MAX_INPUT_SIZE, &max_size)";

@@ -15,7 +15,7 @@ static uint64_t TimeUs(const Packet& p) {
     return std::stoull(p.meta.substr(strlen("timeUs=")));
 }
 
-TEST(RealStream, FramesComeInTimeAndDecodeToTheSamples) {
+TEST(RealStream, FramesHaveTheirTimesAndDecodeToTheSamples) {
     for (uint32_t ch = 1; ch <= 8; ch++) {
         SCOPED_TRACE(ch);
         const EncodedStream e = EncodeKind(ch, ch == 1 ? 384000 : 20000);
@@ -51,13 +51,13 @@ TEST(RealStream, SeeksLandOnTheFrameOrItsNeighbour) {
         ASSERT_LE(std::max(n, sought) - std::min(n, sought), 1U)
             << "frame " << n << " after a seek to frame " << sought << ", " << us << " us";
         ASSERT_EQ(p.bytes, e.Frame(static_cast<size_t>(n)))
-            << "not frame " << n << ", which its time means";
+            << "not frame " << n << ", whose time it has";
     }
     // Here the first probe is after the last header, and the search meets the end.
     EXPECT_EQ(missed, std::vector<uint64_t>{47978645});
 }
 
-TEST(RealStream, PublicFilesComeBackWhole) {
+TEST(RealStream, PublicFilesLoseNoBytes) {
     const char* const folder = std::getenv("KELFLAC_TEST_FILES");
     if (folder == nullptr) GTEST_SKIP() << "KELFLAC_TEST_FILES names no folder of FLAC files";
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
@@ -78,7 +78,7 @@ TEST(RealStream, PublicFilesComeBackWhole) {
         PluginLife(file);
         Session s(file);
         EXPECT_EQ(s.Start(), sound ? AMEDIA_OK : AMEDIA_ERROR_INVALID_OBJECT);
-        // The frame before a change of format has no successor: it is left out without a sign.
+        // The frame before a change of format has no successor: it is left out without a status.
         const auto n = entry.path().stem();
         const bool odd = n == "03 - decreasing number of channels" || n == "04 - changing bitdepth";
         for (int refused = 0; s.track != nullptr && refused < 256;) {

@@ -1,4 +1,4 @@
-"""Checks what a service's linker sees of the plug-in.
+"""Checks what a service's loader sees of the plug-in.
 
 Usage: shared_object_test.py PLUGIN PLATFORM_LIBRARY...
 """
@@ -9,7 +9,7 @@ import unittest
 
 PLUGIN, *PLATFORM = sys.argv[1:]
 
-# What the library needs of C and C++. Nothing for exceptions or run-time types.
+# What the library may use of C and C++. Nothing for exceptions or RTTI.
 RUNTIME = {
     "bcmp", "calloc", "free", "malloc", "memcmp", "memcpy", "memset", "snprintf", "strcmp", "strlen",
     "pthread_mutex_destroy", "pthread_mutex_init", "pthread_mutex_lock", "pthread_mutex_unlock",
@@ -36,7 +36,7 @@ def symbols(path, which):
 
 
 def dynamic_names(path, key):
-    """The NEEDED or SONAME entries of the dynamic section."""
+    """The NEEDED or SONAME entries that begin with "lib"."""
     return set(re.findall(rf"\({key}\).*\[(lib.*)\]", output("readelf", "-dW", path)))
 
 
@@ -48,12 +48,12 @@ class SharedObject(unittest.TestCase):
     def test_exports_the_entry_alone(self):
         self.assertEqual(symbols(PLUGIN, "--defined-only"), {"GETEXTRACTORDEF"})
 
-    def test_asks_for_what_the_platform_has(self):
+    def test_asks_only_for_what_is_there(self):
         platform = set().union(*(symbols(path, "--defined-only") for path in PLATFORM))
         self.assertEqual(symbols(PLUGIN, "--undefined-only") - platform - RUNTIME, set())
 
     def test_needs_exactly_its_libraries(self):
-        # The pattern leaves out the loader, which has the stack protector's guard.
+        # dynamic_names leaves out the loader, which has the stack protector's guard.
         platform = set().union(*(dynamic_names(path, "SONAME") for path in PLATFORM))
         self.assertEqual(dynamic_names(PLUGIN, "NEEDED"),
                          platform | NEEDED | NEEDED_BY_MACHINE.get(machine(), set()))

@@ -14,7 +14,7 @@ using kelflac_streams::Bytes;
 
 /** Searches bytes of which the first `cut` are at the ring's end and the others at its start:
     forward from each place and up to each, and backward from each. So every length comes with every
-    alignment. Each run has its own memory, so a look beyond it is noticed. */
+    alignment. Each run has its own memory: sanitizers notice a look beyond it. */
 template <typename BLOCK>
 static void Compare(const Bytes& bytes, size_t cut) {
     const auto middle = bytes.begin() + static_cast<ptrdiff_t>(cut);
@@ -48,7 +48,7 @@ struct SyncSearch : testing::Test {};
 using Blocks = testing::Types<KELFLACFD_SYNC_BLOCK, KELFLACFD_SYNC_BLOCK_WORD>;
 TYPED_TEST_SUITE(SyncSearch, Blocks, );  // without the last comma -Wpedantic warns
 
-TYPED_TEST(SyncSearch, MeetsACodeAtEachPlaceAmongBytesThatAreHalfOfOne) {
+TYPED_TEST(SyncSearch, FindsACodeAtEachPlaceAmongBytes0xFF) {
     constexpr size_t kSize = sync_search::ROUND_BYTES<TypeParam> + 3 * TypeParam::POSITIONS;
     for (size_t place = 0; place + 1 < kSize; ++place) {
         Bytes bytes(kSize, 0xFF);
@@ -57,7 +57,7 @@ TYPED_TEST(SyncSearch, MeetsACodeAtEachPlaceAmongBytesThatAreHalfOfOne) {
     }
 }
 
-TYPED_TEST(SyncSearch, JudgesEachPairOfBytesAmongSuchAsNearlyAreACode) {
+TYPED_TEST(SyncSearch, JudgesEachPairOfBytesAmongNearMisses) {
     constexpr size_t kSize = 2 * TypeParam::POSITIONS + 3;
     constexpr uint8_t kNearMisses[] = {0xFE, 0xF8, 0x7F, 0xFF, 0xFA, 0xFF, 0xF7, 0x01, 0xF9, 0x00};
     Bytes bytes(kSize);

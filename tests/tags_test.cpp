@@ -1,4 +1,4 @@
-// Vorbis comments and pictures, as the plug-in publishes them.
+// Vorbis comments, as the plug-in publishes them and as the demuxer parses them.
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -16,7 +16,7 @@ static std::string Published(const StreamBuilder& metadata) {
     return tags.substr(0, std::min(tags.find("char-encoding-types"), tags.find("mime=")));
 }
 
-TEST(Comments, CountByKeyTheFirstTextAndTheLastNumber) {
+TEST(Comments, KeepTheFirstTextAndTheLastNumberOfEachKey) {
     const std::string fifty_five = "TITLE=" + std::string(49, '7');  // the length's byte is a "7"
     const std::pair<Texts, std::string> rows[] = {
         {{}, ""},
@@ -45,7 +45,7 @@ TEST(Comments, CountByKeyTheFirstTextAndTheLastNumber) {
             << "of " << testing::PrintToString(comments);
 }
 
-TEST(Comments, AKeyPastTheBufferedBytesIsNotRecognised) {
+TEST(Comments, AKeyThatIsPartlyBufferedIsNotRecognised) {
     for (size_t in_chunk : {0U, 1U, 5U, 6U, 7U}) {  // bytes of the comment in the first 4096
         const size_t vendor = 4096 - 42 - 16 - in_chunk;
         const Bytes body = Cat({Le(vendor, 4), Bytes(vendor), Le(1, 4), Le(7, 4), Text("TITLE=t")});

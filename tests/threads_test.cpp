@@ -1,4 +1,4 @@
-// Several threads at a time. Run under ThreadSanitizer.
+// Several threads at a time, for ThreadSanitizer.
 #include <gtest/gtest.h>
 
 #include <atomic>

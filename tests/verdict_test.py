@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""Checks the verdicts of `kelflac check` against those of `flac -t`, on sound files and on copies
-that are damaged at random.  Usage: verdict_test.py KELFLAC COPIES SEED FILE..."""
+"""Checks the verdicts of `kelflac check` against those of `flac -t`, on files and on copies that are
+damaged at random. Copies with a complaint go to $KELFLAC_KEEP, if that is set.
+Usage: verdict_test.py KELFLAC COPIES SEED FILE..."""
 import json
 import os
 import random
@@ -9,11 +10,11 @@ import subprocess
 import sys
 import tempfile
 
-# What may speak against a file that `flac -t` accepts.
+# The reasons that a file may have though `flac -t` accepts it.
 BESIDES = {"audio-past-end", "foreign-bytes", "rate-contradicts", "channels-contradict",
            "bits-contradict", "block-size-contradicts", "frame-size-contradicts",
            "frame-out-of-order"}
-# What docs/behaviour.md explains of a damaged or odd file.
+# The plug-in's reasons for a damaged or odd file. docs/behaviour.md explains the cases.
 NAMED = {"variable-block-size", "small-blocks", "no-rate", "32-bits", "two-id3v2-tags", "no-marker",
          "no-streaminfo", "no-frame", "streaminfo-not-first", "damaged", "frame-too-large", "left-out",
          "samples-differ", "format", "no-header"}
@@ -65,7 +66,7 @@ def complaints(record, accepted):
     file, plugin = record["stream"], record["plugin"]
     codes = {reason["code"] for reason in file["reasons"]}
     if (file["verdict"] == "damaged") != bool(codes):
-        yield "verdict without a reason"
+        yield "verdict and reasons don't agree"
     if not accepted and not codes:
         yield "flac -t refuses it"
     if accepted and not codes <= BESIDES:

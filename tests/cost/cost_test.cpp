@@ -1,4 +1,4 @@
-// The cost law over honest and hostile files and over sources of every kind.
+// The cost law over honest and hostile files and over six kinds of source.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -21,7 +21,7 @@ static Bill Meter(const std::string& name, const Bytes& file, const Hook& hook =
     return bill;
 }
 
-/** Plays a file over sources of every kind. */
+/** Plays a file over six kinds of source. */
 static void MeterAll(const std::string& name, const Bytes& file) {
     constexpr int64_t kSniffed = 10, kLarger = 32 << 20;
     const auto middle = static_cast<int64_t>(file.size() / 2);
@@ -38,7 +38,7 @@ static void MeterAll(const std::string& name, const Bytes& file) {
         Meter(name + ", over a source that " + manners, file, hook);
 }
 
-TEST(Cost, OfStreamsThatRepeatOneThingGrowsAsTheirSize) {
+TEST(Cost, OfStreamsThatRepeatOneThingIsWithinTheLaw) {
     for (const size_t size : {size_t{64} << 10, size_t{512} << 10})
         for (const auto& [name, bytes] : RepeatingStreams(size))
             MeterAll(name + " for " + std::to_string(size), bytes);
@@ -48,12 +48,12 @@ TEST(Cost, OfHostileStreamsIsWithinTheLaw) {
     for (const auto& [name, bytes] : HostileStreams()) MeterAll(name, bytes);
 }
 
-TEST(Cost, OfADateGrowsAsItsDigits) {
+TEST(Cost, OfManyDatesIsNearThatOfOtherComments) {
     constexpr size_t kSize = 16 << 20;
     for (const bool in_blocks : {false, true}) {
         const size_t size = in_blocks ? kSize : kSize - 100;  // a block's length has 24 bits
-        const Bill date = Meter("a huge date", DateStream(size, false, in_blocks));
-        const Bill other = Meter("a huge comment", DateStream(size, true, in_blocks));
+        const Bill date = Meter("many dates", DateStream(size, false, in_blocks));
+        const Bill other = Meter("many comments", DateStream(size, true, in_blocks));
         EXPECT_LE(date.blocks, 3 * other.blocks) << "in blocks: " << in_blocks;
     }
 }
@@ -67,7 +67,7 @@ TEST(Cost, OfAnHonestFileIsFarBelowTheLawAndTheSameOnEachRun) {
     const Bytes sample = Contents(KELFLAC_SAMPLE);
     const Bill bill = Meter("the sample", sample);
     EXPECT_GT(bill.bytes, sample.size()) << "the sample was not read";
-    EXPECT_GT(bill.blocks, sample.size() / 64) << "nothing was counted";
+    EXPECT_GT(bill.blocks, sample.size() / 64) << "too little was counted";
     EXPECT_LE(bill.PerByte(), kHonestBlocksPerByte);
     EXPECT_EQ(Meter("the sample", sample).blocks, bill.blocks);
 }

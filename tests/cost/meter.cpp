@@ -17,13 +17,13 @@ namespace {
 // An open stores at most 9 texts and 16 pictures, and clears a few records of its own.
 constexpr int kMostZeroed = 32;
 constexpr size_t kLeastZeroed = 256;  // fewer zeros are not counted
-constexpr uint64_t kUnit = 16;        // bytes moved that cost as much as a block
+constexpr uint64_t kUnit = 16;        // bytes that cost as much as a block
 
 struct Count {
     const char* name = "";
     bool is_running = false;
     uint64_t allowed = 0;
-    int zeroed = 0;  // number of times since the open began
+    int zeroed = 0;  // fills with zeros since the query began
     Bill bill = {};
 };
 Count meter;
@@ -46,12 +46,12 @@ inline void Spend(uint64_t blocks) {
     abort();
 }
 
-/** Zeros replace bytes that a source doesn't deliver. They count as delivered. */
+/** Zeros replace bytes that a source doesn't deliver. They count as delivered, up to a limit. */
 void AllowZeros(size_t size) {
     if (meter.is_running && size >= kLeastZeroed && meter.zeroed++ < kMostZeroed) Allow(size, 0);
 }
 
-/** Passes on another source's bytes and counts each the first time. Its own work costs nothing. */
+/** Passes on another source's bytes. Counts each once, until Forget. The sources cost nothing. */
 class MeteredSource : public host::DataSource {
   public:
     explicit MeteredSource(host::DataSource* inner) : mInner(inner) {}
@@ -82,7 +82,8 @@ class MeteredSource : public host::DataSource {
     std::vector<bool> mIsDelivered;
 };
 
-/** Every query of an extractor. Each opens the stream again until an open succeeds. */
+/** The queries. Each but the flags opens the stream, until an open succeeds. True if the track was
+    started. */
 bool AskEverything(kelflac_host::Player* player, MeteredSource* source, AMediaFormat* format) {
     size_t tracks = 0;
     const auto query = [&](auto ask) {
@@ -102,7 +103,7 @@ bool AskEverything(kelflac_host::Player* player, MeteredSource* source, AMediaFo
 
 /** Reads until the stream ends, or too many reads in a row are refused. */
 void ReadToTheEnd(kelflac_host::Player* player) {
-    constexpr int kMostIdle = 16;  // refusals in a row without a new byte of the source
+    constexpr int kMostIdle = 16;  // so many refusals in a row, without a new byte, end the reads
     uint64_t delivered = 0;
     for (int idle = 0; idle < kMostIdle; ++idle) {
         Allow(0, 1);
@@ -152,7 +153,7 @@ void kelflac_test::TellMost(const Bill& bill) {
             kelflac_test::meter.name, most, bill.blocks, bill.bytes, bill.calls);
 }
 
-// The compiler calls these two. The linker sends the calls here: libFuzzer has its own functions.
+// The library's blocks call these two. The linker sends the calls here: libFuzzer has its own ones.
 extern "C" void __wrap___sanitizer_cov_trace_pc_guard_init(uint32_t* start, uint32_t* stop) {
     static uint32_t blocks = 0;
     if (start == stop || *start != 0) return;
@@ -164,7 +165,7 @@ extern "C" void __wrap___sanitizer_cov_trace_pc_guard(const uint32_t* guard) {
     if (reached[*guard] != UINT8_MAX) ++reached[*guard];
 }
 
-// These replace the C library's functions, in the platform's libraries too.
+// All but memcmp replace the C library's functions, in the platform's libraries too.
 #pragma GCC visibility push(default)
 extern "C" {
 void* __memcpy_chk(void* to, const void* from, size_t size, size_t room);

@@ -1,6 +1,6 @@
-// What a file costs: each basic block of the library that runs, and each 16 bytes that the C
-// library copies, fills or compares for it. Code that the compiler adds counts the blocks. The same
-// input always costs the same.
+// What a file costs: each run of a basic block of the library, and each 16 bytes that a function of
+// the C library copies, fills, compares or scans. Code that the compiler adds counts the runs. The
+// same input always costs the same.
 #pragma once
 
 #include <cstdint>
@@ -9,11 +9,11 @@
 
 namespace kelflac_test {
 
-// The law: a life costs at most kBlocksPerByte for each byte that the source delivers, and
-// kBlocksPerCall for each call of the callback tables. A byte counts once for each open, even if it
-// is read often. Zeros in a stored value, where the source gives nothing, count as delivered. So do
-// the zeros of an open's own records, about 10 KB. Each query that needs the stream repeats a
-// failed open: its bytes count again.
+// The cost law: what MeterLife plays costs at most kBlocksPerByte for each byte that the source
+// delivers, and kBlocksPerCall for each call that it counts. A byte counts once for the sniffer and
+// once for each open, even if it is read often. Zeros in a stored value, where the source gives
+// nothing, count as delivered. So do the zeros of an open's own records, about 10 KB. Each query
+// that needs the stream repeats a failed open: its bytes count again.
 //
 // Honest files cost 0.03 to 0.3 blocks a byte. The worst hostile file known costs 14.9: a number of
 // very many digits.
@@ -32,14 +32,14 @@ struct Bill {
 };
 
 /**
- * Plays the framework over a source and counts: sniffs, calls each query, copies both formats,
- * reads to the end, tears down. It does not seek: a seek has a bound of its own.
+ * Plays the framework over a source and counts: sniffs, asks for the tracks, the flags and both
+ * formats, starts, reads, tears down. It does not seek: a seek has a bound of its own.
  *
  * Prints `name` on standard error and ends the process as soon as the law is broken.
  */
 Bill MeterLife(const char* name, host::DataSource* source);
 
-/** Prints a bill of a higher percentage than all before, and makes libFuzzer keep its input. */
+/** Prints a bill if its percentage is the highest so far. libFuzzer then keeps its input. */
 void TellMost(const Bill& bill);
 
 }  // namespace kelflac_test

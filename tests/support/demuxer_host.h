@@ -1,4 +1,4 @@
-// A demuxer over a source that records its calls.
+// A reader or a demuxer over a source that records its calls.
 #pragma once
 
 #include <stdexcept>
@@ -31,7 +31,7 @@ struct Demuxer : OwnSource, DemuxerPlayer {
         : OwnSource{MemorySource(std::move(bytes), hook)}, DemuxerPlayer(&source, in_duration) {}
 };
 
-/** The same of a stream that must open. */
+/** The same. The stream must open. */
 struct Opened : Demuxer {
     explicit Opened(Bytes bytes) : Demuxer(std::move(bytes)) {
         if (ctx == nullptr)

@@ -23,7 +23,7 @@ static void* Count(void* block) {
     return block;
 }
 
-/** Fills new memory, so that a test can tell unwritten bytes from zeros. */
+/** Fills the first bytes of new memory, so that a test can tell unwritten ones from zeros. */
 static void* Scribble(void* block, size_t size) {
     constexpr size_t kScribbled = 1 << 20;
     return block != nullptr ? memset(block, 0xA5, std::min(size, kScribbled)) : nullptr;
@@ -49,7 +49,7 @@ void __wrap_free(void* block) {
 
 }  // namespace kelflac_test
 
-#ifndef KELFLAC_SANITIZE_THREADS  // its run-time library has one that can't be replaced
+#ifndef KELFLAC_SANITIZE_THREADS  // ThreadSanitizer's own one can't be replaced
 /** Replaces the C++ library's. That library's delete frees the memory. */
 void* operator new(size_t size, const std::nothrow_t&) noexcept {
     using namespace kelflac_test;

@@ -1,5 +1,5 @@
-// The library's heap: malloc and calloc of the code linked into the test program, and the process's
-// new (std::nothrow), which the platform uses for formats and buffers.
+// The heap: malloc, calloc and free of the code linked into the test program, and the process's
+// new (std::nothrow), which the library and the platform use. ThreadSanitizer keeps its own new.
 #pragma once
 
 #include <atomic>

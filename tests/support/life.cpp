@@ -37,7 +37,7 @@ static const std::map<int, std::string> kOpenings = {{0, "opens"},
                                                      {-5, "refused: no fLaC marker"},
                                                      {-6, "refused: variable block size"}};
 
-/** A text, or a picture's data. */
+/** A text or a picture in words. */
 template <typename STORED>
 static std::string Words(const STORED& s) {
     if (s.data == nullptr) return "none";
@@ -56,7 +56,7 @@ static bool Holds(const Bytes& file, const uint8_t* piece, size_t size) {
     return size == 0 || memmem(file.data(), file.size(), piece, size) != nullptr;
 }
 
-/** The bytes of texts and pictures, which come from the file. */
+/** Counts the bytes of texts and pictures, and checks that the file has them. */
 static size_t StoredBytes(const KELFLACFD_TAG& tag, const Bytes& file) {
     std::vector<KELFLACFD_PIC> stored(tag.pic, tag.pic + tag.pic_num);
     for (const auto* t : {&tag.title, &tag.artist, &tag.album, &tag.genre, &tag.album_artist,
@@ -82,7 +82,7 @@ static int Read(Demuxer& d, const Bytes& file, Life* life) {
     return 0;
 }
 
-/** Seeks to five times, with a read after each. True when all worked. */
+/** Five seeks, with a read after each. True when all seeks worked. */
 static bool Seeks(Demuxer& d, const Bytes& file, Life* life) {
     constexpr int64_t kMostSeekBytes = int64_t{1} << 32;
     const int64_t end = d.info.duration;
@@ -103,7 +103,8 @@ Life DemuxerLife(const Bytes& file, const Hook& hook) {
     heap_peak = check.live;
     Demuxer d(file, hook);
     const size_t peak = heap_peak - check.live;
-    // One block may state bytes that are missing. It has below 16 MiB, the ring at most 32 MiB.
+    // One block of below 16 MiB may state bytes that are missing. The ring has at most 32 MiB, and
+    // the one before it 16.
     constexpr size_t kBlock = 1 << 24, kRings = 3 * kBlock, kRest = 64 << 10;
     EXPECT_LE(peak, kRings + file.size() + kBlock + kRest);
     EXPECT_EQ(d.info.codec, d.err == 0 ? 0xF1AC : 0);
@@ -129,7 +130,7 @@ Life DemuxerLife(const Bytes& file, const Hook& hook) {
 Life PluginLife(const Bytes& file, const Hook& hook) {
     const LeakCheck check;
     const auto fails = std::exchange(allocation_fails, {});
-    Session s(Text("fLaC123456"));  // its source and extractor are replaced
+    Session s(Text("fLaC123456"));  // its bytes and its extractor are replaced
     s.source.data = file;
     s.source.hook = hook;
     allocation_fails = fails;

@@ -1,7 +1,7 @@
-// The whole life of a demuxer, or of the plug-in, over one file: open, all queries, reads to the
-// end, seeks, close. It checks what holds for every file: statuses are documented, stored and
-// delivered bytes are the file's, memory is bounded, reads and seeks allocate nothing, and nothing
-// leaks.
+// The whole life of a demuxer, or of the plug-in, over one file: open, formats, reads, seeks,
+// close. It checks what holds for every file: statuses are documented, delivered bytes are the
+// file's, and nothing leaks. A demuxer's stored bytes are the file's too, its memory is bounded,
+// and its reads and seeks allocate nothing.
 #pragma once
 
 #include <set>
@@ -13,12 +13,12 @@ namespace kelflac_test {
 /** What a demuxer made of a file, in words. Only `opens` is set for a refused file. */
 struct Account {
     std::string opens;                  ///< "opens", or "refused: malformed" and the like.
-    std::string title, date, pictures;  ///< "none", the text itself, or its size: "30,000 bytes".
-    std::string frames;                 ///< How many were handed out up to the end.
-    std::string seek;                   ///< "works", or "fails" where one of five did.
+    std::string title, date, pictures;  ///< "none", a short text, or its size: "30,000 bytes".
+    std::string frames;                 ///< How many reads gave one, or a piece.
+    std::string seek;                   ///< "works", or "fails" if one of five failed.
 
     Texts Cells() const { return {opens, title, date, pictures, frames, seek}; }
-    /** What differs from another account, as it is here: "title none, frames 2". */
+    /** What this account says and another one doesn't: "title none, frames 2". */
     std::string Unlike(const Account& other) const;
 };
 

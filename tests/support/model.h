@@ -1,5 +1,5 @@
 // A slow and simple demuxer: it looks at one byte after another. The library must give the same
-// answers and make the same calls at its source.
+// answers and make the same calls at its source. Only its long seeks may end earlier.
 #pragma once
 
 #include <algorithm>
@@ -109,11 +109,11 @@ struct Model : Demuxer {
         return false;
     }
 
-    /** Probes from the reader's position on. Returns the last number. */
+    /** Probes from the reader's position on. Returns the last number, or the best noted one. */
     uint64_t Search(uint64_t target, uint64_t probe, uint64_t high_number, uint64_t high) {
         uint64_t low_number = 0, low = Wide(ctx->first_frm_pos), number = 0, step = 0;
-        std::vector<uint64_t> noted;  // the first nine numbers found
-        bool full = false;            // from the tenth number on; 0 then counts as found
+        std::vector<uint64_t> noted;  // the first nine different numbers
+        bool full = false;            // a tenth number came; 0 counts as noted then
         int repeats = 0;
         const auto distance = [&](uint64_t n) {
             return std::abs(static_cast<int64_t>(target - n));

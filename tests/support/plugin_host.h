@@ -19,7 +19,7 @@ namespace kelflac_test {
 using namespace kelflac_host;
 using namespace kelflac_streams;
 
-/** Lines "4 tag text" ("-": no tag) logged since the last call. The first call starts the log. */
+/** Lines "priority tag text" (tag "-": none) since the last call. The first call starts the log. */
 inline std::string TakeLog() {
     static std::string lines;
     static std::mutex lock;
@@ -59,12 +59,11 @@ struct Session : OwnSource, Player {
         return Entries(Player::FileMeta(meta), meta);
     }
     void MustBeClaimed() const {
-        if (extractor == nullptr)
-            throw std::runtime_error("set-up: the sniffer does not claim the stream");
+        if (extractor == nullptr) throw std::runtime_error("set-up: the stream has no extractor");
     }
     Packet Read(uint32_t options = 0, int64_t seek_us = 0) {  ///< Releases the buffer again.
         if (!group->has_buffers(group->handle))
-            throw std::runtime_error("no buffer is there: the read would never return");
+            throw std::runtime_error("no buffer is free: the read might never return");
         const auto [status, b] = Next(options, seek_us);
         if (b == nullptr) return {status, {}, {}};
         const auto* data = static_cast<uint8_t*>(b->data(b->handle)) + b->range_offset(b->handle);

@@ -25,14 +25,14 @@ struct DemuxerPlayer {
     DemuxerPlayer& operator=(const DemuxerPlayer&) = delete;
 
     // For an open stream:
-    /** Reads to the caller's buffer of `room` bytes. A null buffer gives only length and times. */
+    /** Reads into a buffer of `room` bytes. A null buffer gives only length and times. */
     Frame ReadTo(uint8_t* to, int32_t room) const {
         Frame frame;
         frame.status =
             kelflacfd_get_frm(ctx, to, room, &frame.length, &frame.time, &frame.next_time);
         return frame;
     }
-    /** With a room of 0, only looks at the next frame: its bytes come as zeros. */
+    /** With a room of 0, only looks at the next frame: `bytes` has as many zeros. */
     Frame Read(int32_t room = 102400) const {
         std::vector<uint8_t> bytes(static_cast<size_t>(room));
         Frame frame = ReadTo(room != 0 ? bytes.data() : nullptr, room);

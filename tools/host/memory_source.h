@@ -1,5 +1,5 @@
 // A file in memory, as the demuxer's I/O callback record and as the framework's data source. It
-// records every call, and can misbehave in each way that a real source does.
+// records its calls. A hook can make it misbehave.
 #pragma once
 
 #include <functional>
@@ -17,13 +17,13 @@ namespace kelflac_host {
 struct Call {
     std::string_view op;  ///< "open", "close", "read", "getpos", "setpos" or "getsize".
     int64_t arg;          ///< Open: the mode. Read: bytes wanted. Setpos: the target. Else 0.
-    long long pos;        ///< The position before the call.
+    long long pos;        ///< The position before the call. Of an open: 0.
     int64_t result;       ///< Read: the count. Getpos, getsize: what is stored. Else the status.
     int index;            ///< Number among the calls of one `op`, from 0.
 };
 
 /** Called with each call's valid result before the call takes effect. May change the result: fewer
-    bytes or -1 for a read, -1 for an open or setpos, any size for a getsize. */
+    bytes or -1 for a read, -1 for an open or setpos, any number for a getpos or getsize. */
 using Hook = std::function<void(Call&)>;
 
 /** The hook of a source of unknown size. */
@@ -36,16 +36,16 @@ inline void RefusePositions(Call& call) {
     if (call.op == "setpos") call.result = -1;
 }
 
-/** The hook of a source whose read number `index` gives `result`. */
+/** The hook of a source whose read number `index`, from 0, gives `result` at most. */
 inline Hook SpoilRead(int index, int64_t result) {
     return [=](Call& call) {
         if (call.op == "read" && call.index == index) call.result = result;
     };
 }
 
-/** Without a hook a valid file: it accepts any position and gives 0 bytes outside its data. A read
-    overwrites the rest of the buffer, as a source may. So a reader that asks for too many bytes is
-    noticed. The source is its own handle. */
+/** Without a hook it is a valid file. It accepts any position and gives 0 bytes outside its data. A
+    read overwrites the rest of the buffer, as a source may. So a reader that asks for too many
+    bytes is noticed. The source is its own handle. */
 class MemorySource : public host::DataSource {
   public:
     using Bytes = std::vector<uint8_t>;
@@ -69,7 +69,7 @@ class MemorySource : public host::DataSource {
     bool scribbles = true;    ///< False: reads leave the rest of the buffer, for timed runs.
     uint8_t scribble = 0xA5;
     std::vector<Call> calls;                 ///< In order; may be cleared at any time.
-    std::map<std::string_view, int> counts;  ///< Recorded calls of each `op`; may be reset.
+    std::map<std::string_view, int> counts;  ///< Of each `op`, with a hook or keeps_calls.
     long long pos = 0;
 
   private:
@@ -82,7 +82,7 @@ class MemorySource : public host::DataSource {
     int Read(void* to, int wanted);
 };
 
-/** First base of a class that owns its source. */
+/** The first base of a class that owns its source. */
 struct OwnSource {
     MemorySource source;
 };

@@ -14,7 +14,7 @@
 
 namespace kelflac_host {
 
-/** Frees objects of the platform. */
+/** Frees a player's objects. */
 struct Deleter {
     void operator()(AMediaFormat* format) const { AMediaFormat_delete(format); }
     void operator()(android::CMediaBuffer* buffer) const { buffer->release(buffer->handle); }
@@ -50,7 +50,7 @@ struct Read {
 };
 
 /** One source's life in a plug-in, step by step. The members may be taken out and replaced. The
-    source outlives it. Use it from one thread at a time, unless the plug-in allows more. */
+    source must outlive the player. Use one thread at a time, unless the plug-in allows more. */
 struct Player {
     /** Sniffs the source, and makes an extractor if it is claimed. */
     Player(const android::ExtractorDef& plugin, android::CDataSource* source) {
@@ -62,7 +62,7 @@ struct Player {
         if (meta != nullptr && free_meta != nullptr) free_meta(meta);
     }
 
-    // For a claimed source:
+    // With an extractor:
     size_t CountTracks() const { return extractor->countTracks(extractor->data); }
     uint32_t Flags() const { return extractor->flags(extractor->data); }
     /** Fills `to` with the track format. Returns the extractor's status. */
@@ -74,7 +74,7 @@ struct Player {
         return extractor->getMetaData(extractor->data, to);
     }
     /** Makes the track if there is none, and starts it. Returns the track's status, or
-        AMEDIA_ERROR_INVALID_OBJECT if there is no track. */
+        AMEDIA_ERROR_INVALID_OBJECT without a track or a group. */
     media_status_t Start() {
         if (track == nullptr) track.reset(extractor->getTrack(extractor->data, 0));
         if (track == nullptr || group == nullptr) return AMEDIA_ERROR_INVALID_OBJECT;
@@ -89,14 +89,15 @@ struct Player {
 
     float confidence = 0;  ///< The sniffer's, where it has claimed the source.
     bool claimed = false;
-    // Freed from the last to the first: each uses those above it.
+    // Freed from the last to the first: the track uses the others.
     Owned<android::CMediaExtractor> extractor;  ///< Null: not claimed, or no memory.
     Owned<android::CMediaBufferGroup> group{host::newBufferGroup()};
     Owned<android::CMediaTrack> track;
 };
 
-/** Returns the entries of a format, "rate=1, time=1L, mime='audio/flac', csd-0=<bytes>, ", and
-    clears it. Returns the status instead if that is not AMEDIA_OK. */
+/** Returns the entries of a format and clears it. For example
+    "rate=1, time=1L, mime='audio/flac', csd-0=<bytes>, ". Returns the status instead if that is not
+    AMEDIA_OK. */
 inline std::string Entries(media_status_t status, AMediaFormat* format) {
     if (status != AMEDIA_OK) return std::to_string(status);
     constexpr const char* kMarks[][2] = {{"=", ""}, {"=", "L"}, {"='", "'"}, {"=<", ">"}};

@@ -29,7 +29,7 @@ Bytes Comment(const std::string& text) {
     return Cat({Le(text.size(), 4), Text(text)});
 }
 
-constexpr uint32_t kMostComments = 0xFFFFFFFF;  // comments go on to the block's end
+constexpr uint32_t kMostComments = 0xFFFFFFFF;  // comments are read up to the block's end
 
 /** A comment block of these encoded comments. */
 Bytes CommentsBlock(const std::vector<Bytes>& comments, uint32_t count = kMostComments) {
@@ -40,7 +40,7 @@ Bytes InfoBlock(uint32_t max_frame = 9000) {
     return MetaBlock(kStreamInfo, StreamInfoBody({4096, 4096, 0, 44100, 2, 16, max_frame, 4096}));
 }
 
-/** Three frames after blocks of any kind. */
+/** STREAMINFO, `blocks`, PADDING and three frames. */
 Bytes Framed(const std::vector<Bytes>& blocks) {
     const Bytes end = MetaBlock(kPadding | kLastBlockFlag, Bytes(1));
     std::vector<Bytes> parts = {Text("fLaC"), InfoBlock(), Cat(blocks), end};
@@ -48,8 +48,8 @@ Bytes Framed(const std::vector<Bytes>& blocks) {
     return Cat(parts);
 }
 
-/** For each key: the same comment many times, empty or with a digit; or a huge first value, then
-    empty ones, in one block or in a block each. */
+/** For each key four streams: many empty comments; many with a digit; a huge one, then empty ones
+    in the same block; a huge one, then empty ones in a block each. */
 Streams SameKey(size_t size) {
     Streams out;
     for (const std::string key :
@@ -62,7 +62,7 @@ Streams SameKey(size_t size) {
             {key + " of 1 digit", Framed({CommentsBlock({Repeat(Comment(key + "1"), size)})})});
         out.push_back(
             {key + " huge, then empty", Framed({CommentsBlock({huge, Repeat(empty, size / 2)})})});
-        out.push_back({key + " huge, then a block each",
+        out.push_back({key + " huge, then empty in a block each",
                        Framed({CommentsBlock({huge}, 1), Repeat(block, size / 2)})});
     }
     return out;
@@ -75,11 +75,11 @@ Streams Comments(size_t size) {
         {"comments of 1 byte", Framed({CommentsBlock({Repeat(Comment("x"), size)})})},
         {"almost a key", Framed({CommentsBlock({Repeat(Comment("ALBUM ARTIST"), size)})})},
         {"almost a key, short", Framed({CommentsBlock({Repeat(Comment("ALBUM"), size)})})},
-        {"a track of huge total", Framed({CommentsBlock({slashes})})},
+        {"a huge track total", Framed({CommentsBlock({slashes})})},
     };
 }
 
-/** Blocks that state 16 MiB but end after a few bytes. */
+/** Files that end a few bytes after the start of a block that states 16 MiB. */
 Streams Promises() {
     const auto cut = [](int type, const Bytes& body) {
         const Bytes info = MetaBlock(kStreamInfo, StreamInfoBody({}));
@@ -93,7 +93,7 @@ Streams Promises() {
     };
 }
 
-/** A block for each eight bytes of `size`, 2^16 for 512 KiB, each as short as the reader allows. */
+/** A short block for each eight bytes of `size`, 2^16 for 512 KiB. Two streams have fewer. */
 Streams Blocks(size_t size) {
     const auto blocks = [size](const Bytes& block) {
         return Framed({Repeat(block, size / 8 * block.size())});
@@ -104,7 +104,7 @@ Streams Blocks(size_t size) {
         {"seek tables without a point", blocks({kSeekTable, 0, 0, 1})},
         {"seek tables of one point", blocks(MetaBlock(kSeekTable, Bytes(18)))},
         {"one long seek table", Framed({MetaBlock(kSeekTable, Bytes(size))})},
-        {"blocks of comments without one", blocks(CommentsBlock({}, 0))},
+        {"comment blocks with 0 comments", blocks(CommentsBlock({}, 0))},
         {"STREAMINFO again and again", blocks(InfoBlock())},
     };
     for (const int type : {kPadding, kApplication, kCueSheet, kPadding + 8, 120 + kCueSheet})
@@ -116,7 +116,7 @@ Streams Blocks(size_t size) {
     return out;
 }
 
-/** About `size` bytes of one repeated frame. Frames numbered 0 never end the countdown. */
+/** About `size` bytes of `frame` repeated. Frames numbered 0 never end the countdown. */
 Bytes Frames(uint32_t max_frame, const Bytes& frame, size_t size) {
     StreamInfo info = {4096, 4096, 0, 44100, 2, 16, max_frame, size};
     return StreamBuilder(info).Raw(Repeat(frame, size)).Build();
@@ -128,7 +128,7 @@ Streams Audio(size_t size) {
     other.rate_code = 10;
     const Bytes twins = Cat({least, FrameBytes(other, 7)});
     constexpr uint32_t kLargest = 0xFFFFFF;
-    const size_t many = 2 * size;  // a million for 512 KiB
+    const size_t many = 2 * size;  // tags or frames: a million for 512 KiB
     return {
         {"ID3v2 tags of 0 bytes", Cat({Repeat(Id3v2(0), many * 10), Framed({})})},
         {"frames of 7 bytes", Frames(7, least, size)},
@@ -137,7 +137,7 @@ Streams Audio(size_t size) {
         {"frames above the stated maximum, then pieces of 1 byte", Frames(1, numbered, size)},
         {"pieces above the buffer", Frames(kLargest, numbered, size)},
         {"frames of 7 bytes in the largest ring", Frames(kLargest, least, size)},
-        {"frames whose successor never comes", Frames(9000, HeaderBytes({}), size)},
+        {"headers without a subframe byte", Frames(9000, HeaderBytes({}), size)},
     };
 }
 
@@ -151,7 +151,7 @@ Bytes CostlyStream(int kind, size_t size, uint32_t max_frame) {
         const Bytes more =
             kind == kRandom ? Be(NextRandom(random), 8) : FalseHeader(kind, index, random);
         junk.insert(junk.end(), more.begin(), more.end());
-        // A pair of each kind, then zeros until they come again a ring later.
+        // A pair of each kind of header, then zeros, so that the next pairs come a ring later.
         if (kind == kPairs && (index + 1) % (2 * kHeaderKinds) == 0)
             junk.resize(junk.size() + size_t{2} * max_frame);
     }

@@ -23,8 +23,9 @@ Pcm MakePcm(size_t length, uint32_t channels, uint32_t bits, uint32_t rate) {
 }
 
 Bytes Encode(const Pcm& pcm, uint32_t blocksize, StreamBuilder metadata, bool total_known) {
-    constexpr ptrdiff_t kInfo = 8, kInfoBytes = 34, kTotal = 13;  // STREAMINFO, and the total in it
-    Bytes bare(5 * pcm.samples.size() + 100000);                  // larger than any encoding
+    constexpr ptrdiff_t kInfo = 8, kInfoBytes = 34;  // STREAMINFO in the file
+    constexpr ptrdiff_t kTotal = 13;                 // the sample count in STREAMINFO
+    Bytes bare(5 * pcm.samples.size() + 100000);     // larger than any encoding
     std::FILE* const file = fmemopen(bare.data(), bare.size(), "wb");  // libFLAC closes it
     FLAC__StreamEncoder* const e = FLAC__stream_encoder_new();
     FLAC__stream_encoder_set_streamable_subset(e, false);
@@ -37,12 +38,12 @@ Bytes Encode(const Pcm& pcm, uint32_t blocksize, StreamBuilder metadata, bool to
     FLAC__stream_encoder_process_interleaved(e, pcm.samples.data(), length);
     FLAC__stream_encoder_finish(e);
     FLAC__stream_encoder_delete(e);
-    const std::vector<FrameSpan> frames = Decode(bare).frames;  // zeros follow the last frame
+    const std::vector<FrameSpan> frames = Decode(bare).frames;  // `bare` ends with zeros
     const size_t audio = frames.at(0).offset, end = frames.back().offset + frames.back().size;
     Bytes stream = metadata.Raw({&bare[audio], &bare[end]}).Build();
     std::copy_n(bare.begin() + kInfo, kInfoBytes, stream.begin() + kInfo);
     if (total_known) return stream;
-    stream[kInfo + kTotal] &= 0xF0;  // keeps the high nibble, of the sample size
+    stream[kInfo + kTotal] &= 0xF0;  // the high nibble is of the sample size
     std::fill_n(stream.begin() + kInfo + kTotal + 1, 4, uint8_t{0});
     return stream;
 }

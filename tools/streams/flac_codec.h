@@ -14,7 +14,7 @@ struct Pcm {
 Pcm MakePcm(size_t length, uint32_t channels = 2, uint32_t bits = 16, uint32_t rate = 44100);
 
 /** libFLAC's STREAMINFO, the blocks of `metadata` and libFLAC's frames. Without `total_known` the
-    sample count is 0. Throws std::out_of_range when libFLAC can't encode such a stream. */
+    sample count is 0. Throws std::out_of_range when libFLAC makes no frame. */
 Bytes Encode(const Pcm& pcm, uint32_t blocksize = 4096, StreamBuilder metadata = StreamBuilder{},
              bool total_known = true);
 
@@ -29,7 +29,7 @@ struct Decoded {
     std::vector<int32_t> samples;   ///< As in Pcm.
     std::vector<FrameSpan> frames;  ///< Each begins where the one before ends.
     bool md5_ok = false;            ///< Also true when STREAMINFO holds no MD5.
-    int errors = 0;                 ///< Lost syncs and bad checksums.
+    int errors = 0;                 ///< Errors that libFLAC reports.
 };
 
 Decoded Decode(Bytes stream);
@@ -47,8 +47,8 @@ struct EncodedStream {
     }
 };
 
-/** `length` samples of 1 to 8 channels. Each number of channels has its own sample size and rate.
-    Some have a picture, some a sample count. */
+/** `length` samples of 1 to 8 channels. The number of channels decides about the rate, the block
+    size, the sample size, the metadata, and whether the sample count is stated. */
 EncodedStream EncodeKind(uint32_t channels, size_t length);
 
 }  // namespace kelflac_streams

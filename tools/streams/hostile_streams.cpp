@@ -9,7 +9,7 @@ namespace {
 using Streams = std::vector<NamedStream>;
 constexpr int kFrameBytes = 200, kTwoFramesBytes = 2 * kFrameBytes, kFramesBytes = 3 * kFrameBytes;
 
-/** The blocks before a title and three frames. */
+/** A stream of `blocks`, then a title and three frames. */
 Bytes Amid(StreamBuilder blocks = StreamBuilder{}) {
     return blocks.Comments({"TITLE=t"}).Frames(0, 3, kFrameBytes).Build();
 }
@@ -24,20 +24,21 @@ Bytes InfoBlock(const StreamInfo& info, int type = kStreamInfo) {
     return MetaBlock(type, StreamInfoBody(info));
 }
 
-/** A number of `bits` bits in a file. Makes files with another number in its place. */
+/** A number of `bits` bits in a file. `stream` makes the file with any number in its place. */
 struct Field {
-    std::string title, name, unit;  // "PADDING states", "bytes"
+    std::string title;
+    std::string name, unit;  // "PADDING states", "bytes"
     int bits;
-    uint64_t fits;
+    uint64_t fits;  // the right number; of STREAMINFO's fields any
     std::function<Bytes(uint32_t)> stream;
-    uint64_t zero = 0;  // the meaning of 0
+    uint64_t zero = 0;  // what a 0 in the file means
 };
 
 Field BlockLength(const std::string& block, int type, const Bytes& body) {
     const auto stream = [=](uint32_t v) { return Amid(StreamBuilder{}.Block(type, body, v)); };
     const std::string length = Counted(body.size(), "bytes");
-    const std::string title = "The " + block + " block states another length than its " + length;
-    return {title + ".", block + " states", "bytes", 24, body.size(), stream};
+    const std::string title = "The " + block + " block of " + length + " states this length.";
+    return {title, block + " states", "bytes", 24, body.size(), stream};
 }
 
 Field InfoField(const std::string& name, const std::string& unit, int bits, uint64_t zero,
@@ -47,7 +48,7 @@ Field InfoField(const std::string& name, const std::string& unit, int bits, uint
         set(info, v);
         return Amid(StreamBuilder(info));
     };
-    const std::string title = "STREAMINFO states strange values for the " + name + ".";
+    const std::string title = "STREAMINFO states this " + name + ".";
     return {title, name + " of", unit, bits, 16, stream, zero};
 }
 
@@ -67,13 +68,12 @@ Bytes Picture(Maybe32 mime, Maybe32 description, Maybe32 data) {
 std::vector<Field> Fields() {
     const Bytes info = StreamInfoBody({}), sound = Amid();
     return {
-        {"20 bytes in an ID3v2 tag come first. Each byte of its size has seven bits.",
+        {"An ID3v2 tag of 20 bytes comes first. Its size has seven bits in each byte.",
          "ID3v2 size field of", "", 32, 20,
          [=](uint32_t v) {
              return Cat({Text("ID3"), {4, 0, 0}, Be(v, 4), Bytes(20), sound});
          }},
-        {"The first STREAMINFO block, here the only block, states another length than its 34 "
-         "bytes.",
+        {"The first STREAMINFO block of 34 bytes, here the only block, states this length.",
          "first STREAMINFO states", "bytes", 24, 34,
          [=](uint32_t v) { return Framed({MetaBlock(kLastBlockFlag, info, v)}); }},
         BlockLength("second STREAMINFO", kStreamInfo, info),
@@ -83,18 +83,18 @@ std::vector<Field> Fields() {
         BlockLength("VORBIS_COMMENT", kVorbisComment, CommentsBody({"DATE=9"})),
         BlockLength("CUESHEET", kCueSheet, Bytes(10)),
         BlockLength("PICTURE", kPicture, PictureBody({Text("P")})),
-        {"The vendor text before the comments states another length than its 6 bytes.",
-         "vendor text states", "bytes", 32, 6, [](uint32_t v) { return Comments(v, 3, 7); }},
-        {"A block of 3 comments states another number of them.", "VORBIS_COMMENT states",
-         "comments", 32, 3, [](uint32_t v) { return Comments(6, v, 7); }},
-        {"The first comment states another length than its 7 bytes.", "first comment states",
-         "bytes", 32, 7, [](uint32_t v) { return Comments(6, 3, v); }},
-        {"The MIME type of a picture states another length than its 3 bytes.", "MIME type states",
-         "bytes", 32, 3, [](uint32_t v) { return Picture(v, {}, {}); }},
-        {"The description of a picture states another length than its 3 bytes.",
-         "description states", "bytes", 32, 3, [](uint32_t v) { return Picture({}, v, {}); }},
-        {"The image of a picture, \"PNG\", states another length than its 3 bytes.", "image states",
-         "bytes", 32, 3, [](uint32_t v) { return Picture({}, {}, v); }},
+        {"The vendor text of 6 bytes before the comments states this length.", "vendor text states",
+         "bytes", 32, 6, [](uint32_t v) { return Comments(v, 3, 7); }},
+        {"A block of 3 comments states this number of them.", "VORBIS_COMMENT states", "comments",
+         32, 3, [](uint32_t v) { return Comments(6, v, 7); }},
+        {"The first comment of 7 bytes states this length.", "first comment states", "bytes", 32, 7,
+         [](uint32_t v) { return Comments(6, 3, v); }},
+        {"The MIME type of a picture, 3 bytes, states this length.", "MIME type states", "bytes",
+         32, 3, [](uint32_t v) { return Picture(v, {}, {}); }},
+        {"The description of a picture, 3 bytes, states this length.", "description states",
+         "bytes", 32, 3, [](uint32_t v) { return Picture({}, v, {}); }},
+        {"The image \"PNG\" of a picture, 3 bytes, states this length.", "image states", "bytes",
+         32, 3, [](uint32_t v) { return Picture({}, {}, v); }},
         InfoField("smallest block", "samples", 16, 0, [](auto& i, auto v) { i.min_block = v; }),
         InfoField("largest block", "samples", 16, 0, [](auto& i, auto v) { i.max_block = v; }),
         InfoField("smallest and largest block", "samples", 16, 0,
@@ -104,11 +104,11 @@ std::vector<Field> Fields() {
         InfoField("sample rate", "Hz", 20, 0, [](auto& i, auto v) { i.rate = v; }),
         InfoField("channel count", "", 3, 1, [](auto& i, auto v) { i.channels = v + 1; }),
         InfoField("sample size", "bits", 5, 1, [](auto& i, auto v) { i.bits = v + 1; }),
-        InfoField("length", "samples", 32, 0, [](auto& i, auto v) { i.samples = v; }),
+        InfoField("sample count", "samples", 32, 0, [](auto& i, auto v) { i.samples = v; }),
     };
 }
 
-/** Metadata in an odd order, number or relation. */
+/** Metadata that is missing, repeated or misplaced. */
 Streams Metadata() {
     const Bytes marker = Text("fLaC"), sound = Amid(), rest(sound.begin() + 4, sound.end()),
                 info = InfoBlock({}), small = InfoBlock({8, 8}),
@@ -122,7 +122,7 @@ Streams Metadata() {
     return {
         {"marker in lower case", Cat({Text("flac"), rest})},
         {"8 MiB of zeros after the marker", Cat({marker, Bytes(8 << 20)})},
-        {"100,000 bytes of ones after the marker", Cat({marker, Bytes(100000, 0xFF)})},
+        {"100,000 bytes 0xFF after the marker", Cat({marker, Bytes(100000, 0xFF)})},
         {"ID3v2 tag of 3 MiB", Cat({Id3v2(3 << 20), sound})},
         {"two ID3v2 tags", Cat({Id3v2(257), Id3v2(9), sound})},
         {"ID3v2 tag with a footer", Cat({Id3v2(9, 0, true), sound})},
@@ -208,7 +208,7 @@ Streams Frames() {
     };
 }
 
-/** Three frames. The second has another header than the others. */
+/** Three frames. The second has another header than the others. The third is twice as large. */
 Streams SecondFrames() {
     const std::pair<std::string, void (*)(FrameHeader&)> changes[] = {
         {"another block size", [](auto& h) { h.block_code = 11; }},
@@ -242,7 +242,7 @@ Streams CutFiles() {
     return out;
 }
 
-/** `n` bytes of the first frame's header are in the first chunk. */
+/** The first chunk ends with the first `n` bytes of a frame. */
 Streams CutByTheFirstChunk() {
     Streams out;
     for (size_t n = 3; n <= 8; n++) {
@@ -253,7 +253,7 @@ Streams CutByTheFirstChunk() {
     return out;
 }
 
-/** The file ends with the first `n` bytes of a header. */
+/** The file ends with the first `n` bytes of a header and a subframe byte. */
 Streams CutByTheFile(const Bytes& longest) {
     Streams out;
     for (size_t n = 1; n <= longest.size(); n++) {
@@ -264,7 +264,7 @@ Streams CutByTheFile(const Bytes& longest) {
     return out;
 }
 
-/** A ring of 8 KiB ends with the first `n` bytes of a header. */
+/** A ring of 8 KiB ends with the first `n` bytes of a frame. */
 Streams CutByTheRing(const FrameHeader& header, size_t longest) {
     constexpr size_t kSize = 4000, kPaddingBytes = 8192 - 46 - kSize;
     Streams out;
@@ -276,7 +276,7 @@ Streams CutByTheRing(const FrameHeader& header, size_t longest) {
     return out;
 }
 
-/** The field at 0, 1, 1000, the maximum, near what fits, and near half of its range. */
+/** The field at 0, 1, 1000, the maximum, near `fits`, and near half of its range. */
 StreamGroup Extremes(const Field& field) {
     StreamGroup out = {field.title, {}};
     const uint64_t half = uint64_t{1} << (field.bits - 1);
@@ -319,26 +319,26 @@ std::vector<StreamGroup> HostileGroups() {
     std::vector<StreamGroup> out;
     for (const Field& field : Fields()) out.push_back(Extremes(field));
     out.push_back(
-        {"Marker, ID3v2 tag and blocks are missing, twice or in an odd order.", Metadata()});
+        {"Marker, ID3v2 tag or blocks are wrong, missing, repeated or misplaced.", Metadata()});
     out.push_back(
-        {"More pictures, blocks or comments than there should be. The pictures are the letters "
-         "from a on.",
+        {"Many or huge pictures, blocks or comments. The 17 pictures are the letters a to q.",
          Crowds()});
     out.push_back(
         {"Frames are too large or change, bytes follow them, or their numbers mislead seeks. After "
-         "244 frames with numbers above 0, fixed-size pieces count as frames.",
+         "244 frames with numbers above 0, the column counts fixed-size pieces.",
          Frames()});
     out.push_back({"The second of three frames has another header.", SecondFrames()});
     out.push_back(
         {"A file of 208 bytes with a picture, and with frames at bytes 88 and 148, is cut.",
          CutFiles()});
     out.push_back(
-        {"The first 4,096 bytes, which are read at once, end within the first frame's header.",
+        {"The first 4,096 bytes, which are read first, end in the first frame's header or after "
+         "it.",
          CutByTheFirstChunk()});
-    out.push_back({"The file ends within a header of 16 bytes or at the first subframe byte.",
+    out.push_back({"The file ends in a header of 16 bytes, after it or after the subframe byte.",
                    CutByTheFile(FrameBytes(longest, kLongest))});
     out.push_back(
-        {"The ring of 8 KiB ends within such a header.", CutByTheRing(longest, kLongest)});
+        {"The ring of 8 KiB ends in such a header or after it.", CutByTheRing(longest, kLongest)});
     return out;
 }
 

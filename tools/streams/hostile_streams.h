@@ -1,4 +1,4 @@
-// Streams that are wrong on purpose: each length and count of a file at values where parsers fail,
+// Streams that are wrong or rare: each length and count of a file at values where parsers fail,
 // fields of STREAMINFO at their extremes, and faults known from other parsers.
 #pragma once
 
@@ -7,13 +7,13 @@
 namespace kelflac_streams {
 
 struct NamedStream {
-    std::string name;  ///< What is wrong, in words that can be a file name.
+    std::string name;  ///< What is special, in words that can be a file name.
     Bytes bytes;
 };
 
-/** Streams that test one thing. */
+/** Streams about one subject. */
 struct StreamGroup {
-    std::string title;  ///< What they test, as a sentence.
+    std::string title;  ///< What they test, in sentences.
     std::vector<NamedStream> streams;
 };
 
@@ -21,13 +21,13 @@ struct StreamGroup {
 std::vector<StreamGroup> HostileGroups();
 std::vector<NamedStream> HostileStreams();  ///< The streams of all groups.
 
-/** A seek to kCreepingUs finds frames whose numbers come nearer to its target's but never reach it.
-    The last number is so large that each step is short, and each probe reads the same bytes again.
- */
+/** A seek to kCreepingUs finds frame numbers that come nearer and nearer to the target, but never
+    reach it. The file's last number is huge: so each step is short, and each probe reads the same
+    bytes again. */
 Bytes CreepingStream();
 constexpr int64_t kCreepingUs = 9'287'981'858;
 
-/** A number with its unit: "1 byte", "30,000 bytes". `unit` is in the plural. */
+/** A number with its unit: "1 byte", "30,000 bytes". `unit` is a plural or empty. */
 std::string Counted(uint64_t number, const std::string& unit);
 
 }  // namespace kelflac_streams

@@ -1,5 +1,5 @@
-// Writes small inputs for the fuzz targets, in the form of fuzz/faulty_source.h, to a folder in DIR
-// for each target. Adds the FILEs to them.  Usage: kelflac_seeds DIR [FILE...]
+// Writes small inputs in the form of fuzz/faulty_source.h to DIR/plugin, DIR/demuxer and DIR/tags.
+// Adds FILEs of up to 64 KiB to the first two.  Usage: kelflac_seeds DIR [FILE...]
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -19,11 +19,12 @@ constexpr uint32_t kWrongSize = 1 << 20;
 /** How a source misbehaves. */
 struct Faults {
     uint8_t size_kind = 0;  ///< 0 known, 1 unknown, 2 wrong, 3 changing.
-    Bytes faults = {};  ///< One a call: 0 none, 8n + 1 short (n/32), 2 empty, 3 failing, 4 refused.
+    Bytes faults = {};  ///< In turn: 0 none, 8n + 1 short (n/32), 2 empty, 3 failing, 4 refused.
     uint32_t zeros = 0, zeros_at = 0;  ///< Put into the file.
 };
 
-/** A file's bytes, then the faults and the steps of the target, backwards. */
+/** A file's bytes, then the faults and the steps of the target, backwards, and their length. Leaves
+    out a file above kLargest. */
 void Write(const fs::path& folder, const std::string& name, const Bytes& file,
            const Bytes& steps = {}, const Faults& f = {}) {
     if (file.size() > kLargest) return;
@@ -54,7 +55,7 @@ void AddStreams(std::vector<NamedStream>* streams) {
 void WriteStreams(const fs::path& folder, const std::vector<NamedStream>& streams) {
     const auto seek = [](uint64_t time) { return Cat({{0x88}, Be(time, 8), {0}}); };
     const Bytes seeks = Cat({seek(300000), seek(UINT64_MAX), seek(INT64_MAX)});
-    // Queries, a start, a read, the seeks, a second start, reads to the end, another track.
+    // Queries, a start, a read, the seeks, a stop, a start, reads to the end, another track.
     const Bytes queries = {0, 1, 2, 3, 0x81, 0x84, 4, 5}, restart = {6, 6}, again = {7, 4, 6, 8};
     const Bytes play = Cat({queries, {6, 8}, seeks, restart, Bytes(6, 15), again});
     // The stream's own duration; reads, a look, seeks, smaller buffers, reads to the end.
@@ -70,7 +71,7 @@ void WriteStreams(const fs::path& folder, const std::vector<NamedStream>& stream
     }
 }
 
-/** Blocks in which one length after another has its extremes. */
+/** Blocks with extreme values in one length after another. */
 void WriteTags(const fs::path& folder) {
     const Bytes rest = Bytes(100, 'r');
     for (const uint32_t n : {0U, 4U, 20U, 99U, 200U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {

@@ -10,7 +10,7 @@ Bytes Hex(const std::string& pairs) {
     Bytes out;
     for (uint32_t value; in >> std::hex >> value && value <= 0xFF;)
         out.push_back(static_cast<uint8_t>(value));
-    if (3 * out.size() != pairs.size() + 1) throw std::invalid_argument("no pairs: " + pairs);
+    if (3 * out.size() != pairs.size() + 1) throw std::invalid_argument("not hex: " + pairs);
     return out;
 }
 

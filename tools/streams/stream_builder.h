@@ -1,5 +1,5 @@
 // Builds valid and invalid FLAC streams (RFC 9639) byte by byte, with no code of the library.
-// Values wider than their field are not allowed, or lose their high bits.
+// A value that is wider than its field gives wrong bytes.
 #pragma once
 
 #include <cstdint>
@@ -13,14 +13,14 @@ using Bytes = std::vector<uint8_t>;
 using Texts = std::vector<std::string>;
 using Maybe32 = std::optional<uint32_t>;
 
-Bytes Hex(const std::string& pairs);  ///< "FF F8 C9": digit pairs, one blank between two.
+Bytes Hex(const std::string& pairs);  ///< "FF F8 C9"; throws for any other form.
 Bytes Text(const std::string& text);  ///< Its characters, without a terminator.
 Bytes Be(uint64_t value, int count);  ///< The low `count` bytes, most significant first.
 Bytes Le(uint64_t value, int count);  ///< The same, least significant first.
 Bytes Cat(const std::vector<Bytes>& parts);
-uint64_t NextRandom(uint64_t& state);  ///< A fixed xorshift sequence; `state` is never 0.
+uint64_t NextRandom(uint64_t& state);  ///< A fixed xorshift sequence; `state` must not be 0.
 
-/** STREAMINFO (8.2). A StreamBuilder sets unset members from its frames. Else they are 0. */
+/** STREAMINFO (8.2). A StreamBuilder sets unset members from its frames. Without it they are 0. */
 struct StreamInfo {
     uint32_t min_block = 4096, max_block = 4096, min_frame = 0;
     uint32_t rate = 44100, channels = 2, bits = 16;
@@ -58,15 +58,15 @@ struct FrameHeader {
     uint32_t bits_code = 4, reserved = 0, crc_error = 0;  ///< crc_error: XORed with the CRC-8.
     uint8_t subframe = 0x02;  ///< First byte after the header: a verbatim subframe.
 };
-/** The coded number (9.1.5) in 1 to 7 bytes, which may be too many. 0: as few as possible. */
+/** The coded number (9.1.5) in `count` bytes, 1 to 7, or more than it needs. 0: the fewest. */
 Bytes CodedNumber(uint64_t number, int count = 0);
-Bytes HeaderBytes(const FrameHeader& header);  ///< All bytes to the CRC-8.
-/** A frame of `size` bytes: header, subframe byte and filler. The filler differs from frame to
-    frame, has no 0xFF and can't be decoded. Throws when `size` is too small for the first two. */
+Bytes HeaderBytes(const FrameHeader& header);  ///< Ends with the CRC-8.
+/** A frame of `size` bytes: header, subframe byte and filler. The filler depends on the number, has
+    no 0xFF and can't be decoded. Throws when `size` is too small for the first two. */
 Bytes FrameBytes(const FrameHeader& header, size_t size);
 
 /** Builds a stream: StreamBuilder{}.Comments({"TITLE=Song"}).Frames(0, 10, 500).Build(). STREAMINFO
-    comes first, then the blocks, then the frames. The last block has its flag set. */
+    comes first, then the blocks, then the frames. The last block is flagged as the last. */
 class StreamBuilder {
   public:
     explicit StreamBuilder(StreamInfo info = {}) : info_(std::move(info)) {}
@@ -80,7 +80,7 @@ class StreamBuilder {
   private:
     StreamInfo info_;
     Bytes blocks_, audio_;
-    size_t last_block_ = 0, largest_frame_ = 0;  // last_block_: from STREAMINFO's header
+    size_t last_block_ = 0, largest_frame_ = 0;  // last_block_: offset in Build's `meta`
     uint64_t samples_ = 0;
 };
 
