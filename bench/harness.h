@@ -1,7 +1,7 @@
 // What the benchmarks share: the streams, opening, seeking, names.
 //
-// A benchmark's name is group/stream/variant, or group/stream/variant/size. All benchmarks of a
-// stream take its bytes from memory in the same way, so they can be compared.
+// A benchmark's name is group/stream/variant, some with /size, or seek/stream/kind. All benchmarks
+// of a stream take its bytes from memory in the same way, so they can be compared.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -16,13 +16,13 @@
 
 using kelflac_host::DemuxerPlayer;
 
-/** A file in memory. Only copies its bytes, so a timed loop pays for nothing else. */
+/** A file in memory. Its reads only copy, so a timed loop pays for nothing else. */
 struct Source : kelflac_host::MemorySource {
     explicit Source(Bytes bytes) : MemorySource(std::move(bytes)) {
         keeps_calls = scribbles = false;
     }
     int64_t Size() const { return static_cast<int64_t>(data.size()); }
-    /** The reads of the source while `work` runs. */
+    /** Runs `work`. Returns the reads of the source. */
     template <typename Work>
     std::vector<kelflac_host::Call> ReadsOf(Work work) {
         std::vector<kelflac_host::Call> reads;
@@ -38,16 +38,16 @@ struct Source : kelflac_host::MemorySource {
 /** A stream of one of the groups
     - "music": minutes long, encoded by libFLAC;
     - "open": a few frames after little or much metadata;
-    - "hostile": it keeps a search busy, in several sizes;
-    - "dense": the same, full of false headers;
-    - "seek": hostile or honest, to seek in, by the size of the reader's ring. */
+    - "hostile": keeps a search busy, in several sizes;
+    - "dense": the same, with headers or parts of them everywhere;
+    - "seek": hostile or normal, to seek in; named by the size of the reader's ring. */
 struct Stream {
     std::string group, name;
     std::function<Source*()> source;  ///< Made at the first call, then kept.
     std::string detail;  ///< "/" and the size in MiB, where there are several; for "seek" the kind.
 };
 
-/** All streams. With the variable KELFLAC_BENCH_SMALL set, few and small ones. */
+/** All streams. If the environment has KELFLAC_BENCH_SMALL, few and small ones. */
 std::vector<Stream> Streams();
 
 constexpr int kChunkBytes = 4096;

@@ -35,8 +35,8 @@ void Seek(benchmark::State& state, const Stream& stream) {
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(times.size()));
 }
 
-/** Reads a track to its end. Seeks to the present time before the countdown ends, so that all reads
-    are searched. Returns the bytes handed out. */
+/** Reads a track to its end. Seeks to the next frame before the countdown ends, so that all frames
+    are found by search. Returns the bytes handed out. */
 int64_t PlayAll(const kelflac_host::Player& player) {
     int64_t total = 0, start_us = 0, duration_us = 0;
     for (int reads = 0;; ++reads) {

@@ -1,4 +1,4 @@
-// The least that the demuxer's work can cost: its copies, and one look at each byte.
+// What the demuxer is compared with: the copies that it must make, and one look at each byte.
 #include <cstdlib>
 
 #include "bench/harness.h"
@@ -6,8 +6,8 @@
 
 namespace {
 
-/** Counts the blocks with a frame's sync code, 0xFF and 0xF8 or 0xF9, in a loop that the compiler
-    turns into vector code. */
+/** Counts the blocks of 64 bytes with a frame's sync code: 0xFF, then 0xF8 or 0xF9. The compiler
+    turns the loop into vector code. The last bytes are left out. */
 size_t LookForPairs(const uint8_t* bytes, size_t count) {
     constexpr size_t kBlock = 64;
     size_t found = 0;
@@ -21,9 +21,9 @@ size_t LookForPairs(const uint8_t* bytes, size_t count) {
     return found;
 }
 
-/** Copies from the source to the ring of `size` bytes chunk by chunk, looks at the bytes if wanted,
-    and copies from the ring to `to` in pieces of `piece` bytes: all to the same place, or one after
-    another with `in_a_row`. */
+/** Copies chunks from the source to the ring, whose `size` is a power of two. Copies pieces of
+    `piece` bytes from the ring to `to`: all to the same place, or with `in_a_row` one after
+    another. With `look` it looks at each piece first. */
 void CopyThrough(Source* source, uint8_t* ring, size_t size, size_t piece, bool look, uint8_t* to,
                  bool in_a_row) {
     _KELCMN_MFAL record = source->Record();
@@ -63,7 +63,7 @@ struct Setup {
     }
 };
 
-/** A call of the library's search for each sync code of the whole file. Returns their number. */
+/** Calls the library's search for each sync code of the file. Returns their number. */
 int CallForEach(const Source& file) {
     const auto size = static_cast<int32_t>(file.Size());
     const KELFLACF_FAL_RUNS runs = {{file.data.data(), size}, {nullptr, 0}};
@@ -72,7 +72,8 @@ int CallForEach(const Source& file) {
     return codes;
 }
 
-/** Two copies, in pieces of the size that `piece` names, with a look or calls of the search. */
+/** Two copies, in pieces of the size that `piece` names; if wanted also a look, or calls of the
+    search. */
 void Copy(benchmark::State& state, const Stream& stream, size_t Setup::*piece, bool look,
           bool with_calls) {
     Source& source = *stream.source();
@@ -103,7 +104,7 @@ void CopyForOpening(benchmark::State& state, const Stream& stream) {
     state.SetItemsProcessed(state.iterations());
 }
 
-/** Makes the reads of the demuxer's seeks, and looks at the bytes after each. */
+/** Repeats the reads of the demuxer's seeks and of a frame after each, and looks at their bytes. */
 void CopyForSeeks(benchmark::State& state, const Stream& stream) {
     Source& source = *stream.source();
     std::vector<uint8_t> ring(Setup(&source).ring);

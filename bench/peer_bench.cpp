@@ -1,5 +1,5 @@
-// Benchmarks of libavformat, a general-purpose demuxer, over the same bytes in memory. It is not a
-// part of the product.
+// Benchmarks of libavformat, a general-purpose demuxer, over the same bytes in memory. The plug-in
+// doesn't use it.
 extern "C" {
 #include <libavformat/avformat.h>
 }

@@ -1,4 +1,4 @@
-"""Measures in rounds, prints a table, and puts it into docs/performance.md."""
+"""Measures in rounds and prints tables. Writes docs/performance.md, unless quick."""
 import argparse
 import itertools
 import json
@@ -17,8 +17,8 @@ from dataclasses import dataclass
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD, DOCUMENT = ROOT / "build/bench", ROOT / "docs/performance.md"
 MIN_SECONDS = 0.05  # for each figure
-FAR_OFF, EXIT_FAR_OFF = 2.0, 3  # above it something is broken, or the machine is busy
-# Large blocks of memory were used before, or come fresh from the system.
+FAR_OFF, EXIT_FAR_OFF = 2.0, 3  # above FAR_OFF something is broken, or the machine is busy
+# With USED_PAGES malloc keeps large blocks. With FRESH_PAGES each is new from the system.
 USED_PAGES = {"MALLOC_MMAP_MAX_": "0", "MALLOC_TRIM_THRESHOLD_": str(1 << 30)}
 FRESH_PAGES = {"MALLOC_MMAP_THRESHOLD_": str(128 << 10)}
 
@@ -31,7 +31,7 @@ class Check:
     over: str
     wanted: str = ""
     growth: bool = False  # `wanted` bounds the exponent of growth
-    column: str = ""  # its title in the table of compilers, empty: not there
+    column: str = ""  # the title in the table of compilers; empty: not there
 
     def pairs(self, names):
         for name in names:
@@ -73,7 +73,7 @@ def call(command, **variables):
 
 
 def run(program, names, rounds, times, pages):
-    """Costs by name, one for each round: the median of `times` runs, in random order."""
+    """Seconds a byte or item by name, one a round: the median of `times` runs in random order."""
     pattern = "|".join(re.sub(r"([.+()])", r"[\1]", name) for name in names)
     done = call([program, f"--benchmark_filter=^({pattern})$", "--benchmark_format=json",
                  f"--benchmark_min_time={MIN_SECONDS}", f"--benchmark_repetitions={rounds * times}",
@@ -88,8 +88,8 @@ def run(program, names, rounds, times, pages):
 
 
 def measure(programs, checks, rounds):
-    """For each program costs by name, one for each round, three for a stream of "seek". Each stream
-    has its own process. Where a stream takes long to make, it has one for all rounds, unless
+    """Costs by program and name, one for each round; streams of "seek" have three. Each stream has
+    a process of its own. A stream that takes long to make has one process for all rounds, unless
     several programs are compared."""
     results = {program: defaultdict(list) for program in programs}
     for number in range(rounds):
@@ -117,8 +117,8 @@ def measure(programs, checks, rounds):
 
 
 def count_steps():
-    """Instructions for a byte of quiet data, by name. An emulator writes a line for each one. The
-    difference of two sizes gives the cost of a byte."""
+    """Instructions for a byte of zeros, by name. An emulator writes a line for each one. The counts
+    of two sizes give the cost of a byte."""
     costs, size, log = {}, 1 << 16, BUILD / "steps.log"
     for arch, build, what in itertools.product(("aarch64", "armhf"), ("plain", "device"),
                                                ("search", "memchr")):
@@ -144,8 +144,8 @@ def reading(name, cost):
 
 
 def rows_of(check, costs):
-    """For each stream the shortfall, the ratio as short text, and its row. The readings are from the
-    round with the median ratio. Of several sizes the row shows the worst."""
+    """For each stream the shortfall, the ratio as short text, and its row. Readings, if any, are
+    from the round with the median ratio. Of several sizes the row shows the worst."""
     streams = defaultdict(list)
     for name, over in check.pairs(costs):
         stream, what, *size = name.split("/")[1:]
@@ -159,7 +159,7 @@ def rows_of(check, costs):
         kind = "speed" if "least" in check.wanted else "cost"
         if check.growth:
             # From the smallest size to the largest: 1 where the cost grows as `over`, 2
-            # where it grows as the square.
+            # where it grows as `over` times the size.
             span = math.log(int(sizes[-1][4]) / int(sizes[0][4]))
             ratios = [1 + math.log(b / a) / span for a, b in zip(sizes[0][1], sizes[-1][1])]
             ratio, kind, readings, size = statistics.median_low(ratios), "exponent", ["", ""], []

@@ -1,5 +1,5 @@
-// Searches quiet bytes once, under an emulator that counts instructions.
-// Usage: kelflac_steps search|memchr BYTES
+// Searches zeros once, under an emulator that logs each instruction.
+// Usage: kelflac_steps search|memchr BYTES, less than 2^20
 #include <cstdlib>
 #include <cstring>
 

@@ -67,8 +67,8 @@ Bytes Tagged() {
     return builder.Frames(0, 20, 3000).Build();
 }
 
-/** 16 MiB of frames of 4,000 bytes. With `half_silence`, as many frames of digital silence follow.
- */
+/** 16 MiB of frames of 4,000 bytes. With `half_silence` as many of 14 bytes follow, like those of
+    silence. */
 Bytes Honest(uint32_t max_frame, bool half_silence) {
     constexpr uint64_t kFrames = 16 * kMib / 4000;
     StreamInfo info;
@@ -79,7 +79,8 @@ Bytes Honest(uint32_t max_frame, bool half_silence) {
         .Build();
 }
 
-/** The stream's stated largest frame sets the size of the reader's ring. */
+/** Adds the streams whose stated largest frame, `max_frame`, gives the reader a ring of size
+ * `ring`. */
 void AddCostly(const std::string& ring, uint32_t max_frame, bool small,
                std::vector<Stream>* streams) {
     const std::vector<size_t> sizes =
@@ -94,8 +95,8 @@ void AddCostly(const std::string& ring, uint32_t max_frame, bool small,
         const bool dense = kind == kCodes || kind == kCodesAndNumbers || kind == kBrokenCrc;
         const auto make = [=](size_t mib) {
             return [=] {
-                Bytes bytes =
-                    CostlyStream(kind, mib * kMib, max_frame);  // a little more than asked for
+                // It may be longer than asked for.
+                Bytes bytes = CostlyStream(kind, mib * kMib, max_frame);
                 bytes.resize(CostlyStream(kind, 0, max_frame).size() + mib * kMib);
                 return bytes;
             };

@@ -1,5 +1,5 @@
-// Attacks the cost law: an input that costs more than the law allows is a finding. Mutations repeat
-// parts of a file. Inputs of a higher percentage of the law than all before are kept.
+// Attacks the cost law of tests/cost/meter.h: an input that costs more is a finding. Most mutations
+// repeat parts of a file. An input is also kept for a higher percentage of the law than all before.
 #include <algorithm>
 #include <random>
 
@@ -45,7 +45,8 @@ Bytes Copy(const Bytes& file, const Part& part) {
     return {file.data() + part.at, file.data() + part.at + part.size};
 }
 
-/** Metadata blocks with their headers, comments with their lengths, frames, ID3v2 tags. */
+/** Metadata blocks with their headers, comments with their lengths, frames but the last, and all
+    bytes before the marker. */
 std::vector<Part> PartsOf(const Bytes& file) {
     std::vector<Part> parts;
     size_t at = std::string(file.begin(), file.end()).find("fLaC");

@@ -1,5 +1,5 @@
-// The demuxer over a source that misbehaves: its codes are documented, and the bytes that it hands
-// out are the source's at the reader's position.
+// The demuxer over a source that misbehaves. All statuses must be documented, and the bytes handed
+// out must be the source's at the place of the read.
 #include "fuzz/fuzzing.h"
 #include "tools/host/demuxer.h"
 

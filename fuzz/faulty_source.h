@@ -1,7 +1,7 @@
 // A source that misbehaves as a fuzz target's input says.
 //
 // An input is a file's bytes, a script that is read backwards, and the script's length in one byte.
-// So any file is an input. After its end the script gives zeros.
+// So any file is an input. After its end the script gives the lowest values.
 #pragma once
 
 #include <fuzzer/FuzzedDataProvider.h>
@@ -14,7 +14,7 @@
 
 using Bytes = std::vector<uint8_t>;
 
-/** A file that misbehaves by its script: reads are short, empty or fail, positions and the open are
+/** A file that obeys its script: reads are short, empty or fail, positions and the open are
     refused, the size is unknown, wrong or changes. */
 struct Source : kelflac_host::MemorySource {
     enum { SHORT = 1, EMPTY, FAILING, REFUSED };  // faults, by their low three bits

@@ -5,7 +5,7 @@
 
 void Run(Source* source);  ///< What a target does with an input.
 
-/** Runs an input twice, over sources that leave different bytes in memory. */
+/** Runs an input twice, over sources that leave different bytes in the buffers of their reads. */
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Source first(data, size, 0xFF), second(data, size, 0x5A);
     for (Source* source : {&first, &second}) Run(source);

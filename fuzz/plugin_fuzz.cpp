@@ -41,5 +41,5 @@ void Run(Source* source) {
         if (kind == 7) track.reset();
     }
     source->answers += kelflac_host::Entries(AMEDIA_OK, format.get());
-    extractor.reset();  // a track may outlive it, but not be used
+    extractor.reset();  // a track may outlive it, without reads
 }

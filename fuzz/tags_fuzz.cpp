@@ -1,4 +1,4 @@
-// The bodies of Vorbis comments and pictures, at any place in a file, of any stated length.
+// The bodies of Vorbis comments and pictures, at any place and of any length in a file.
 #include "fuzz/fuzzing.h"
 
 static void NoteBytes(Source* source, const uint8_t* bytes, size_t size) {

@@ -2,9 +2,9 @@
 
 Usage: coverage_report.py COVERAGE FUNCTIONS REASONS
 
-COVERAGE is the JSON export of llvm-cov. FUNCTIONS is the list of all functions of llvm-profdata.
-Functions that are not in that list are left out: only the compiler runs them. A branch counts once
-for true and once for false. A condition counts when two runs show that it alone decides (modified
+COVERAGE is the JSON export of llvm-cov. FUNCTIONS is llvm-profdata's list of all functions.
+Functions that are not in that list are left out: they run only at compile time. A branch counts
+once for true and once for false. A condition counts when two runs show that it alone decides (modified
 condition/decision coverage). REASONS has a line "file name | part of the source line | reason" for
 each source line that can't be reached completely. Anything else that is not reached is a failure. A
 reason is a failure when its line is reached or does not exist.
@@ -28,7 +28,7 @@ def read_branches(files):
 
 
 def read_conditions(files):
-    """Whether a run shows that a condition decides alone, for each condition of each decision."""
+    """Whether two runs show that it decides alone, for each condition of each decision."""
     shown = {}
     for file in files:
         for line, column, last_line, last_column, *_, conditions in file["mcdc_records"]:

@@ -1,9 +1,10 @@
-"""Compares Soong's compile commands with CMake's, and compiles each source with Soong's.
+"""Compares Soong's compile commands with CMake's, compiles each source with Soong's, and checks
+TEST_MAPPING.
 
 Usage: check_rules.py TREE SOONG_COMMANDS CMAKE_COMMANDS
 
-TREE is the source tree for Soong. Its folder `kelflac` is the project. The other two are compilation
-databases.
+TREE is the source tree for Soong. Its folder `kelflac` is the project. The other two are
+compilation databases.
 """
 import collections
 import concurrent.futures
@@ -40,11 +41,12 @@ MODULES = {
     "kelflac_demuxer_fuzz": (DEVICE | HOST, ["demuxer_fuzz"]),
     "kelflac_tags_fuzz": (DEVICE | HOST, ["tags_fuzz"]),
 }
-# What a module may leave out: sources that CMake may leave out too, and tests that no device can run.
+# What a module may leave out: a source that CMake may leave out too, and for devices any test.
 OPTIONAL = {"kelflac_bench": r"bench/peer_bench\.cpp", "kelflac_device_tests": r"tests/.*"}
 
-# Arguments that are dropped for Debian's compiler: output, paths of a device's compiler, headers and
-# exception lists, floating-point calls, GoogleTest's settings, and one that clang 14 doesn't have.
+# Arguments that are dropped for Debian's compiler: output, dependencies, colours, paths of a
+# device's compiler, headers and ignore lists, the float ABI, GoogleTest's settings, and one that
+# clang 14 doesn't have.
 LEFT_OUT = re.compile(
     r"-c|-MD|-B.*|--gcc-toolchain=.*|-nostdlibinc|-nostdinc\+\+|"
     r"-fsanitize-blacklist=build/soong/.*|"
@@ -119,13 +121,13 @@ def faults_of_test_mapping():
     tests = {name: where == HOST for name, (where, _) in MODULES.items() if name.endswith("_tests")}
     for name in sorted(named.keys() | tests.keys()):
         if named.get(name) != tests.get(name):
-            yield f"TEST_MAPPING: {name} is not named, is no test, or is for the other side"
+            yield f"TEST_MAPPING: {name} is missing, is no test, or has a wrong 'host'"
 
 
 def fault_of_source(command):
     """What Debian's compiler reports for the source of a command."""
     module, architecture, source, arguments = command
-    flags = iter(arguments[2:])  # after the folder and the compiler
+    flags = iter(arguments[2:])  # after PWD=... and the compiler
     kept = []
     for flag in flags:
         if flag in LEFT_OUT_WITH_VALUE:

@@ -1,6 +1,6 @@
 // Reads module descriptions as a device's build does, and writes the modules' Ninja rules. It is
 // Soong with only the module types of C++: Debian has Soong's sources, but no program. With
-// -asked_by FOLDER it fails if no module in the folder asks for a module that is outside of it.
+// -asked_by FOLDER it fails for each module outside the folder that no module in it asks for.
 package main
 
 import (

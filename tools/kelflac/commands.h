@@ -20,7 +20,7 @@ using Json = nlohmann::ordered_json;
 struct Options {
     bool size_known = true;  ///< Whether sources tell the plug-in their size.
     bool verbose = false;
-    bool quiet = false;  ///< Leave out progress, totals and what is well.
+    bool quiet = false;  ///< Leave out progress, totals, warnings and "ok" lines.
     bool json = false;
     bool csv = false;             ///< For frames.
     bool full = false;            ///< For info: don't shorten.
@@ -31,18 +31,18 @@ struct Options {
     std::optional<unsigned> art;  ///< For info of a single file: the picture to write, from 1; 0 =
                                   ///< the one that the plug-in publishes.
     std::optional<int64_t> seek_us;                         ///< For frames.
-    uint64_t count = std::numeric_limits<uint64_t>::max();  ///< For frames: buffers.
+    uint64_t count = std::numeric_limits<uint64_t>::max();  ///< For frames, at most.
     std::string output;  ///< The file to write, "-" = standard output.
     unsigned jobs = 1;   ///< For check: files at once.
 };
 
-/** A command on one file, "-" for standard input. Throws FileError for it. */
+/** A command on one file; "-" = standard input. Throws FileError. */
 using FileCommand = void (*)(const Plugin&, const Options&, const std::string& file);
 
-/** Shows what the plug-in tells about a file. */
+/** Describes a file, or writes one of its pictures. */
 void showInfo(const Plugin& plugin, const Options& options, const std::string& file);
 
-/** Lists the buffers that the track hands out. With --csv the program prints the header first. */
+/** Lists the buffers that the track hands out. With --csv the caller prints the column names. */
 void listFrames(const Plugin& plugin, const Options& options, const std::string& file);
 
 /** Writes the codec-specific data and every buffer: a FLAC file without tags. */
@@ -51,20 +51,20 @@ void extract(const Plugin& plugin, const Options& options, const std::string& fi
 /** Draws the sizes of the frames over time, and where seeks land. */
 void plot(const Plugin& plugin, const Options& options, const std::string& file);
 
-/** The ID3 tags of a file by their headers, and the metadata blocks as libFLAC reads them. */
+/** The places of the ID3 tags, and the metadata blocks from libFLAC or why it can't read them. */
 Json inFile(Original& original);
 
-/** The data of a picture in a file, the first one is 1. Throws FileError when there is none. */
+/** The data of picture `number`, counted from 1. Throws FileError if it can't be had. */
 std::string pictureInFile(Original& original, unsigned number);
 
-/** Both verdicts on a file, as --json prints them. Throws FileError for one that can't be read. */
+/** The verdicts on plug-in and file, as --json prints them. Throws FileError if a read fails. */
 Json judge(const Plugin& plugin, const Options& options, const std::string& file);
 
-/** Judges each file, and what the plug-in makes of it. */
+/** Judges each file, and how the plug-in reads it. */
 int check(const Plugin& plugin, const Options& options, Names& names);
 
-/** Prints a value as one line of ASCII, so that no tag can drive a terminal. Bytes that are no
-    UTF-8 become U+FFFD. */
+/** Prints a value as one line of ASCII, so that no tag controls a terminal. Bytes that are no UTF-8
+    become U+FFFD. */
 inline void printJson(const Json& value) {
     puts(value.dump(-1, ' ', true, Json::error_handler_t::replace).c_str());
 }

@@ -11,7 +11,7 @@ namespace {
 
 using Decoder = FLAC__StreamDecoder;
 
-/** Where the decoder stands: after what it has made sense of. */
+/** How many bytes have been decoded completely. */
 int64_t position(const Decoder* decoder) {
     FLAC__uint64 position = 0;
     FLAC__stream_decoder_get_decode_position(decoder, &position);
@@ -50,8 +50,8 @@ class Decoding {
     uint64_t mPulled = 0;  ///< Bytes.
     FLAC__StreamMetadata_StreamInfo mInfo{};
     bool mSound = true;      ///< No error since the last frame.
-    uint32_t mBlock = 0;     ///< Of the last frame; 0 = there is none.
-    uint64_t mLastSize = 0;  ///< Bytes of the last frame; 0 = not known.
+    uint32_t mBlock = 0;     ///< Samples of the last frame; 0 = there is none.
+    uint64_t mLastSize = 0;  ///< Bytes of the last frame that was measured, or 0.
     Decoded mOut;
 };
 
@@ -84,12 +84,12 @@ void Decoding::takeFrame(int64_t end, const FLAC__FrameHeader& header,
     }
 }
 
-/** Compares a header with STREAMINFO and with the frames in front of it. */
+/** Compares a header with STREAMINFO and with the frames before it. */
 void Decoding::compareHeader(const FLAC__FrameHeader& header) {
     contradicts("rate-contradicts", "sample rate ", header.sample_rate, mInfo.sample_rate);
     contradicts("channels-contradict", "channels ", header.channels, mInfo.channels);
     contradicts("bits-contradict", "bits a sample ", header.bits_per_sample, mInfo.bits_per_sample);
-    // The last block alone may be shorter than the smallest that is stated.
+    // Only the last block may be shorter than the stated minimum.
     constexpr const char* kBlockSize = "block-size-contradicts";
     const uint32_t before = mBlock > 0 ? mBlock : mInfo.min_blocksize;
     mBlock = header.blocksize;
@@ -98,15 +98,15 @@ void Decoding::compareHeader(const FLAC__FrameHeader& header) {
     contradicts(kBlockSize, "block size ", std::max(mBlock, mInfo.max_blocksize),
                 mInfo.max_blocksize);
     const uint64_t sample = header.number.sample_number;
-    if (sample == mOut.samples || !mSound) return;  // Gaps have been told of.
-    fault("frame-out-of-order", "a frame of sample " + std::to_string(sample) + " in place of " +
+    if (sample == mOut.samples || !mSound) return;  // Gaps are faults already.
+    fault("frame-out-of-order", "a frame at sample " + std::to_string(sample) + ", not at " +
                                     std::to_string(mOut.samples));
 }
 
 void Decoding::compareSize(uint64_t size) {
     const uint64_t most = mInfo.max_framesize > 0 ? mInfo.max_framesize : size;
     const uint64_t bound = std::max<uint64_t>(std::min(size, most), mInfo.min_framesize);
-    contradicts("frame-size-contradicts", "a frame of bytes ", size, bound);
+    contradicts("frame-size-contradicts", "bytes of a frame ", size, bound);
     if (mLastSize > 0) {
         const uint64_t least = mOut.smallest_frame > 0 ? mOut.smallest_frame : mLastSize;
         mOut.smallest_frame = std::min(least, mLastSize);
@@ -124,7 +124,7 @@ void Decoding::takeError(FLAC__StreamDecoderErrorStatus status) {
         {"metadata", "a metadata block that makes no sense"},
     };
     const size_t index = std::min<size_t>(status, std::size(kReasons) - 1);
-    // After the stated end decodeFile tells what there is.
+    // decodeFile looks at what follows the stated end.
     if (!isPastEnd()) fault(kReasons[index][0], kReasons[index][1]);
     mSound = false;
 }
@@ -170,7 +170,8 @@ Decoded Decoding::run() {
     if (!done && state == FLAC__STREAM_DECODER_END_OF_STREAM) {
         fault("no-audio", "the file ends before its audio begins");
     } else if (!done) {
-        fault("undecodable", std::string("gives up: ") + FLAC__StreamDecoderStateString[state]);
+        fault("undecodable",
+              std::string("libFLAC stops: ") + FLAC__StreamDecoderStateString[state]);
     }
     if (mOut.samples < mOut.stated_samples) {
         fault("samples-missing", std::to_string(mOut.samples) + " samples of " +
@@ -213,7 +214,7 @@ Decoded decodeFile(FileInput& file) {
     file.getSize(&size);
     const bool past_end = out.samples > 0 && out.samples >= out.stated_samples;
     if (past_end && out.end < size) {
-        std::string bytes(8, '\0');  // What they begin with often tells what they are.
+        std::string bytes(8, '\0');  // The first ones often tell what all are.
         file.readAt(out.end, bytes.data(), bytes.size());
         out.faults.add({"foreign-bytes",
                         std::to_string(size - out.end) + " bytes after the audio: " + bytes,

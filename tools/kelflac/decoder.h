@@ -1,4 +1,4 @@
-// A stream decoded by libFLAC, beside the plug-in.
+// A stream decoded by libFLAC.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace kelflac {
 
-/** What decoding a stream came to. Places are in bytes from its start. */
+/** The result of decoding a stream. Places are in bytes from its start. */
 struct Decoded {
     bool known = false;  ///< False: not decoded.
     Reasons faults;      ///< What is wrong with the stream.
@@ -24,25 +24,25 @@ struct Decoded {
     int64_t info_at = 0;  ///< The body of STREAMINFO.
     int64_t metadata_end = 0;
     int64_t first_end = 0;        ///< After the first frame; 0 = there is none.
-    int64_t end = 0;              ///< After the last frame.
-    uint64_t smallest_frame = 0;  ///< In bytes, without the last frame; 0 below two frames.
+    int64_t end = 0;              ///< After the last frame, or after the metadata.
+    uint64_t smallest_frame = 0;  ///< In bytes, of sound frames but the last; 0 = not known.
     uint64_t largest_frame = 0;
 };
 
-/** Gives up to `room` bytes of a stream, 0 at its end. */
+/** Stores up to `room` bytes of a stream. Returns how many; 0 at its end. */
 using Pull = std::function<size_t(uint8_t* to, size_t room)>;
 
-/** Gives these bytes and then the others, always as many as asked for: how libFLAC goes on after
-   an error depends on how the bytes come. */
+/** Gives these bytes and then the others, always as many as asked for, except at the end: short
+    reads change how libFLAC goes on after an error. */
 Pull inFront(std::string bytes, Pull others);
 
-/** Gives a file's bytes from a place on. */
+/** Gives a file's bytes from `at` on. A failed read is the end. */
 Pull bytesOf(FileInput& file, int64_t at);
 
-/** Decodes a stream; nothing where the program was built without libFLAC. */
+/** Decodes a stream. In a program without libFLAC `known` is false. */
 Decoded decode(const Pull& pull);
 
-/** Decodes a file, and looks at what comes after the stated number of samples. */
+/** Decodes a file. If no sample is missing, also looks for bytes after them. */
 Decoded decodeFile(FileInput& file);
 
 }  // namespace kelflac

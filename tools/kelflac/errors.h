@@ -7,17 +7,17 @@ namespace kelflac {
 
 enum ExitCode {
     kExitOk = 0,
-    kExitFile = 1,    ///< A file was refused or damaged, or could not be read or written.
+    kExitFile = 1,    ///< Any other failure; most are of a file.
     kExitUsage = 2,   ///< The command line was wrong.
     kExitPlugin = 3,  ///< The plug-in can't be loaded or is not the kind expected.
 };
 
-/** One file's failure. The text is the reason, without the file's name. */
+/** One file's failure. The text doesn't name the input. */
 struct FileError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/** The plug-in's failure. The text names its file. */
+/** The plug-in's failure. The text says which plug-in. */
 struct PluginError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

@@ -28,7 +28,7 @@ void extract(const Plugin& plugin, const Options& options, const std::string& fi
         return true;
     });
     progress.wipe();
-    // If reads stop before the end, no file is left.
+    // If reads stop before the end, the new file is dropped.
     if (run.status != AMEDIA_ERROR_END_OF_STREAM) throw FileError(run.failure);
     output.close();
     if (!options.quiet) {

@@ -28,7 +28,7 @@ std::string textOf(const Json& frame) {
     return text;
 }
 
-/** Likewise as comma-separated values. */
+/** The file's name and the values, separated by commas. */
 std::string csvOf(const std::string& file, const Json& frame) {
     std::string values = "\"";
     for (const char c : file) values += c == '"' ? "\"\"" : std::string(1, c);
@@ -71,7 +71,7 @@ void listFrames(const Plugin& plugin, const Options& options, const std::string&
     }
     if (run.pieces > 0 && !options.all && !options.quiet) {
         reportError(file, "warning: " + std::to_string(run.pieces) +
-                              " buffers are pieces of a fixed size, no single frames: the plug-in "
+                              " buffers are pieces of a fixed size, not whole frames: the plug-in "
                               "has stopped searching; try --all");
     }
     if (!run.failure.empty()) throw FileError(run.failure);

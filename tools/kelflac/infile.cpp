@@ -31,7 +31,7 @@ std::string_view viewOf(const void* data, size_t size) {
     return {static_cast<const char*>(data), data != nullptr ? size : 0};
 }
 
-/** The first `count` of these as a list, each as `describe` has it. */
+/** A list of what `describe` gives for each of the first `count` things. */
 template <class Thing, class Describe>
 Json listOf(const Thing* things, uint32_t count, const Describe& describe) {
     Json list = Json::array();

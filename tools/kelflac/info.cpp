@@ -38,7 +38,7 @@ Json jsonOf(const AMediaFormat* format) {
     return object;
 }
 
-/** A key as people read it: "durationUs" is a duration, "max-input-size" a max input size. */
+/** A label for a key: "Duration" for "durationUs", "Max input size" for "max-input-size". */
 std::string labelOf(std::string key) {
     static const std::pair<const char*, const char*> kLabels[] = {
         {"durationUs", "Duration"},    {"csd-0", "Codec data"},        {"mime", "MIME type"},
@@ -52,8 +52,8 @@ std::string labelOf(std::string key) {
     return key;
 }
 
-/** Prints a value and all that is in it. Texts are cut at `most` bytes, lists at `most` / 8. */
-// NOLINTNEXTLINE(misc-no-recursion): no deeper than the program's own objects, four levels.
+/** Prints a value and its parts: `most` bytes of a text, `most` / 8 elements of a list. */
+// NOLINTNEXTLINE(misc-no-recursion): no deeper than the program's own objects, five levels.
 void show(const std::string& key, const Json& value, int depth, size_t most) {
     constexpr int kLabelWidth = 20;
     const std::string label = std::string(static_cast<size_t>(depth), ' ') + labelOf(key);
@@ -106,7 +106,7 @@ void showInfo(const Plugin& plugin, const Options& options, const std::string& f
         error = e.what();
     }
     Json object = {{"file", file}, {"claimed", session.confidence().has_value()}};
-    // Rounded: a float's 0.7 is not a double's.
+    // Rounded, because a float's 0.7 has more digits as a double.
     if (auto value = session.confidence()) object["confidence"] = std::round(*value * 1e3) / 1e3;
     if (session.isOpen()) {
         object["name"] = session.name();

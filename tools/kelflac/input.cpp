@@ -23,15 +23,15 @@ std::string hold(const std::string& stream) {
     in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     if (!in.is_open() || in.bad()) throw FileError(strerror(errno));
     const auto size = static_cast<size_t>(in.gcount());
-    if (size > kMaxBytes) throw FileError("a pipe of more than 64 MiB");
+    if (size > kMaxBytes) throw FileError("input of more than 64 MiB");
     const int memory = memfd_create("kelflac", MFD_CLOEXEC);
     if (write(memory, bytes.data(), size) < 0) throw FileError(strerror(errno));
     return "/proc/self/fd/" + std::to_string(memory);
 }
 
-/** A file with the bytes of `path`: itself, or what a stream has given. */
+/** The file at `path`, or one with the bytes of the stream there. */
 std::string fileWith(const std::string& path) {
-    static std::mutex lock;  // Guards what follows.
+    static std::mutex lock;  // Guards `streams`.
     static std::map<std::string, std::string> streams;
     struct stat about {};
     const bool exists = stat(path.c_str(), &about) == 0;

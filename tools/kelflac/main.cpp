@@ -20,21 +20,21 @@ struct CommandLine {
     std::string plugin = Plugin::defaultPath();
     uid_t uid = 0;
     std::vector<std::string> files;
-    std::string list;  ///< A file that names files.
+    std::string list;  ///< A file with a list of FILEs.
     bool nul = false;  ///< Each name in it ends with a NUL.
     Options options;
     FileCommand command = nullptr;  ///< Null for check, which takes several files at once.
 };
 
 constexpr const char* kFooter =
-    R"(FILE may be -, standard input of up to 64 MiB, or a folder: all *.flac below it.
+    R"(FILE may be -, standard input of up to 64 MiB. FILE... may be a folder: all *.flac below it.
 
 Examples:
   kelflac info song.flac
   kelflac check -j 4 --json music | jq -r 'select(.ok | not).file'
 
-Exit status: 0 all is well; 1 a file is refused, damaged or unreadable, or the plug-in is
-wrong about one; 2 the command line is wrong; 3 the plug-in can't be used.
+Exit status: 0 no failure; 1 a failure, for example a file is refused or damaged, or the plug-in
+is wrong about one; 2 the command line is wrong; 3 the plug-in can't be used.
 )";
 
 void addCommon(CLI::App* app, CommandLine* line) {
@@ -46,7 +46,8 @@ void addCommon(CLI::App* app, CommandLine* line) {
         ->check(CLI::IsMember({"known", "unknown"}));
     app->add_option("--uid", line->uid, "The user id that seems to call the plug-in");
     app->add_flag("-v,--verbose", line->options.verbose, "Show the plug-in's log");
-    app->add_flag("-q,--quiet", line->options.quiet, "Leave out progress, totals and what is well");
+    app->add_flag("-q,--quiet", line->options.quiet,
+                  "Leave out progress, totals, warnings, ok lines");
     app->require_subcommand(1);
     app->fallthrough();
     app->footer(kFooter);
@@ -57,7 +58,8 @@ CLI::App* addCommand(CLI::App* app, CommandLine* line, const char* name, const c
                      const char* json_help) {
     CLI::App* command = app->add_subcommand(name, help);
     command->add_option("FILE", line->files, "The files, or folders of them");
-    command->add_option("--files-from", line->list, "A file that names files, a line each, or -");
+    command->add_option("--files-from", line->list,
+                        "A list of FILEs, one a line; - = standard input");
     command->add_flag("-0,--null", line->nul, "Names in it end with a NUL, not a newline");
     command->add_flag("--json", line->options.json, json_help);
     return command;
@@ -84,8 +86,8 @@ void addInfo(CLI::App* app, CommandLine* line) {
     CLI::App* info = addCommand(app, line, "info", "Show the track format and the tags",
                                 "Print one JSON object for each file");
     info->add_flag("--full", options->full, "Shorten nothing");
-    CLI::Option* art = info->add_option(
-        "--art", options->art, "Write picture N of the one file, 0 = the one that is published");
+    CLI::Option* art = info->add_option("--art", options->art,
+                                        "Write the picture of this number, 0 = the published one");
     art->needs(addOutput(info, options)->needs(art));
     info->callback([=] { line->command = showInfo; });
 }
@@ -93,21 +95,21 @@ void addInfo(CLI::App* app, CommandLine* line) {
 void addFrames(CLI::App* app, CommandLine* line) {
     Options* options = &line->options;
     CLI::App* frames = addCommand(app, line, "frames", "List the buffers that the track hands out",
-                                  "Print JSON objects; the last of each file has the final status");
+                                  "Print JSON objects, at the end one with the status");
     frames->add_option_function<std::string>(
         "--seek",
         [=](const std::string& text) {
             options->seek_us = timeFromText(text);
-            if (!options->seek_us) throw CLI::ValidationError("--seek", "no time: " + text);
+            if (!options->seek_us) throw CLI::ValidationError("--seek", "not a time: " + text);
         },
         "Seek first: seconds, m:ss or h:mm:ss");
-    frames->add_option("--count", options->count, "Stop after so many buffers")
+    frames->add_option("--count", options->count, "The most buffers of a file")
         ->check([](const std::string& text) {
             // The conversion would wrap a negative number round.
             const bool positive = text.find('-') == text.npos && text != "0";
             return positive ? "" : "must be 1 or more";
         });
-    frames->add_flag("--all", options->all, "Seek when the plug-in stops searching");
+    frames->add_flag("--all", options->all, "List only whole frames, by seeks");
     frames->add_flag("--csv", options->csv, "Print comma-separated values")->excludes("--json");
     frames->callback([=] { line->command = listFrames; });
 }
@@ -116,7 +118,7 @@ void addCommands(CLI::App* app, CommandLine* line) {
     addInfo(app, line);
     addFrames(app, line);
     CLI::App* check_app =
-        addCommand(app, line, "check", "Judge files, and what the plug-in makes of them",
+        addCommand(app, line, "check", "Judge files, and how the plug-in reads them",
                    "Print one JSON object for each file");
     check_app->add_option("-j,--jobs", line->options.jobs, "Files to check at once, at most 256")
         ->check(CLI::Range(1, 256));
@@ -129,7 +131,7 @@ void addCommands(CLI::App* app, CommandLine* line) {
         const std::string& name = line->options.output;
         line->command = plot;
         if (name == "-" || (name.size() > 4 && name.substr(name.size() - 4) == ".svg")) return;
-        throw CLI::ValidationError("--output", "must end in .svg");
+        throw CLI::ValidationError("--output", "must be - or end in .svg");
     });
 }
 

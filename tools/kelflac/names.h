@@ -10,8 +10,8 @@
 
 namespace kelflac {
 
-/** The names of files one after another, however many, from any thread. For a folder: all
-    files below it that end in ".flac", also in capitals. */
+/** Gives the names of files one after another, to any thread. For a folder these are all files
+    below it that end in ".flac", in upper or lower case. */
 class Names {
   public:
     /** @param given files and folders.
@@ -22,7 +22,8 @@ class Names {
     /** The next file. Reports a folder that can't be read, or that holds no such file, and goes
         on. */
     std::optional<std::string> next();
-    /** Whether next() met such a folder or a failed read. Not to be called while next() runs. */
+    /** Whether next() met such a folder, or a failed read of the list. Never call it while next()
+        runs. */
     bool failed() const { return mFailed; }
 
   private:
@@ -31,13 +32,13 @@ class Names {
 
     std::mutex mLock;  ///< Guards what follows.
     std::vector<std::string> mGiven;
-    size_t mTaken = 0;  ///< Of those.
+    size_t mTaken = 0;  ///< Of mGiven.
     std::ifstream mList;
     char mEnd;
-    std::string mFolder;  ///< That is being walked.
+    std::string mFolder;  ///< The one being walked, or empty.
     std::filesystem::recursive_directory_iterator mWalk;
     std::error_code mFailure;  ///< Of the walk.
-    bool mFound = false;       ///< Something in it.
+    bool mFound = false;       ///< A name in it.
     bool mFailed = false;
 };
 

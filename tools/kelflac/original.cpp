@@ -54,7 +54,7 @@ Head Original::head() {
         StreamInfo info{};
         if (type == 0 && read(pos + kBlockHeader, info.body.data(), info.body.size()))
             out.info = info;
-        // A STREAMINFO is passed over by its true length.
+        // The plug-in reads 34 bytes of a STREAMINFO, whatever length it states.
         pos += kBlockHeader + (type == 0 ? static_cast<off64_t>(info.body.size()) : length);
     }
     return out;
@@ -70,10 +70,9 @@ std::optional<Reason> Original::refusal(const Decoded& decoded, bool size_known)
     constexpr int64_t kMinBlock = 16;
     constexpr int64_t kBitsUnknown = 32;
     const Head head = this->head();
-    if (head.marker_end == 0) return Reason{"no-marker", "no fLaC marker in front"};
-    if (head.id3_tags.size() > 1)
-        return Reason{"two-id3v2-tags", "two or more ID3v2 tags in front"};
-    if (!head.info) return Reason{"no-streaminfo", "no STREAMINFO is met in front of the audio"};
+    if (head.marker_end == 0) return Reason{"no-marker", "no fLaC marker"};
+    if (head.id3_tags.size() > 1) return Reason{"two-id3v2-tags", "two or more ID3v2 tags"};
+    if (!head.info) return Reason{"no-streaminfo", "no STREAMINFO is met before the audio"};
     const StreamInfo& info = *head.info;
     if (info.maxBlock() == 0 || info.minBlock() < kMinBlock)
         return Reason{"small-blocks", "a block size below 16"};
@@ -81,12 +80,12 @@ std::optional<Reason> Original::refusal(const Decoded& decoded, bool size_known)
         return Reason{"variable-block-size", "variable block size"};
     if (info.rate() == 0) return Reason{"no-rate", "a sample rate of 0"};
     if (info.bits() == kBitsUnknown) return Reason{"32-bits", "32 bits a sample"};
-    if (!decoded.known) return Reason{"unexplained", "perhaps its audio: that is not decoded"};
+    if (!decoded.known) return Reason{"unexplained", "no reason known: the audio is not decoded"};
     if (decoded.frames == 0) return Reason{"no-frame", "no frame is found"};
     if (!size_known && decoded.frames == 1)
-        return Reason{"one-frame", "one frame alone, in a source of unknown size"};
+        return Reason{"one-frame", "only one frame, in a source of unknown size"};
     if (!decoded.faults.none())
-        return Reason{"damaged", "no sound frame with a frame after it, or at the file's end"};
+        return Reason{"damaged", "the file is damaged: perhaps no frame can be found"};
     if (decoded.info_at != head.marker_end + kBlockHeader)
         return Reason{"streaminfo-not-first", "STREAMINFO is not the first metadata block"};
     return std::nullopt;
@@ -99,7 +98,7 @@ bool Original::standsAt(std::string_view bytes, off64_t at) {
 
 std::optional<off64_t> Original::find(std::string_view bytes, off64_t from) {
     constexpr off64_t kStep = 256 << 10;
-    mWindow.resize(bytes.size() + kStep);  // Windows overlap by the size looked for.
+    mWindow.resize(bytes.size() + kStep);  // Windows overlap by bytes.size().
     for (off64_t pos = from;; pos += kStep) {
         const ssize_t count = mInput.readAt(pos, mWindow.data(), mWindow.size());
         if (count < static_cast<ssize_t>(bytes.size())) return std::nullopt;

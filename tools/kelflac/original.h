@@ -1,4 +1,4 @@
-// A file as it is, to compare with what the plug-in makes of it.
+// A file as it is, to compare with how the plug-in reads it.
 #pragma once
 
 #include <array>
@@ -32,25 +32,25 @@ struct StreamInfo {
     int64_t number(size_t at, size_t bytes) const;
 };
 
-/** What stands in front of the audio. */
+/** What stands before the audio. */
 struct Head {
     std::vector<std::pair<off64_t, off64_t>> id3_tags;  ///< Places and sizes of ID3v2 tags.
     off64_t marker_end = 0;                             ///< Of "fLaC"; 0 = there is none.
     std::optional<StreamInfo> info;                     ///< The last one.
 };
 
-/** A time as the plug-in works it out: products modulo 2^64, truncated. */
+/** A time as the plug-in works it out: the products modulo 2^64, the quotients truncated. */
 int64_t timeUs(uint64_t samples, int64_t rate);
 
 /** What a frame's header says of its place (RFC 9639, 9.1.5). */
 struct FramePlace {
-    int64_t number;  ///< Of the frame, or of its first sample where headers have that.
+    int64_t number;  ///< Of the frame, or of its first sample in streams of variable block size.
     uint64_t sample;
 };
 /** Nothing when `frame` doesn't begin with a sync code and a number. */
 std::optional<FramePlace> placeOf(std::string_view frame, int64_t block);
 
-/** A file that is read beside the plug-in. */
+/** A file that is read without the plug-in. */
 class Original {
   public:
     static constexpr off64_t kBlockHeader = 4;  ///< Of a metadata block (RFC 9639, 8.1).
@@ -60,11 +60,11 @@ class Original {
     off64_t size() const { return mSize; }
     FileInput& input() { return mInput; }
 
-    /** Walks the tags and metadata blocks in front, nearly as the plug-in does. */
+    /** Walks the tags and metadata blocks as the plug-in does, but accepts more than it. */
     Head head();
     /** Where an ID3v1 tag stands. */
     std::optional<off64_t> id3v1();
-    /** Why a plug-in does not open this file; nothing when no reason is seen. */
+    /** Why the plug-in does not open this file; nothing when no reason is seen. */
     std::optional<Reason> refusal(const Decoded& decoded, bool size_known);
 
     /** Whether these bytes stand at a place. */

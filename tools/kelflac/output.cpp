@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 namespace kelflac {
 namespace {
 
-const char* volatile partAtWork = nullptr;  ///< To be removed when the user breaks off.
+const char* volatile partAtWork = nullptr;  ///< The file to remove when a signal ends the program.
 
 void removePart(int signal) {
     if (const char* part = partAtWork; part != nullptr) unlink(part);
@@ -66,7 +66,7 @@ void Output::write(std::string_view bytes) {
 void Output::close() {
     if (mFile.get_deleter()(mFile.release()) != 0) fail();
     if (mPart.empty()) return;
-    // Another program may have made the file since this one began. Not all file systems can tell.
+    // Another program may have made the file meanwhile. Not all file systems support the flag.
     if (renameat2(AT_FDCWD, mPart.c_str(), AT_FDCWD, mPath.c_str(), mRenameFlags) != 0 &&
         (errno != EINVAL || rename(mPart.c_str(), mPath.c_str()) != 0))
         fail();

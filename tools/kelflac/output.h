@@ -9,13 +9,12 @@
 namespace kelflac {
 
 /** A file being written. It gets its name when it is complete; until then an old file of that name
-    stays. An unfinished file is removed. Failures throw FileError, most with the output's
-    name in the text. One at a time. */
+    stays. An unfinished file is removed. Failures throw FileError, most with the output's name in
+    the text. Never keep two of these objects at a time. */
 class Output {
   public:
-    /** Begins a file that is to be at `path`. It must not be `input` or a terminal. Without `force`
-        it must not exist. "-" is standard output. Devices and pipes are
-        written to as they are. */
+    /** Begins the file for `path`. That must not be `input` or a terminal. Without `force` it must
+        not be an old file. "-" is standard output. Devices and pipes are written to directly. */
     Output(const std::string& path, const std::string& input, bool force);
     ~Output();
     Output(const Output&) = delete;
@@ -24,7 +23,7 @@ class Output {
     void write(std::string_view bytes);
     /** Where the bytes go, for another program to write to. */
     int descriptor() const { return fileno(mFile.get()); }
-    /** Completes the file. Without this call it is given up. */
+    /** Completes the file, which is removed without this call. */
     void close();
 
   private:
@@ -34,7 +33,7 @@ class Output {
 
     std::string mPath;
     unsigned mRenameFlags;
-    std::string mPart;  ///< The name until then; empty where there is none.
+    std::string mPart;  ///< The name until close(), or empty.
     File mFile{nullptr, fclose};
 };
 

@@ -29,7 +29,7 @@ struct Data {
     std::string landings;
     std::string failures;
     int64_t end_us = 0;        ///< Of the last frame.
-    int64_t uncovered_us = 0;  ///< Of the stated duration, without a frame.
+    int64_t uncovered_us = 0;  ///< Of the track, without a frame.
 };
 
 void add(std::string* lines, std::initializer_list<double> numbers) {
@@ -69,7 +69,7 @@ void draw(FILE* gnuplot, const std::string& file, const Session& session, const 
     const double end = std::max({stated, seconds(data.end_us), 0.001});
     fprintf(gnuplot, "name = %s\nstated = %f\nend = %f\nmost = %d\n", quoted(file).c_str(), stated,
             end, session.maxFrameSize());
-    // A block without a number can't be drawn.
+    // gnuplot can't draw an empty block of data.
     for (const auto& [name, lines] :
          {std::pair("frames", &data.frames), std::pair("landings", &data.landings),
           std::pair("failures", &data.failures)})
@@ -86,17 +86,17 @@ void plot(const Plugin& plugin, const Options& options, const std::string& file)
     Data data;
     const Run run = collect(session, &data);
     Output output(options.output, file, options.force);
-    signal(SIGPIPE, SIG_IGN);  // Without gnuplot, writes fail instead.
+    signal(SIGPIPE, SIG_IGN);  // Without gnuplot, a write must fail and not end the program.
     const std::string command = "exec gnuplot -d >&" + std::to_string(output.descriptor());
-    FILE* gnuplot = popen(command.c_str(), "w");  // NOLINT(cert-env33-c): adds a number.
+    FILE* gnuplot = popen(command.c_str(), "w");  // NOLINT(cert-env33-c): fixed but for a number.
     if (gnuplot == nullptr) throw FileError("can't run gnuplot");
     draw(gnuplot, file, session, data);
     const int status = pclose(gnuplot);
     if (status != 0) throw FileError("drawing failed; it needs gnuplot (package gnuplot-nox)");
     output.close();
     if (data.uncovered_us > 0 && !options.quiet) {
-        reportError(file, "warning: no frames were found for " + durationText(data.uncovered_us) +
-                              " of the stated duration");
+        reportError(file, "warning: no frames came for " + durationText(data.uncovered_us) +
+                              " of the track");
     }
     const std::string& failure = run.failure.empty() ? session.input().failure() : run.failure;
     if (!failure.empty()) throw FileError(failure);

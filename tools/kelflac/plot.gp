@@ -1,7 +1,7 @@
-# Draws a stream. What is drawn comes in front of this: `name`, the numbers `stated` and `end` (s)
-# and `most` (bytes), and the data blocks
-#   $frames    each frame's start and end (s) with its size (bytes); an empty line is a gap
-#   $landings  time asked for, time of the frame landed on, its size, how far off it is
+# Draws a stream. The text before this script sets `name`, the numbers `stated` and `end` (s) and
+# `most` (bytes), and the data blocks
+#   $frames    two lines a frame: start and size, end and size (s, bytes); an empty line is a gap
+#   $landings  time asked for, the frame's time, its size, its time minus the time asked for
 #   $failures  times asked for where no frame was found
 set terminal svg size 1200,800 background 'white' noenhanced
 set encoding utf8
@@ -30,7 +30,7 @@ plot $frames with lines linestyle 1 title 'Frames', \
      $failures using 1:(0) with points linestyle 4 title 'Seeks that find no frame'
 
 unset title
-set ylabel 'Seeks land too late by (s)'
+set ylabel 'Frame time minus time asked for (s)'
 set yrange [*:*]
 plot 0 with lines linestyle 2 notitle, \
      $landings using 1:4 with impulses linestyle 3 notitle, \

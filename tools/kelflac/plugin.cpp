@@ -15,7 +15,7 @@ void* load(const std::string& path) {
     // A bare name would be looked for among the system's libraries.
     std::error_code unnamed;
     const fs::path absolute = fs::absolute(path, unnamed);
-    if (unnamed) throw PluginError("the plug-in's path is empty");
+    if (unnamed) throw PluginError("the plug-in has no path");
     void* library = dlopen(absolute.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) throw PluginError(dlerror());
     return library;

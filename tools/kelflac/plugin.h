@@ -11,8 +11,8 @@ namespace kelflac {
 /** A loaded plug-in. Everything made by it must be gone before it is destroyed. */
 class Plugin {
   public:
-    /** Loads the library at `path` and takes its definition. Throws PluginError when that fails or
-        the definition is not of version 3 with a sniffer, or not for flac files. */
+    /** Loads the library at `path` and takes its definition. That must be of version 3, with a
+        sniffer, for the type "flac". Throws PluginError. */
     explicit Plugin(const std::string& path);
 
     const android::ExtractorDef& definition() const { return mDefinition; }

@@ -10,8 +10,8 @@
 
 namespace kelflac {
 
-/** A line on standard error that is drawn again as work goes on, and wiped at the end. It counts
-    bytes, and fits the terminal. */
+/** A line on standard error that is drawn again as work goes on, and wiped at the end. It shows
+    megabytes, and fits the terminal. */
 class Progress {
   public:
     /** Draws only if wanted and on a terminal. A `total` of 0 is unknown. */
@@ -43,7 +43,7 @@ class Progress {
   private:
     bool mWanted;
     uint64_t mTotal;
-    std::string mText;  ///< As drawn; empty when nothing is.
+    std::string mText;  ///< The line before it is cut; empty: no line.
 };
 
 }  // namespace kelflac

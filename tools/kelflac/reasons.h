@@ -1,4 +1,4 @@
-// What speaks against a file, or against what the plug-in makes of it.
+// The faults of a file, and of the plug-in's work on it.
 #pragma once
 
 #include <algorithm>
@@ -12,8 +12,8 @@ namespace kelflac {
 struct Reason {
     std::string code;  ///< Stays the same from version to version.
     std::string text;
-    std::optional<int64_t> byte{};     ///< Where it first shows in the file.
-    std::optional<int64_t> time_us{};  ///< And in the audio.
+    std::optional<int64_t> byte{};     ///< The first place in the file, if known.
+    std::optional<int64_t> time_us{};  ///< The first time in the audio, if known.
     uint64_t count = 1;
 };
 

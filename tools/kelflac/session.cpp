@@ -7,16 +7,15 @@
 namespace kelflac {
 namespace {
 
-// Once the plug-in has stopped searching for frames, a stream whose largest frame exceeds the
-// buffer is refused for ever, even at its end. Else frames numbered above 0 give fewer
-// refusals in a row.
+// Where the stated largest frame exceeds the buffer, each piece is refused, even at the end. Frames
+// found by search are refused at most 244 times in a row, if their numbers are above 0.
 constexpr uint64_t kMaxRefusalsInARow = 256;
 
-// The plug-in searches for so many frames after an open or a seek, a frame numbered 0 not counted.
-// Then it hands out pieces of a fixed size, all with the time 0.
+// After an open or a seek the plug-in searches for so many frames, without number 0. Then it hands
+// out pieces of a fixed size, all with the time 0.
 constexpr uint64_t kSearchedReads = 244;
 
-/** Looks into a buffer. A time that its meta data lacks is not known. */
+/** Describes a buffer. A time that its meta data lacks stays empty. */
 Frame frameIn(const kelflac_host::Read& read, uint64_t index, bool searched) {
     AMediaFormat* meta = read.buffer->meta_data(read.buffer->handle);
     int32_t sync = 0;
@@ -63,7 +62,7 @@ void Session::open() {
     if (!mPlayer->claimed) refuse("not claimed by the plug-in");
     if (mPlayer->extractor == nullptr) refuse("no extractor created");
     if (mPlayer->CountTracks() == 0) {
-        refuse("the stream can't be opened: it is damaged or of an unsupported kind");
+        refuse("the stream can't be opened: perhaps it is damaged or not supported");
     }
     mTrackFormat.reset(AMediaFormat_new());
     mFileMeta.reset(AMediaFormat_new());
@@ -79,7 +78,7 @@ void Session::startTrack() {
     mStarted = true;
 }
 
-/** Throws the reason, or the failed read that lies behind it. */
+/** Throws the reason, or the file's first failed read. */
 void Session::refuse(const std::string& reason) const {
     throw FileError(mInput.failure().empty() ? reason : mInput.failure());
 }
@@ -94,7 +93,7 @@ const Frame* Session::next() {
     for (uint64_t in_a_row = 0; in_a_row < kMaxRefusalsInARow; ++in_a_row) {
         mSought = mSeekUs.has_value();
         const uint32_t options = mSought ? uint32_t{android::CMediaTrackReadOptions::SEEK} : 0;
-        mRead.buffer.reset();  // The track waits for its one buffer.
+        mRead.buffer.reset();  // Else the read would wait for it.
         mRead = mPlayer->Next(options, mSeekUs.value_or(0));
         mSeekUs.reset();
         mRun.status = mRead.status;
@@ -117,7 +116,7 @@ const Run& Session::run() {
         text = mInput.failure();
     } else if (mRun.status == AMEDIA_ERROR_UNKNOWN) {
         text = "gave up after " + std::to_string(kMaxRefusalsInARow) +
-               " refused reads in a row: the stream's frames do not fit the buffer";
+               " refused reads in a row: the stream's frames are too large";
     } else if (mRun.status != AMEDIA_OK && (mSought || mRun.status != AMEDIA_ERROR_END_OF_STREAM)) {
         text = (mSought ? "seek failed: " : "read failed: ") + statusText(mRun.status);
     }

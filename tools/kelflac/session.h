@@ -1,5 +1,5 @@
-// One file in the plug-in's hands: everything that the framework does with a source, in the
-// framework's order, through the callback tables alone.
+// One file in the plug-in: what the framework does with a source, in the framework's order, only
+// through the callback tables.
 #pragma once
 
 #include <cstdint>
@@ -16,24 +16,24 @@ namespace kelflac {
 
 /** One buffer that the track handed out. The bytes are valid until the next read. */
 struct Frame {
-    uint64_t index;  ///< Counts the buffers handed out, from 0.
+    uint64_t index;  ///< Its number in the run, from 0.
     std::string_view bytes;
     std::optional<int64_t> time_us;
     std::optional<int64_t> duration_us;
     bool sync;
-    bool single;  ///< A frame of the stream, not a piece of it that was cut to a fixed size.
+    bool single;  ///< A whole frame, not a piece of a fixed size.
 };
 
 /** Takes one buffer. Returns false for no more. */
 using FrameHandler = std::function<bool(const Frame&)>;
 
-/** What a run of reads came to. */
+/** The results of a run of reads. */
 struct Run {
     uint64_t buffers = 0;               ///< Handed out.
     uint64_t pieces = 0;                ///< Of the buffers, those that are not single frames.
-    uint64_t refused = 0;               ///< Reads refused because the frame was too large.
+    uint64_t refused = 0;               ///< Reads refused: the frame or piece was too large.
     media_status_t status = AMEDIA_OK;  ///< Of the last read.
-    std::string failure;                ///< What went wrong in the run; empty when nothing did.
+    std::string failure;                ///< What went wrong so far; empty when nothing did.
 };
 
 /** One file's life in the plug-in. Not copied: the plug-in keeps pointers into it. */
@@ -47,30 +47,30 @@ class Session {
         FileError. */
     void open();
     bool isOpen() const { return mFileMeta != nullptr; }
-    /** The sniffer's confidence; nothing when it did not claim the file. */
+    /** The sniffer's confidence; nothing if it has not claimed the file. */
     std::optional<float> confidence() const;
 
     // For an open session:
     std::string name() const { return mPlayer->extractor->name(mPlayer->extractor->data); }
     uint32_t flags() const { return mPlayer->Flags(); }
     bool canSeek() const { return (flags() & kCanSeek) != 0; }
-    int64_t durationUs() const;  ///< 0 when it is not stated.
+    int64_t durationUs() const;  ///< 0 when the format has none.
     int32_t maxFrameSize() const;
     AMediaFormat* trackFormat() const { return mTrackFormat.get(); }
     AMediaFormat* fileMeta() const { return mFileMeta.get(); }
-    /** A buffer of a format; empty when there is none. */
+    /** The bytes of a format's key; empty when there are none. */
     static std::string bufferOf(AMediaFormat* format, const char* key);
 
-    /** Starts the track with a buffer group of its own. Throws FileError. */
+    /** Starts the track with the player's buffer group. Throws FileError. */
     void startTrack();
 
     // For a started track:
-    /** Begins a run of reads, from where the track stands or by a seek. */
+    /** Begins a run of reads. With `seek_us`, the first one seeks. */
     void begin(std::optional<int64_t> seek_us);
-    /** The next buffer; null when the track has nothing more, fails or goes on refusing. Some
-        refused reads are passed over. */
+    /** The next buffer. Passes over refused reads. Null at the end, after a failure, and after 256
+        refused reads in a row; then it stays null until begin(). */
     const Frame* next();
-    /** What the run came to so far. */
+    /** The run's results so far. */
     const Run& run();
     /** A whole run. It ends also when `handle` returns false. */
     Run read(std::optional<int64_t> seek_us, const FrameHandler& handle);
@@ -82,7 +82,7 @@ class Session {
 
     [[noreturn]] void refuse(const std::string& reason) const;
 
-    // Destroyed from the last to the first: each uses those above it.
+    // Destroyed from the last to the first: some use those above them.
     const Plugin& mPlugin;
     FileInput mInput;
     std::optional<kelflac_host::Player> mPlayer;
@@ -90,25 +90,25 @@ class Session {
     kelflac_host::Owned<AMediaFormat> mFileMeta;
     kelflac_host::Read mRead{};  ///< The latest.
     bool mStarted = false;
-    uint64_t mReads = 0;             ///< Since the open or the latest seek.
+    uint64_t mReads = 0;             ///< From the open or the latest seek on.
     std::optional<int64_t> mSeekUs;  ///< Where the next read seeks to.
     bool mSought = false;            ///< The latest read was a seek.
     Run mRun;
     Frame mFrame{};
 };
 
-// Ways through a started track; its position is lost.
+// These read a started track and move its position.
 
 /** Reads from `from_us` on, or from where the track stands, as single frames. Where the plug-in
-    stops searching, a seek to the newest frame starts it again. Frames come in order and once; one
-    is missed where such a seek lands after it. Returns the last run, with the first failure and all
-   refused reads. */
+    stops searching, a seek into the newest frame starts the search again, while newer ones come. A
+    frame that came already is dropped. One that such a seek lands after is missed. Returns the last
+    run, with the first failure and all refused reads. */
 Run walkFrames(Session& session, std::optional<int64_t> from_us, const FrameHandler& handle);
 
-/** Takes a time asked for and the frame landed on, null when there was none. */
+/** Takes a time asked for and the first frame read there, null when there was none. */
 using SeekHandler = std::function<void(int64_t asked_us, const Frame* frame)>;
 
-/** Seeks to 11 evenly spaced times from 0 to the stated duration; to none on a track that can't. */
+/** Seeks to 11 evenly spaced times from 0 to durationUs() and reads, if canSeek(). */
 void seekEvenly(Session& session, const SeekHandler& handle);
 
 }  // namespace kelflac

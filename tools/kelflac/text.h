@@ -20,7 +20,7 @@ std::string hexText(std::string_view bytes);
 /** A time in microseconds as m:ss.mmm, from an hour on as h:mm:ss.mmm. Truncated. */
 std::string durationText(int64_t us);
 
-/** Reads such a time, also as m:ss or plain seconds; nothing for other text. */
+/** Microseconds from such a time, from m:ss or from seconds; nothing from other text. */
 std::optional<int64_t> timeFromText(const std::string& text);
 
 /** A status's platform name and number. */

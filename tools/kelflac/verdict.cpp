@@ -13,7 +13,7 @@
 namespace kelflac {
 namespace {
 
-/** The plug-in on one file, compared with the file. */
+/** Tests the plug-in on one file. */
 class Trial {
   public:
     Trial(const Plugin& plugin, const Options& options, const std::string& file, Original* original,
@@ -23,7 +23,7 @@ class Trial {
           mDecoded(decoded),
           mSession(plugin, file, options.size_known) {}
 
-    /** Makes the plug-in do everything. */
+    /** Opens the file, reads all of it, and seeks. */
     void run();
     Json record() const;
 
@@ -52,8 +52,8 @@ class Trial {
         return Session::bufferOf(mSession.trackFormat(), AMEDIAFORMAT_KEY_CSD_0);
     }
     bool soundFile() const { return mDecoded.known && mDecoded.faults.none(); }
-    /** Damage, jumps in the numbers or very different frame sizes can lead the search anywhere. In
-       a source of unknown size every seek fails. */
+    /** Damage, jumps in the numbers or very different frame sizes can make a seek land anywhere. In
+        a source of unknown size every seek fails. */
     bool seeksJudged() const {
         constexpr uint64_t kMuch = 10;
         return soundFile() && mDecoded.largest_frame < kMuch * mDecoded.smallest_frame &&
@@ -70,11 +70,11 @@ class Trial {
     uint64_t mDigest = 0;  ///< Of all that was handed out; the same on every machine.
     Run mRun;
     uint64_t mBytes = 0;        ///< Handed out.
-    uint64_t mLeftOut = 0;      ///< Bytes, in front of the buffers and after the last.
+    uint64_t mLeftOut = 0;      ///< Bytes before each buffer and after the last.
     off64_t mFirst = 0;         ///< Where the first buffer stands in the file.
     off64_t mNext = 0;          ///< Where the next buffer should stand in the file.
-    uint64_t mRefusedThen = 0;  ///< Reads refused before the last buffer.
-    bool mLost = false;         ///< A buffer is not in the file: those after are not followed.
+    uint64_t mRefusedThen = 0;  ///< Reads refused before the latest buffer.
+    bool mLost = false;         ///< A buffer was not found: later ones are not followed.
     uint64_t mSeeks = 0;
     uint64_t mSeeksLost = 0;
     int64_t mSeeksOffUs = 0;  ///< The farthest.
@@ -94,7 +94,7 @@ void Trial::run() {
     compareFormat();
     mSession.startTrack();
     readAll();
-    if (mOptions.size_known && !mSession.canSeek()) fault("no-seeks", "can't be sought", {});
+    if (mOptions.size_known && !mSession.canSeek()) fault("no-seeks", "is not seekable", {});
     seekEvenly(mSession, [&](int64_t asked_us, const Frame* frame) { judgeSeek(asked_us, frame); });
 }
 
@@ -110,7 +110,7 @@ void Trial::compareFormat() {
     const std::string_view body = std::string_view(data).substr(marks.size());
     std::copy(body.begin(), body.end(), info.body.begin());
     mInfo = info;
-    // If metadata is damaged, STREAMINFO may stand anywhere in the file.
+    // If the file is not known to be sound, STREAMINFO may stand anywhere in it.
     const bool certain = soundFile() && mDecoded.has_info;
     if (certain ? !mOriginal.standsAt(body, mDecoded.info_at) : !mOriginal.find(body, 0)) {
         differs(AMEDIAFORMAT_KEY_CSD_0);
@@ -140,7 +140,7 @@ void Trial::readAll() {
     mSession.begin(std::nullopt);
     Decoded handed_out;
     if (mDecoded.known && mInfo) handed_out = decodeAll();
-    while (takeNext() != nullptr) continue;  // After the stated end, or where nothing is decoded.
+    while (takeNext() != nullptr) continue;  // What the decoder has not asked for.
     mRun = mSession.run();
     if (!mSession.input().failure().empty()) throw FileError(mSession.input().failure());
     digest(int64_t{mRun.status});
@@ -177,7 +177,7 @@ const Frame* Trial::takeNext() {
     return frame;
 }
 
-/** Looks where the buffer stands in the file, and what was left out in front of it. */
+/** Looks where the buffer stands in the file, and what was left out before it. */
 void Trial::follow(const Frame& frame, bool refused) {
     std::optional<off64_t> at = mNext;
     if (frame.index == 0 || !mOriginal.standsAt(frame.bytes, mNext)) {
@@ -192,14 +192,14 @@ void Trial::follow(const Frame& frame, bool refused) {
     }
     if (frame.index == 0) {
         mFirst = *at;
-        // Bytes before the first frame count only if it is left out.
+        // Bytes before the first buffer count only if they hold a frame.
         const bool first_too = mDecoded.frames > 0 && mDecoded.first_end <= *at;
         mNext = first_too ? mDecoded.metadata_end : *at;
     }
     const off64_t left_out = *at - mNext;
     mLeftOut += static_cast<uint64_t>(left_out);
     if (left_out > 0 && !refused) {
-        fault("left-out", std::to_string(left_out) + " bytes left out without a status", mNext,
+        fault("left-out", std::to_string(left_out) + " bytes left out, but no read refused", mNext,
               frame.time_us);
     }
     mNext = *at + static_cast<off64_t>(frame.bytes.size());
@@ -215,7 +215,7 @@ void Trial::judgeEnd() {
     }
     const off64_t after = mLost ? 0 : std::max<off64_t>(mOriginal.size() - mNext, 0);
     mLeftOut += static_cast<uint64_t>(after);
-    // A search misses the last frame of a source of unknown size.
+    // With unknown size a search misses the last frame.
     if (after == 0 || mRun.refused > mRefusedThen || !mOptions.size_known) return;
     fault("left-out", std::to_string(after) + " bytes left out at the end", mNext);
 }
@@ -224,7 +224,7 @@ void Trial::compareTime(const Frame& frame, std::optional<int64_t> byte) {
     if (!mInfo || mInfo->rate() == 0) return;
     const auto place = placeOf(frame.bytes, mInfo->maxBlock());
     if (!place) {
-        return fault("no-header", "a buffer that is no piece does not begin with a frame", byte,
+        return fault("no-header", "a buffer of a whole frame does not begin with its header", byte,
                      frame.time_us);
     }
     const int64_t wanted = timeUs(place->sample, mInfo->rate());
@@ -236,11 +236,11 @@ void Trial::compareTime(const Frame& frame, std::optional<int64_t> byte) {
 }
 
 void Trial::compareSamples(const Decoded& handed_out) {
-    // Where the metadata is damaged, the decoder may begin elsewhere.
+    // Frames may be missing, or the decoder may begin elsewhere.
     const bool may_differ = mRun.refused > 0 || !mOptions.size_known ||
                             mFirst < mDecoded.metadata_end || mFirst >= mDecoded.first_end;
     if (may_differ || !handed_out.known || handed_out.hash == mDecoded.hash) return;
-    // With other metadata, a damaged file may decode differently.
+    // After the plug-in's codec data, a damaged file may decode differently.
     const Pull same = inFront(codecData(), bytesOf(mOriginal.input(), mFirst));
     if (!mDecoded.faults.none() && decode(same).hash == handed_out.hash) return;
     fault("samples-differ", "what is handed out decodes to other samples than the file", {});
@@ -254,7 +254,7 @@ void Trial::judgeSeek(int64_t asked_us, const Frame* frame) {
     const auto asked = static_cast<int64_t>(static_cast<double>(asked_us) / 1e6 * blocks);
     if (frame == nullptr) {
         ++mSeeksLost;
-        // The last frame may be missed, and a source as short as a frame can't be searched.
+        // The last frame may be missed. All seeks fail in a file below its stated largest frame.
         const bool near_end = asked + 1 >= static_cast<int64_t>(mDecoded.frames);
         const bool tiny = mOriginal.size() < mSession.maxFrameSize();
         if (!seeksJudged() || near_end || tiny) return;

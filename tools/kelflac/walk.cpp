@@ -13,7 +13,7 @@ Run walkFrames(Session& session, std::optional<int64_t> from_us, const FrameHand
             if (!advanced && time_us <= seen_us) return true;
             advanced = true;
             newest_us = time_us;
-            // The middle: the start, truncated, may lie in the frame before.
+            // The middle, because the truncated start may lie in the frame before.
             from_us = time_us + frame.duration_us.value_or(0) / 2;
             return handle(frame);
         });

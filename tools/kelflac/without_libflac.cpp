@@ -1,4 +1,4 @@
-// What the program says where libFLAC is not there for the machine it is built for.
+// Replaces decoder.cpp and infile.cpp where libFLAC is missing for the target machine.
 #include "commands.h"
 #include "errors.h"
 
