@@ -1,5 +1,5 @@
 // Attacks the cost law of tests/cost/meter.h: an input that costs more is a finding. Most mutations
-// repeat parts of a file. An input is also kept for a higher percentage of the law than all before.
+// repeat parts of a file. An input with a higher percentage of the law than all before is kept.
 #include <algorithm>
 #include <random>
 
@@ -105,7 +105,7 @@ void Grow(Bytes* file, size_t max_size, std::minstd_rand* random) {
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t max_size,
                                           unsigned seed) {
     std::minstd_rand random(seed);
-    random.discard(8);  // close seeds begin with close numbers
+    random.discard(8);  // seeds that are near each other begin with similar numbers
     if (random() % 3 == 0) return LLVMFuzzerMutate(data, size, max_size);
     Bytes file(data, data + size);
     for (auto steps = 1 + random() % 4; steps > 0; --steps) Grow(&file, max_size, &random);

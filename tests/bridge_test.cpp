@@ -1,4 +1,4 @@
-// The data-source bridge: the result and the log of each call. Most have no handle, "fp".
+// The data-source bridge: the result and the log of each call. Most calls get a null handle, `fp`.
 #include <gtest/gtest.h>
 
 #include "libextractor/mfal/kelcmn_mfal_android_q.h"

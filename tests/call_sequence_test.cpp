@@ -70,7 +70,7 @@ static Bytes Audio(Random& random, uint32_t count, uint32_t largest, bool junk) 
 
 constexpr int64_t kToZero = INT32_MAX;  // divides each result to 0
 
-/** Of each `every` calls of `op`, the one at `first` gives its valid result / `by` + `more`. */
+/** In each group of `every` calls of `op`, number `first` gives its valid result / by + more. */
 static Hook Spoil(std::string_view op, uint32_t every, uint32_t first, int64_t by, int64_t more) {
     return [=](Call& call) {
         if (call.op == op && static_cast<uint32_t>(call.index) % every == first)
@@ -116,7 +116,7 @@ TEST(CallSequence, EqualsTheModels) {
         };
         const uint32_t frames = any({1, 10, 40, 400}), largest = any({1, 20, 300, 4000});
         const uint32_t block = any({16, 192, 4096}), rate = any({0, 8000, 8000, 44100, 44100});
-        const uint32_t stated = any({0, largest, largest + 20, 62, 9000});  // 62: a file of 1 frame
+        const uint32_t stated = any({0, largest, largest + 20, 62, 9000});  // 62: the smallest file
         StreamBuilder stream({block, block, 0, rate, 2, 8, stated, any({0, frames}) * block});
         stream.Raw(Audio(random, frames, largest, any({0, 1}) != 0));
         Bytes file = stream.Raw(Bytes(any({0, 0, 0, 9999}), 0xFF)).Build();

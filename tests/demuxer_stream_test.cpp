@@ -68,7 +68,7 @@ TEST(Open, RefusesAnUntimedStreamWhoseLastFrameCantBeReached) {
 
 TEST(Open, BelievesASourceThatSaysItHasOneByte) {
     const Bytes file = StreamBuilder{}.Picture({Text("image")}).Frames(0, 3, 200).Build();
-    // The question for the size from which on the answer is 1, the status, the pictures kept.
+    // The first call of getsize that answers 1, as all later ones do; the status; the pictures.
     for (const auto& [from, status, pictures] : {std::tuple(0, -3, 0), {1, 0, 0}, {2, 0, 1}}) {
         Demuxer demuxer(file, [first = from](Call& call) {
             if (call.op == "getsize" && call.index >= first) call.result = 1;

@@ -65,7 +65,7 @@ TEST(RealStream, PublicFilesLoseNoBytes) {
         SCOPED_TRACE(entry.path());
         std::ifstream in(entry.path(), std::ios::binary);
         const Bytes file(std::istreambuf_iterator<char>(in), {});
-        // Streams with a fixed block size of at least 16 and samples below 32 bits open.
+        // A stream opens if its block size is fixed, at least 16, and its samples below 32 bits.
         bool last = false, sound = false;
         auto pos = file.begin() + 4;
         for (; !last; pos += 4 + (pos[1] << 16 | pos[2] << 8 | pos[3])) {

@@ -52,8 +52,8 @@ void release(void* handle) {
     const std::lock_guard<std::mutex> held(group->lock);
     if (!buffer->out) fail("released, but not acquired");
     buffer->out = false;
-    // notify_all: with notify_one, only a waiter that needs a larger buffer may wake. The lock is
-    // still held: without it another thread could delete the group first.
+    // notify_one would wake one waiter, perhaps one that needs a larger buffer; the others would
+    // sleep on. The lock is still held: without it another thread could delete the group first.
     group->freed.notify_all();
 }
 

@@ -1,6 +1,6 @@
 // What a file costs: each run of a basic block of the library, and each 16 bytes that a function of
-// the C library copies, fills, compares or scans. Code that the compiler adds counts the runs. The
-// same input always costs the same.
+// the C library copies, fills, compares or scans. The compiler inserts code that counts the runs.
+// The same input always costs the same.
 #pragma once
 
 #include <cstdint>

@@ -35,7 +35,7 @@ void* __real_malloc(size_t size);
 void* __real_calloc(size_t count, size_t size);
 void __real_free(void* block);
 
-void* __wrap_malloc(size_t size) {  // some give null for 0 bytes
+void* __wrap_malloc(size_t size) {  // the malloc of some C libraries gives null for 0 bytes
     return Fails() || size == 0 ? nullptr : Scribble(Count(__real_malloc(size)), size);
 }
 void* __wrap_calloc(size_t count, size_t size) {

@@ -32,7 +32,7 @@ struct DemuxerPlayer {
             kelflacfd_get_frm(ctx, to, room, &frame.length, &frame.time, &frame.next_time);
         return frame;
     }
-    /** With a room of 0, only looks at the next frame: `bytes` has as many zeros. */
+    /** With a room of 0, only looks at the next frame: `bytes` then has `length` zeros. */
     Frame Read(int32_t room = 102400) const {
         std::vector<uint8_t> bytes(static_cast<size_t>(room));
         Frame frame = ReadTo(room != 0 ? bytes.data() : nullptr, room);

@@ -53,7 +53,7 @@ void print(const Json& record, const Options& options) {
 }  // namespace
 
 int check(const Plugin& plugin, const Options& options, Names& names) {
-    std::mutex lock;  // Guards the next four, and prints.
+    std::mutex lock;  // Guards the next four variables, and the output.
     uint64_t done = 0;
     uint64_t bytes = 0;
     uint64_t ok = 0;

@@ -170,8 +170,7 @@ Decoded Decoding::run() {
     if (!done && state == FLAC__STREAM_DECODER_END_OF_STREAM) {
         fault("no-audio", "the file ends before its audio begins");
     } else if (!done) {
-        fault("undecodable",
-              std::string("libFLAC stops: ") + FLAC__StreamDecoderStateString[state]);
+        fault("undecodable", std::string("stopped: ") + FLAC__StreamDecoderStateString[state]);
     }
     if (mOut.samples < mOut.stated_samples) {
         fault("samples-missing", std::to_string(mOut.samples) + " samples of " +

@@ -25,7 +25,7 @@ struct Decoded {
     int64_t metadata_end = 0;
     int64_t first_end = 0;        ///< After the first frame; 0 = there is none.
     int64_t end = 0;              ///< After the last frame, or after the metadata.
-    uint64_t smallest_frame = 0;  ///< In bytes, of sound frames but the last; 0 = not known.
+    uint64_t smallest_frame = 0;  ///< In bytes, of undamaged frames except the last; 0 = not known.
     uint64_t largest_frame = 0;
 };
 

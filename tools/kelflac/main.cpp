@@ -46,8 +46,7 @@ void addCommon(CLI::App* app, CommandLine* line) {
         ->check(CLI::IsMember({"known", "unknown"}));
     app->add_option("--uid", line->uid, "The user id that seems to call the plug-in");
     app->add_flag("-v,--verbose", line->options.verbose, "Show the plug-in's log");
-    app->add_flag("-q,--quiet", line->options.quiet,
-                  "Leave out progress, totals, warnings, ok lines");
+    app->add_flag("-q,--quiet", line->options.quiet, "No progress, totals, warnings, ok lines");
     app->require_subcommand(1);
     app->fallthrough();
     app->footer(kFooter);
@@ -103,13 +102,13 @@ void addFrames(CLI::App* app, CommandLine* line) {
             if (!options->seek_us) throw CLI::ValidationError("--seek", "not a time: " + text);
         },
         "Seek first: seconds, m:ss or h:mm:ss");
-    frames->add_option("--count", options->count, "The most buffers of a file")
+    frames->add_option("--count", options->count, "List at most this many buffers of each file")
         ->check([](const std::string& text) {
             // The conversion would wrap a negative number round.
             const bool positive = text.find('-') == text.npos && text != "0";
             return positive ? "" : "must be 1 or more";
         });
-    frames->add_flag("--all", options->all, "List only whole frames, by seeks");
+    frames->add_flag("--all", options->all, "Seek again instead of listing pieces");
     frames->add_flag("--csv", options->csv, "Print comma-separated values")->excludes("--json");
     frames->callback([=] { line->command = listFrames; });
 }

@@ -22,8 +22,7 @@ class Names {
     /** The next file. Reports a folder that can't be read, or that holds no such file, and goes
         on. */
     std::optional<std::string> next();
-    /** Whether next() met such a folder, or a failed read of the list. Never call it while next()
-        runs. */
+    /** Whether next() met such a folder, or the list could not be read. Not beside next(). */
     bool failed() const { return mFailed; }
 
   private:

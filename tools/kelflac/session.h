@@ -100,8 +100,8 @@ class Session {
 // These read a started track and move its position.
 
 /** Reads from `from_us` on, or from where the track stands, as single frames. Where the plug-in
-    stops searching, a seek into the newest frame starts the search again, while newer ones come. A
-    frame that came already is dropped. One that such a seek lands after is missed. Returns the last
+    stops searching, a seek into the newest frame starts the search again, as long as newer frames
+    come. No frame comes twice. If such a seek lands too late, frames are missed. Returns the last
     run, with the first failure and all refused reads. */
 Run walkFrames(Session& session, std::optional<int64_t> from_us, const FrameHandler& handle);
 

@@ -11,7 +11,7 @@
 namespace kelflac {
 namespace {
 
-/** True for no character, for controls and line separators, and for marks of direction. */
+/** Whether `c` is a control, a line separator or a mark of direction, or not a character. */
 bool isUnsafe(wchar_t c) {
     return c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF) || iswcntrl(static_cast<wint_t>(c)) != 0 ||
            c == 0x061C || c == 0x200E || c == 0x200F || (c >= 0x202A && c <= 0x202E) ||

@@ -29,7 +29,7 @@ struct Field {
     std::string title;
     std::string name, unit;  // "PADDING states", "bytes"
     int bits;
-    uint64_t fits;  // the right number; of STREAMINFO's fields any
+    uint64_t fits;  // the right number; for a field of STREAMINFO just a number
     std::function<Bytes(uint32_t)> stream;
     uint64_t zero = 0;  // what a 0 in the file means
 };

@@ -71,7 +71,7 @@ void WriteStreams(const fs::path& folder, const std::vector<NamedStream>& stream
     }
 }
 
-/** Blocks with extreme values in one length after another. */
+/** Blocks in which each length field in turn has extreme values. */
 void WriteTags(const fs::path& folder) {
     const Bytes rest = Bytes(100, 'r');
     for (const uint32_t n : {0U, 4U, 20U, 99U, 200U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {

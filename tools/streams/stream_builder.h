@@ -58,7 +58,8 @@ struct FrameHeader {
     uint32_t bits_code = 4, reserved = 0, crc_error = 0;  ///< crc_error: XORed with the CRC-8.
     uint8_t subframe = 0x02;  ///< First byte after the header: a verbatim subframe.
 };
-/** The coded number (9.1.5) in `count` bytes, 1 to 7, or more than it needs. 0: the fewest. */
+/** The coded number (9.1.5) in `count` bytes, 1 to 7. That may be more than the number needs. With
+    a `count` of 0 it has as few bytes as possible. */
 Bytes CodedNumber(uint64_t number, int count = 0);
 Bytes HeaderBytes(const FrameHeader& header);  ///< Ends with the CRC-8.
 /** A frame of `size` bytes: header, subframe byte and filler. The filler depends on the number, has

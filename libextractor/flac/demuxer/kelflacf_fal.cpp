@@ -15,7 +15,7 @@ constexpr int32_t CHUNK_MASK = KELFLACF_FAL_CHUNK - 1;
 // After one failed read the source may recover. After two in a row it has probably ended: asking
 // again for each chunk of a large ring would take too long.
 constexpr int MAX_EMPTY_READS = 2;
-constexpr int32_t MAX_ROW_BYTES = 64 * 1024;  // so many stay in the cache until they are copied
+constexpr int32_t MAX_ROW_BYTES = 64 * 1024;  // more would leave the cache before they are copied
 
 /** The size of the smallest ring for `count` bytes and one chunk, or 0 when that is too large. */
 int32_t ring_size_for(int count) {
@@ -75,9 +75,10 @@ int load_chunk(KELFLACF_FAL* fal, int32_t skipped) {
     return count == 0 || count < skipped ? KELFLACF_FAL_END : KELFLACF_FAL_OK;
 }
 
-/** Makes refill steps until `wanted` bytes, or MAX_ROW_BYTES, are in one piece, the unread bytes
-    wrap or the data ends. A few large copies cost less than many small ones. The reads are the same
-    as with small copies: each copy lowers `wanted` and the buffered count by the same number. */
+/** Makes refill steps until one of these is true: `wanted` bytes (at most MAX_ROW_BYTES) are in one
+    piece; the unread bytes wrap; the data ends. A few large copies cost less than many small ones.
+    The reads are the same as with small copies: each copy lowers `wanted` and the buffered count by
+    the same number. */
 void fill_row(KELFLACF_FAL* fal, int32_t wanted) {
     const int32_t row = std::min(wanted, MAX_ROW_BYTES);
     do {

@@ -86,8 +86,8 @@ inline bool kelflacf_fal_at_end(const KELFLACF_FAL* fal) {
  */
 void KELFLACF_FAL_FILL_BUF2(KELFLACF_FAL* fal, int wanted);
 
-/** Reads one chunk for each that the free space can hold. Ignores `eof` and doesn't set it. Stops
-    at the second read in a row that gives nothing. Returns the buffered count. */
+/** Reads as many chunks as the free space can hold. Ignores `eof` and doesn't set it. Stops at the
+    second read in a row that gives nothing. Returns the buffered count. */
 int kelflacf_fal_bytes_peek(KELFLACF_FAL* fal);
 
 /** The byte `offset` bytes ahead. Makes one refill step if the ring is empty; a byte that is then

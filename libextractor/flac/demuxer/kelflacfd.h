@@ -168,8 +168,8 @@ int kelflacfd_get_fmt(KELFLACFD_CTX* ctx, uint8_t* dst, int* len);
 /**
  * Hands out the next frame or piece and moves past it.
  *
- * After an open or a successful seek, frames are found by search until 244 calls have found one
- * with a number above 0. After that each call hands out a piece: the next `max_frm_size` bytes,
+ * After an open or a successful seek, frames are found by search until 244 frames with a number
+ * above 0 have been found. After that each call hands out a piece: the next `max_frm_size` bytes,
  * fewer at the end, with the times of frame 0.
  *
  * @param frm_buf destination, or null to learn the length and times and stay before the frame.

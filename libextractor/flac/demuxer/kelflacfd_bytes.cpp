@@ -1,4 +1,4 @@
-// Skips and reads for the byte counts of metadata, which have 32 bits. The reader takes an `int`.
+// Functions that skip and read with the 32-bit byte counts of metadata. The reader takes an `int`.
 #include <algorithm>
 #include <climits>
 #include <cstdlib>

@@ -26,7 +26,7 @@ constexpr uint32_t BITS_REFUSED = 0x00000006;
 constexpr uint8_t BLOCK_SIZE_8BIT_TAIL = 6;
 constexpr uint8_t BLOCK_SIZE_16BIT_TAIL = 7;
 
-// Sample-rate codes with a tail. It is the last one before the CRC-8.
+// Sample-rate codes with a tail. This tail is the last field before the CRC-8.
 constexpr uint8_t HZ_8BIT_TAIL = 12;  // in kHz
 static_assert(HZ_8BIT_TAIL == KELFLACFD_HZ_CODES);
 constexpr uint8_t HZ_16BIT_TAIL = 13;       // in Hz

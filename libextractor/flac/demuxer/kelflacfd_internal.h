@@ -73,9 +73,10 @@ int find_last_frm_hdr(const KELFLACF_FAL* fal, KELFLACFD_FRM_HDR* hdr);
 /** How many frames with a number above 0 are found by search after an open or a successful seek. */
 constexpr uint8_t KELFLACFD_FULL_CHECK_COUNT = 244;
 
-/** Moves forward to the next frame: a header that has a successor in the buffered bytes, or after
-    which a file of known size ends in them. Returns KELFLACFD_OK, or KELFLACFD_END when the data
-    ended; `frm_num` is then what the last header test left. */
+/** Moves forward to the next frame: a header that has a successor in the buffered bytes. A header
+    without one is taken too if the buffered bytes reach the end of a file of known size. Returns
+    KELFLACFD_OK, or KELFLACFD_END when the data ended; `frm_num` is then what the last header test
+    left. */
 int kelflacfd_find_frm(KELFLACFD_CTX* ctx, uint32_t* frm_len, uint64_t* frm_num);
 
 /** Gives the stream's maximum frame size and the number 0 without a search. Returns

@@ -63,9 +63,9 @@ void record(HISTORY* history, uint64_t num, int64_t off_target) {
 }
 
 /**
- * Records the number that a probe met, if it is one of the first nine. From the call after a tenth
- * number on, and when repeats end the search, `num` becomes the best recorded one. Returns true
- * when repeats end the search.
+ * Records the number that a probe met, if it is one of the first nine different ones. When ten
+ * different numbers have been met, each later call sets `num` to the best recorded one. So does the
+ * call in which repeats end the search. That call returns true.
  */
 bool note_probe(HISTORY* history, uint64_t* num, int64_t off_target) {
     const uint64_t best_num = history->slots[history->best_idx];

@@ -13,7 +13,7 @@ constexpr int KELFLACFD_BITS_CODES = 7;  ///< Sample-size codes 0 to 6.
  *
  * A header's kind is its sample-rate code, channels and sample-size code. A successor has the same
  * kind as its frame. The table holds the place of the last header of each kind. When it shows no
- * header of the frame's kind after the frame's own, the search starts at `noted`. So failed
+ * header of the frame's kind after the frame's header, the search starts at `noted`. So failed
  * searches go over each byte about once, also where much of the audio looks like headers.
  *
  * KELFLACF_FAL::reach says what a place is.

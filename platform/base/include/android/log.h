@@ -22,7 +22,7 @@ int __android_log_print(int prio, const char* tag, const char* fmt, ...)
     __attribute__((__format__(printf, 3, 4)));
 
 /** Prints a message, logs it as fatal and ends the process with SIGABRT. `cond` is the text of the
-    condition that failed. If `fmt` is null, the message has it. All arguments may be null. */
+    condition that failed; the message contains it if `fmt` is null. All arguments may be null. */
 void __android_log_assert(const char* cond, const char* tag, const char* fmt, ...)
     __attribute__((__noreturn__, __format__(printf, 3, 4)));
 
