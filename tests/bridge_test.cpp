@@ -1,4 +1,4 @@
-// The data-source bridge: the result and the log of each call. Most calls get a null handle, `fp`.
+// The data-source bridge: the result and the log of each call. Many calls get a null handle.
 #include <gtest/gtest.h>
 
 #include "libextractor/mfal/kelcmn_mfal_android_q.h"

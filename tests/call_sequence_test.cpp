@@ -70,7 +70,8 @@ static Bytes Audio(Random& random, uint32_t count, uint32_t largest, bool junk) 
 
 constexpr int64_t kToZero = INT32_MAX;  // divides each result to 0
 
-/** In each group of `every` calls of `op`, number `first` gives its valid result / by + more. */
+/** In each group of `every` calls of `op`, number `first` (from 0) gives its valid result, divided
+    by `by`, plus `more`. */
 static Hook Spoil(std::string_view op, uint32_t every, uint32_t first, int64_t by, int64_t more) {
     return [=](Call& call) {
         if (call.op == op && static_cast<uint32_t>(call.index) % every == first)
@@ -92,8 +93,8 @@ static void Compare(const Bytes& file, const Hook& hook, const std::string& sour
         }
         return text;
     };
-    FAIL() << "A file of " << file.size() << " bytes, source: " << source << ". Calls, each \"call "
-           << "argument @position before = result\", then their answer. > is the first difference: "
+    FAIL() << "A file of " << file.size() << " bytes, source: " << source << ". Calls as \"call "
+           << "argument @position = result\", then their answer. > is the first difference: "
            << "later ones may follow from it.\nThe library:\n"
            << around(library) << "The model, which is right:\n"
            << around(model);

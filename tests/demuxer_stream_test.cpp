@@ -34,7 +34,7 @@ TEST(Open, GivesDurationByteRateAndSizes) {
         {"source of unknown size", 100000000, 0, 0, 300, 8192, two(Info(300)), UnknownSize, 0},
         {"source of unknown size, a SEEKTABLE", 100000000, 0, 1, 300, 8192, two(Info(300), 20),
          UnknownSize, 0},
-        {"source of unknown size, a SEEKTABLE below one point", 100000000, 0, 1, 300, 8192,
+        {"source of unknown size, a SEEKTABLE of 17 bytes", 100000000, 0, 1, 300, 8192,
          two(Info(300), 17), UnknownSize, 0},
         {"the largest frame for a ring of 8 KiB", 100000000, 40, 1, 4083, 8192, two(Info(4083)),
          sound, 0},

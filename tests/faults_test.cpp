@@ -68,7 +68,7 @@ TEST(Faults, WithoutMemoryTheDemuxerLeavesOutATagOrRefuses) {
         const Account& sound = lives.back().account;
         EXPECT_EQ((life++)->account.Unlike(sound), once) << "without " << allocation;
         EXPECT_EQ((life++)->account.Unlike(sound), lasting)
-            << "without all from this on: " << allocation;
+            << "without this and all after it: " << allocation;
     }
 }
 

@@ -13,8 +13,8 @@ namespace kelflac_test {
 using kelflac_streams::Bytes;
 
 /** Searches bytes of which the first `cut` are at the ring's end and the others at its start:
-    forward from each place and up to each, and backward from each. So every length comes with every
-    alignment. Each run has its own memory: sanitizers notice a look beyond it. */
+    forward from each place to the end, from the start to each place, and backward from each place.
+    Each run has its own memory: sanitizers notice a look beyond it. */
 template <typename BLOCK>
 static void Compare(const Bytes& bytes, size_t cut) {
     const auto middle = bytes.begin() + static_cast<ptrdiff_t>(cut);

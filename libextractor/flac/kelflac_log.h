@@ -1,9 +1,9 @@
 // The front end's tag, and its lines of information level.
 //
-// The texts of the lines are fixed, because tools match them. Some name functions that don't exist.
-// readMetaData() is any query that opens the stream. init_kelflacfd() is init_kelflacff().
-// kelflacfds_seek() is kelflacfd_seek(). KelFLACExtractor::kelflacfd_get_fmt() is the demuxer's
-// kelflacfd_get_fmt().
+// The texts of the lines are fixed, because tools match them. Some of them name a function that
+// doesn't exist. readMetaData() is any query that opens the stream. init_kelflacfd() is
+// init_kelflacff(). kelflacfds_seek() is kelflacfd_seek(). KelFLACExtractor::kelflacfd_get_fmt() is
+// the demuxer's kelflacfd_get_fmt().
 #pragma once
 
 #include <android/log.h>

@@ -14,8 +14,9 @@ namespace android {
  * The track of a stream. Shares the open demuxer with the extractor.
  *
  * Threads may call start, stop, getFormat and read at the same time: a lock makes them wait for
- * each other. A read keeps the lock while it waits for a buffer. Never use two tracks of one
- * extractor at the same time. Pointers must not be null, unless their description allows it.
+ * each other. A read keeps the lock while it waits for a buffer. But the track's table changes the
+ * buffer group before it calls start(): so never start a track during a read. Never use two tracks
+ * of one extractor at the same time. Pointers must not be null, unless their description allows it.
  */
 class KelFLACSource : public MediaTrackHelper {
   public:

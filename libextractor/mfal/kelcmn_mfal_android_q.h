@@ -20,7 +20,7 @@
 /** The parameter block, to which `open_param` of the record points. */
 struct KELCMN_MFAL_PARAM {
     uint8_t reserved[4096];                  ///< Zero; not read here.
-    android::DataSourceHelper* data_source;  ///< Borrowed. Only close() may come after its end.
+    android::DataSourceHelper* data_source;  ///< Borrowed, see kelcmn_mfal_fill.
 };
 
 /** One open handle: the `fp` of every callback but open. */

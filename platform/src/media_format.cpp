@@ -1,5 +1,5 @@
 // A format is a list of slots, one for each key ever set. A clear keeps the slots. So the meta data
-// of a media buffer allocates only at the first read: each read sets the same numbers.
+// of a media buffer allocates only at the first read: later reads set the same keys to numbers.
 #include "host/media_format.h"
 
 #include <cstdlib>

@@ -22,7 +22,7 @@ class Names {
     /** The next file. Reports a folder that can't be read, or that holds no such file, and goes
         on. */
     std::optional<std::string> next();
-    /** Whether next() met such a folder, or the list could not be read. Not beside next(). */
+    /** Whether next() met such a folder, or could not read the list. Never while next() runs. */
     bool failed() const { return mFailed; }
 
   private:
@@ -37,7 +37,7 @@ class Names {
     std::string mFolder;  ///< The one being walked, or empty.
     std::filesystem::recursive_directory_iterator mWalk;
     std::error_code mFailure;  ///< Of the walk.
-    bool mFound = false;       ///< A name in it.
+    bool mFound = false;       ///< Whether it had a name.
     bool mFailed = false;
 };
 

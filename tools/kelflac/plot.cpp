@@ -88,7 +88,7 @@ void plot(const Plugin& plugin, const Options& options, const std::string& file)
     Output output(options.output, file, options.force);
     signal(SIGPIPE, SIG_IGN);  // Without gnuplot, a write must fail and not end the program.
     const std::string command = "exec gnuplot -d >&" + std::to_string(output.descriptor());
-    FILE* gnuplot = popen(command.c_str(), "w");  // NOLINT(cert-env33-c): fixed but for a number.
+    FILE* gnuplot = popen(command.c_str(), "w");  // NOLINT(cert-env33-c): fixed text, one number.
     if (gnuplot == nullptr) throw FileError("can't run gnuplot");
     draw(gnuplot, file, session, data);
     const int status = pclose(gnuplot);

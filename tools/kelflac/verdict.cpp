@@ -240,7 +240,7 @@ void Trial::compareSamples(const Decoded& handed_out) {
     const bool may_differ = mRun.refused > 0 || !mOptions.size_known ||
                             mFirst < mDecoded.metadata_end || mFirst >= mDecoded.first_end;
     if (may_differ || !handed_out.known || handed_out.hash == mDecoded.hash) return;
-    // After the plug-in's codec data, a damaged file may decode differently.
+    // With codec data in place of its own metadata, a damaged file may decode differently.
     const Pull same = inFront(codecData(), bytesOf(mOriginal.input(), mFirst));
     if (!mDecoded.faults.none() && decode(same).hash == handed_out.hash) return;
     fault("samples-differ", "what is handed out decodes to other samples than the file", {});

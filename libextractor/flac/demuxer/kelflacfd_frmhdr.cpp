@@ -102,9 +102,9 @@ inline bool ends_with_crc8(const uint8_t* bytes, int count) {
  * Decodes the coded number (RFC 9639, 9.1.5) at `bytes`. If it is malformed, `number` receives the
  * bits before the wrong byte.
  *
- * A first byte below 0x80 is the number. Any other has one continuation byte after it, and one more
- * for each 1 bit from its bit 5 down to a 0 bit. Bit 6 is ignored: 0x85 means
- * the same as 0xC5. Returns how many bytes the number has, 1 to 7, or 0 when it is malformed.
+ * A first byte below 0x80 is the number. After any other comes one continuation byte, and one more
+ * for each set bit from bit 5 down to the first clear bit. Bit 6 is ignored: 0x85 means the same as
+ * 0xC5. Returns how many bytes the number has, 1 to 7, or 0 when it is malformed.
  */
 int decode_coded_number(const uint8_t* bytes, uint64_t* number) {
     constexpr int MAX_CONTINUATIONS = 6;

@@ -40,8 +40,9 @@ struct HISTORY {
     int repeats;   // probes that met a number in `slots`
 };
 
-/** How far `num` is from the target, which is negative for a time below 0. The difference never
-    overflows: a target is a 64-bit number divided by 160,000,000 or more, and `num` has 36 bits. */
+/** How far `num` is from the target, 0 or more. For a time below 0 the target holds a negative
+    number. The difference never overflows: a target is a 64-bit number divided by 160,000,000 or
+    more, and `num` has 36 bits. */
 int64_t distance(uint64_t target, uint64_t num) {
     const int64_t ahead = as_signed(wrap_sub_u(target, num));
     return ahead < 0 ? -ahead : ahead;
