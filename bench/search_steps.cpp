@@ -1,4 +1,5 @@
-// Searches zeros once, under an emulator that logs each instruction.
+// Searches a buffer of zeros once, for a sync code or for 0xFF. It runs under an emulator that logs
+// each instruction.
 // Usage: kelflac_steps search|memchr BYTES, less than 2^20
 #include <cstdlib>
 #include <cstring>

@@ -29,7 +29,7 @@ TEST(Open, GivesDurationByteRateAndSizes) {
         {"no total, last frame 99", 92879818, 43, 1, 300, 8192, two(Info(300, 0)), sound, 0},
         {"no total, the largest frame as long as the file", 92879818, 43, 1, 442, 8192,
          two(Info(442, 0)), sound, 0},
-        {"no total, a file below the largest frame", 928798, 4306, 1, 9000, 16384,
+        {"no total, a file smaller than the largest frame", 928798, 4306, 1, 9000, 16384,
          two(Info(9000, 0)), sound, 0},
         {"source of unknown size", 100000000, 0, 0, 300, 8192, two(Info(300)), UnknownSize, 0},
         {"source of unknown size, a SEEKTABLE", 100000000, 0, 1, 300, 8192, two(Info(300), 20),

@@ -118,7 +118,7 @@ TEST(Track, RefusesABufferThatIsSmallerThanTheFrame) {
     buffer->release(buffer->handle);
     EXPECT_EQ(s.Read().status, AMEDIA_ERROR_UNKNOWN);
     EXPECT_EQ(TakeLog(), kLog + "::read() ERROR_BUFFER_TOO_SMALL\n")
-        << "is the log of the refused read";
+        << "the log of the refused read";
 }
 
 TEST(Track, HasTheOptionalCallsOfItsBase) {

@@ -37,7 +37,7 @@ class Names {
     std::string mFolder;  ///< The one being walked, or empty.
     std::filesystem::recursive_directory_iterator mWalk;
     std::error_code mFailure;  ///< Of the walk.
-    bool mFound = false;       ///< Whether it had a name.
+    bool mFound = false;       ///< The walk has found a file.
     bool mFailed = false;
 };
 

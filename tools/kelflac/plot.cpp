@@ -29,7 +29,7 @@ struct Data {
     std::string landings;
     std::string failures;
     int64_t end_us = 0;        ///< Of the last frame.
-    int64_t uncovered_us = 0;  ///< Of the track, without a frame.
+    int64_t uncovered_us = 0;  ///< The track's time that no frame covers.
 };
 
 void add(std::string* lines, std::initializer_list<double> numbers) {

@@ -24,9 +24,10 @@ constexpr const char* kCostlyKinds[kCostlyKindCount] = {
     `max_frame` bytes. kPairs may have two times `max_frame` more. */
 Bytes CostlyStream(int kind, size_t size, uint32_t max_frame);
 
-/** In a fixed order: a comment, block, tag or frame many times; a huge one, some with small ones
-    after it; blocks cut short; each CostlyKind. Most have about `size` bytes. Some need up to 20
-    times as many for enough blocks or frames. Their cost must not grow faster than their size. */
+/** In a fixed order: a comment, block, tag or frame many times; a huge comment or table, in some
+    streams with small ones after it; blocks cut short; each CostlyKind. Most have about `size`
+    bytes. Some need up to 20 times as many for enough blocks or frames. Their cost must not grow
+    faster than their size. */
 std::vector<NamedStream> RepeatingStreams(size_t size);
 
 /** A file of about `size` bytes. Half of them are the digits of a date. Comments "DATE=" follow, or

@@ -19,12 +19,15 @@ constexpr uint32_t kWrongSize = 1 << 20;
 /** How a source misbehaves. */
 struct Faults {
     uint8_t size_kind = 0;  ///< 0 known, 1 unknown, 2 wrong, 3 changing.
-    Bytes faults = {};  ///< In turn: 0 none, 8n + 1 short (n/32), 2 empty, 3 failing, 4 refused.
+    /** A byte for each call, used in turn. 0: no fault. 8n + 1: a read gives at most n/32 of what
+        is asked for. 2: it gives nothing. 3: it fails. 4: a position or the open is refused. */
+    Bytes faults = {};
     uint32_t zeros = 0, zeros_at = 0;  ///< Put into the file.
 };
 
-/** A file's bytes, then the faults and the steps of the target, backwards, and their length. Leaves
-    out a file above kLargest. */
+/** Writes an input: the file's bytes, a script in reverse order, and the script's length in a
+    byte. The script has the faults, then the steps for the fuzz target. Leaves out a file above
+    kLargest. */
 void Write(const fs::path& folder, const std::string& name, const Bytes& file,
            const Bytes& steps = {}, const Faults& f = {}) {
     if (file.size() > kLargest) return;

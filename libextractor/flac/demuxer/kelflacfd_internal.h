@@ -141,8 +141,8 @@ int parse_num(KELFLACF_FAL* fal, int32_t count, int32_t* result);
 /** Sets the five numbers of a tag record to -1, absent. */
 void reset_tag_numbers(KELFLACFD_TAG* tag);
 
-// Functions that return the reader's answers, and functions that read and skip with byte counts of
-// 32 bits, which an `int` can't hold.
+// Functions that return what the reader stores through a pointer, and functions that read and skip
+// with byte counts of 32 bits, which an `int` can't hold.
 
 /** The source's size, 0 when unknown. */
 inline int64_t source_size(KELFLACF_FAL* fal) {
