@@ -1,5 +1,5 @@
 // A slow and simple demuxer: it looks at one byte after another. The library must give the same
-// answers and make the same calls at its source. Only its long seeks may end earlier.
+// answers and make the same calls at its source, but a long seek of the library may end earlier.
 #pragma once
 
 #include <algorithm>

@@ -213,7 +213,7 @@ Decoded decodeFile(FileInput& file) {
     file.getSize(&size);
     const bool past_end = out.samples > 0 && out.samples >= out.stated_samples;
     if (past_end && out.end < size) {
-        std::string bytes(8, '\0');  // The first ones often tell what all are.
+        std::string bytes(8, '\0');  // They often show what kind of data it is.
         file.readAt(out.end, bytes.data(), bytes.size());
         out.faults.add({"foreign-bytes",
                         std::to_string(size - out.end) + " bytes after the audio: " + bytes,

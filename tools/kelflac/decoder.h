@@ -42,7 +42,7 @@ Pull bytesOf(FileInput& file, int64_t at);
 /** Decodes a stream. In a program without libFLAC `known` is false. */
 Decoded decode(const Pull& pull);
 
-/** Decodes a file. If no sample is missing, also looks for bytes after them. */
+/** Decodes a file. If no sample is missing, also looks for bytes after the audio. */
 Decoded decodeFile(FileInput& file);
 
 }  // namespace kelflac

@@ -11,8 +11,8 @@ namespace {
 // found by search are refused at most 244 times in a row, if their numbers are above 0.
 constexpr uint64_t kMaxRefusalsInARow = 256;
 
-// After an open or a seek the plug-in searches for this many frames, number 0 not counted. Then it
-// hands out pieces of a fixed size, all with the time 0.
+// After an open or a seek the plug-in searches for this many frames; one numbered 0 doesn't count.
+// Then it hands out pieces of a fixed size, all with the time 0.
 constexpr uint64_t kSearchedReads = 244;
 
 /** Describes a buffer. A time that its meta data lacks stays empty. */

@@ -21,7 +21,7 @@ constexpr const char* kCostlyKinds[kCostlyKindCount] = {
     "0xFF", "codes", "numbers", "codes+numbers", "broken CRC-8", "random bytes", "pairs of a kind"};
 
 /** 10 s of frames, then `size` bytes of a CostlyKind, in a stream that states frames of up to
-    `max_frame` bytes. kPairs may have two times `max_frame` more. */
+    `max_frame` bytes. With kPairs the stream may be up to 2 * `max_frame` bytes longer. */
 Bytes CostlyStream(int kind, size_t size, uint32_t max_frame);
 
 /** In a fixed order: a comment, block, tag or frame many times; a huge comment or table, in some

@@ -325,7 +325,7 @@ std::vector<StreamGroup> HostileGroups() {
          Crowds()});
     out.push_back(
         {"Frames are too large or change, bytes follow them, or their numbers mislead seeks. After "
-         "244 frames with numbers above 0, the column counts fixed-size pieces.",
+         "244 frames with numbers above 0, the column \"frames\" counts fixed-size pieces.",
          Frames()});
     out.push_back({"The second of three frames has another header.", SecondFrames()});
     out.push_back(

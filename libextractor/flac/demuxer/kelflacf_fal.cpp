@@ -77,8 +77,8 @@ int load_chunk(KELFLACF_FAL* fal, int32_t skipped) {
 
 /** Makes refill steps until one of these is true: `wanted` bytes (at most MAX_ROW_BYTES) are in one
     piece; the unread bytes wrap; the data ends. A few large copies cost less than many small ones.
-    The reads are the same as with small copies: each copy lowers `wanted` and the buffered count by
-    the same number. */
+    The reads are the same as with small copies: a copy in kelflacf_fal_read lowers what is wanted
+    and the buffered count by the same number. */
 void fill_row(KELFLACF_FAL* fal, int32_t wanted) {
     const int32_t row = std::min(wanted, MAX_ROW_BYTES);
     do {

@@ -73,7 +73,8 @@ int find_first_frame(KELFLACFD_CTX* ctx) {
     return KELFLACFD_OK;
 }
 
-/** A known size gives a byte rate and makes the stream seekable. It needs a duration above 0. */
+/** A known size gives a byte rate and makes the stream seekable. With a known size and no duration
+    above 0, the open fails. */
 int set_byte_rate(KELFLACFD_CTX* ctx) {
     KELFLACFD_INFO& info = ctx->info;
     const int64_t size = source_size(&ctx->fal);

@@ -20,8 +20,8 @@ namespace host {
  */
 android::CMediaBufferGroup* newBufferGroup();
 
-/** Frees a group and its buffers. Only releases of its buffers may be running. Returns false and
-    frees nothing while a buffer is in use. Null is allowed. */
+/** Frees a group and its buffers. Meanwhile other threads may release its buffers, but may not call
+    the group. Returns false and frees nothing while a buffer is in use. Null is allowed. */
 bool deleteBufferGroup(android::CMediaBufferGroup* group);
 
 #pragma GCC visibility pop
