@@ -67,8 +67,8 @@ Bytes Tagged() {
     return builder.Frames(0, 20, 3000).Build();
 }
 
-/** 16 MiB of frames of 4,000 bytes. With `half_silence` as many of 14 bytes follow, like those of
-    silence. */
+/** 16 MiB of frames of 4,000 bytes. With `half_silence` the same number of frames follows, of 14
+    bytes each. Silence gives such frames. */
 Bytes Honest(uint32_t max_frame, bool half_silence) {
     constexpr uint64_t kFrames = 16 * kMib / 4000;
     StreamInfo info;

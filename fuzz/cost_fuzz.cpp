@@ -45,8 +45,8 @@ Bytes Copy(const Bytes& file, const Part& part) {
     return {file.data() + part.at, file.data() + part.at + part.size};
 }
 
-/** Metadata blocks with their headers, comments with their lengths, frames but the last, and all
-    bytes before the marker. */
+/** Metadata blocks with their headers, comments with their lengths, all frames except the last, and
+    the bytes before the marker. */
 std::vector<Part> PartsOf(const Bytes& file) {
     std::vector<Part> parts;
     size_t at = std::string(file.begin(), file.end()).find("fLaC");

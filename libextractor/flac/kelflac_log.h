@@ -1,4 +1,4 @@
-// The front end's tag, and its lines of information level.
+// The front end's log tag, and a function that logs a line at information level.
 //
 // The texts of the lines are fixed, because tools match them. Some of them name a function that
 // doesn't exist. readMetaData() is any query that opens the stream. init_kelflacfd() is

@@ -16,7 +16,8 @@ namespace {
 /** One key's entry, from malloc. The key, NUL-terminated, follows it in the same block. */
 struct Slot {
     Slot* next;
-    bool present;  ///< False when cleared: then `data` is null, and only `next` and the key count.
+    bool present;  ///< False when cleared: then `data` is null, and only `next` and the key are
+                   ///< valid.
     FormatType type;
     int64_t number;
     void* data;   ///< From malloc; null for numbers.

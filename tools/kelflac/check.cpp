@@ -37,7 +37,7 @@ std::string textFor(const Json& record) {
     if (!record["ok"]) return text;
     text += " | " + plugin["bytes"].dump() + " bytes, " + plugin["buffers"].dump() + " buffers";
     if (plugin["pieces"] > 0) text += " (" + plugin["pieces"].dump() + " of them pieces)";
-    return text + ", " + plugin["seeks"].dump() + " seeks at most " +
+    return text + ", " + plugin["seeks"].dump() + " seeks, the farthest " +
            durationText(plugin["seeks_off_us"]) + " off" +
            (plugin["seeks_judged"] ? "" : " (not judged)");
 }

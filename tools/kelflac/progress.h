@@ -43,7 +43,7 @@ class Progress {
   private:
     bool mWanted;
     uint64_t mTotal;
-    std::string mText;  ///< The line before it is cut; empty: no line.
+    std::string mText;  ///< The whole line, also what doesn't fit the terminal; empty: no line.
 };
 
 }  // namespace kelflac

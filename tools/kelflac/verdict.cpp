@@ -51,12 +51,12 @@ class Trial {
     std::string codecData() {
         return Session::bufferOf(mSession.trackFormat(), AMEDIAFORMAT_KEY_CSD_0);
     }
-    bool soundFile() const { return mDecoded.known && mDecoded.faults.none(); }
+    bool isFaultless() const { return mDecoded.known && mDecoded.faults.none(); }
     /** Damage, jumps in the numbers or very different frame sizes can make a seek land anywhere. In
         a source of unknown size every seek fails. */
     bool seeksJudged() const {
         constexpr uint64_t kMuch = 10;
-        return soundFile() && mDecoded.largest_frame < kMuch * mDecoded.smallest_frame &&
+        return isFaultless() && mDecoded.largest_frame < kMuch * mDecoded.smallest_frame &&
                mOptions.size_known;
     }
 
@@ -110,8 +110,8 @@ void Trial::compareFormat() {
     const std::string_view body = std::string_view(data).substr(marks.size());
     std::copy(body.begin(), body.end(), info.body.begin());
     mInfo = info;
-    // If the file is not known to be sound, STREAMINFO may stand anywhere in it.
-    const bool certain = soundFile() && mDecoded.has_info;
+    // If the file may have faults, STREAMINFO may stand anywhere in it.
+    const bool certain = isFaultless() && mDecoded.has_info;
     if (certain ? !mOriginal.standsAt(body, mDecoded.info_at) : !mOriginal.find(body, 0)) {
         differs(AMEDIAFORMAT_KEY_CSD_0);
     }

@@ -34,10 +34,14 @@ struct Field {
     uint64_t zero = 0;  // what a 0 in the file means
 };
 
+std::string LengthInRow(const std::string& fact) {
+    return fact + ". Its stated length is in the row.";
+}
+
 Field BlockLength(const std::string& block, int type, const Bytes& body) {
     const auto stream = [=](uint32_t v) { return Amid(StreamBuilder{}.Block(type, body, v)); };
     const std::string length = Counted(body.size(), "bytes");
-    const std::string title = "The " + block + " block of " + length + " states this length.";
+    const std::string title = LengthInRow("The " + block + " block has " + length);
     return {title, block + " states", "bytes", 24, body.size(), stream};
 }
 
@@ -48,7 +52,7 @@ Field InfoField(const std::string& name, const std::string& unit, int bits, uint
         set(info, v);
         return Amid(StreamBuilder(info));
     };
-    const std::string title = "STREAMINFO states this " + name + ".";
+    const std::string title = "The " + name + " that STREAMINFO states is in the row.";
     return {title, name + " of", unit, bits, 16, stream, zero};
 }
 
@@ -73,7 +77,7 @@ std::vector<Field> Fields() {
          [=](uint32_t v) {
              return Cat({Text("ID3"), {4, 0, 0}, Be(v, 4), Bytes(20), sound});
          }},
-        {"The first STREAMINFO block of 34 bytes, here the only block, states this length.",
+        {LengthInRow("The first STREAMINFO block, here the only block, has 34 bytes"),
          "first STREAMINFO states", "bytes", 24, 34,
          [=](uint32_t v) { return Framed({MetaBlock(kLastBlockFlag, info, v)}); }},
         BlockLength("second STREAMINFO", kStreamInfo, info),
@@ -83,18 +87,18 @@ std::vector<Field> Fields() {
         BlockLength("VORBIS_COMMENT", kVorbisComment, CommentsBody({"DATE=9"})),
         BlockLength("CUESHEET", kCueSheet, Bytes(10)),
         BlockLength("PICTURE", kPicture, PictureBody({Text("P")})),
-        {"The vendor text of 6 bytes before the comments states this length.", "vendor text states",
+        {LengthInRow("The vendor text before the comments has 6 bytes"), "vendor text states",
          "bytes", 32, 6, [](uint32_t v) { return Comments(v, 3, 7); }},
-        {"A block of 3 comments states this number of them.", "VORBIS_COMMENT states", "comments",
-         32, 3, [](uint32_t v) { return Comments(6, v, 7); }},
-        {"The first comment of 7 bytes states this length.", "first comment states", "bytes", 32, 7,
+        {"A block has 3 comments. Their stated number is in the row.", "VORBIS_COMMENT states",
+         "comments", 32, 3, [](uint32_t v) { return Comments(6, v, 7); }},
+        {LengthInRow("The first comment has 7 bytes"), "first comment states", "bytes", 32, 7,
          [](uint32_t v) { return Comments(6, 3, v); }},
-        {"The MIME type of a picture, 3 bytes, states this length.", "MIME type states", "bytes",
-         32, 3, [](uint32_t v) { return Picture(v, {}, {}); }},
-        {"The description of a picture, 3 bytes, states this length.", "description states",
-         "bytes", 32, 3, [](uint32_t v) { return Picture({}, v, {}); }},
-        {"The image \"PNG\" of a picture, 3 bytes, states this length.", "image states", "bytes",
-         32, 3, [](uint32_t v) { return Picture({}, {}, v); }},
+        {LengthInRow("The MIME type of a picture has 3 bytes"), "MIME type states", "bytes", 32, 3,
+         [](uint32_t v) { return Picture(v, {}, {}); }},
+        {LengthInRow("The description of a picture has 3 bytes"), "description states", "bytes", 32,
+         3, [](uint32_t v) { return Picture({}, v, {}); }},
+        {LengthInRow("The image \"PNG\" of a picture has 3 bytes"), "image states", "bytes", 32, 3,
+         [](uint32_t v) { return Picture({}, {}, v); }},
         InfoField("smallest block", "samples", 16, 0, [](auto& i, auto v) { i.min_block = v; }),
         InfoField("largest block", "samples", 16, 0, [](auto& i, auto v) { i.max_block = v; }),
         InfoField("smallest and largest block", "samples", 16, 0,

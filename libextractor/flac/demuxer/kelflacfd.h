@@ -180,8 +180,8 @@ int kelflacfd_get_fmt(KELFLACFD_CTX* ctx, uint8_t* dst, int* len);
  * @param frm_time receives the frame's start in 100 ns. It is set only with KELFLACFD_OK, and not
  *     when the sample rate is 0.
  * @param next_frm_time receives the next frame's start, in the same way.
- * @return KELFLACFD_OK; KELFLACFD_END after the last frame; KELFLACFD_E_FRAME_SIZE when it is
- *     larger than `buf_size` or `max_frm_size` (it is skipped); KELFLACFD_E_HANDLE.
+ * @return KELFLACFD_OK; KELFLACFD_END after the last frame; KELFLACFD_E_FRAME_SIZE when the frame
+ *     or piece is larger than `buf_size` or `max_frm_size` (it is skipped); KELFLACFD_E_HANDLE.
  */
 int kelflacfd_get_frm(KELFLACFD_CTX* ctx, uint8_t* frm_buf, int32_t buf_size, uint32_t* frm_len,
                       int64_t* frm_time, int64_t* next_frm_time);

@@ -102,9 +102,9 @@ inline bool ends_with_crc8(const uint8_t* bytes, int count) {
  * Decodes the coded number (RFC 9639, 9.1.5) at `bytes`. If it is malformed, `number` receives the
  * bits before the wrong byte.
  *
- * A first byte below 0x80 is the number. After any other comes one continuation byte, and one more
- * for each set bit from bit 5 down to the first clear bit. Bit 6 is ignored: 0x85 means the same as
- * 0xC5. Returns how many bytes the number has, 1 to 7, or 0 when it is malformed.
+ * A first byte below 0x80 is the number. Any other first byte is followed by one continuation byte,
+ * and by one more for each set bit from bit 5 down to the first clear bit. Bit 6 is ignored: 0x85
+ * means the same as 0xC5. Returns how many bytes the number has, 1 to 7, or 0 when it is malformed.
  */
 int decode_coded_number(const uint8_t* bytes, uint64_t* number) {
     constexpr int MAX_CONTINUATIONS = 6;
