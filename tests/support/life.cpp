@@ -13,7 +13,7 @@
 namespace kelflac_test {
 
 using ::testing::AnyOf;
-constexpr int kMostReads = 2000;  // pieces too large for the buffer never end
+constexpr int kMostReads = 2000;  // where pieces exceed the buffer, no read returns the end
 
 /** Outlives all that a life creates. */
 struct LeakCheck {

@@ -59,7 +59,7 @@ CLI::App* addCommand(CLI::App* app, CommandLine* line, const char* name, const c
     command->add_option("FILE", line->files, "The files, or folders of them");
     command->add_option("--files-from", line->list,
                         "A list of FILEs, one a line; - = standard input");
-    command->add_flag("-0,--null", line->nul, "Names in it end with a NUL, not a newline");
+    command->add_flag("-0,--null", line->nul, "Names in that list end with a NUL");
     command->add_flag("--json", line->options.json, json_help);
     return command;
 }

@@ -25,7 +25,7 @@ std::vector<NamedStream> HostileStreams();  ///< The streams of all groups.
     reach it. The file's last number is huge: so each step is short, and each probe reads the same
     bytes again. */
 Bytes CreepingStream();
-constexpr int64_t kCreepingUs = 9'287'981'858;
+constexpr int64_t kCreepingUs = 9'287'981'860;
 
 /** A number with its unit: "1 byte", "30,000 bytes". `unit` is a plural or empty. */
 std::string Counted(uint64_t number, const std::string& unit);
