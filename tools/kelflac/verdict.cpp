@@ -254,7 +254,7 @@ void Trial::judgeSeek(int64_t asked_us, const Frame* frame) {
     const auto asked = static_cast<int64_t>(static_cast<double>(asked_us) / 1e6 * blocks);
     if (frame == nullptr) {
         ++mSeeksLost;
-        // The last frame may be missed. All seeks fail if the stated largest frame exceeds the file.
+        // The last frame may be missed. Seeks fail if the stated largest frame exceeds the file.
         const bool near_end = asked + 1 >= static_cast<int64_t>(mDecoded.frames);
         const bool tiny = mOriginal.size() < mSession.maxFrameSize();
         if (!seeksJudged() || near_end || tiny) return;
