@@ -79,8 +79,8 @@ Bytes Honest(uint32_t max_frame, bool half_silence) {
         .Build();
 }
 
-/** Adds the streams whose stated largest frame, `max_frame`, gives the reader a ring of size
- * `ring`. */
+/** Adds the streams that state `max_frame` as their largest frame. `ring` names the size of the
+    ring that the reader then has. */
 void AddCostly(const std::string& ring, uint32_t max_frame, bool small,
                std::vector<Stream>* streams) {
     const std::vector<size_t> sizes =

@@ -129,6 +129,12 @@ TEST(Reader, FillsUpToTheSecondEmptyReadInARow) {
     }
 }
 
+TEST(Reader, RefillsToAChunksEndAfterAShortRead) {
+    Reader reader(Noise(30000), SpoilRead(1, 100));
+    Play(&reader, "read 5000 ()");
+    EXPECT_EQ(reader.source.Lines("read").at(2), "read 3996 @4196 = 3996");
+}
+
 TEST(Reader, KeepsUnwrappedBytesInALargerRing) {
     const Bytes data = Noise(6000);
     Reader reader(data);

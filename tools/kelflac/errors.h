@@ -17,7 +17,7 @@ struct FileError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/** The plug-in's failure. The text says which plug-in. */
+/** A failure to load the plug-in. The message has its path, if there is one. */
 struct PluginError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
