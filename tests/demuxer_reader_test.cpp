@@ -60,7 +60,7 @@ TEST(Reader, ServesSkipsMovesReadsAndPeeks) {
     const Hook sound;
     const std::tuple<const char*, int, Hook, const char*> rows[] = {
         {"past the end", 100, sound,
-         "read 0 = 0 (100 end) read 200 = 100 (0 end) peek 0 = 0 (0 end)"},
+         "read 0 = 0 (100 end) read 200 = 100 (0 end) peek 0 = 0 (0 end) peek 9 = 0 (0 end)"},
         {"a fill leaves a byte free, peeks refill as if their offset were 0", 50000, sound,
          "peek4 4096 = 0 (4096) fill 0 = 4096 (4096) read 1 = 1 (4095) fill 0 = 8191 (8191) "
          "skip 8189 = 0 (2) peek4 0 = 1 (4098) peek4 2147483647 = 0 (4098)"},
@@ -73,6 +73,7 @@ TEST(Reader, ServesSkipsMovesReadsAndPeeks) {
         {"moves among the buffered bytes, before them, to the end and back", 10000, sound,
          "move 0 = 0 (4096) move 4095 = 0 (1) move 10 = 0 (4086) move 10000 = 0 (0) "
          "move 123456 = 0 (0) peek 0 = 0 (0 end) move 9999 = 0 (1 end) move -1 = 1 (0 end)"},
+        {"a move past the end of a source of one byte", 1, sound, "move 9 = 0 (0 end)"},
         {"a move to where it is", 10000, sound,
          "fill 0 = 4096 (4096) read 1 = 1 (4095) fill 0 = 8191 (8191) move 1 = 0 (8191)"},
         {"moves past an unknown end", 10000, UnknownSize,
@@ -83,6 +84,8 @@ TEST(Reader, ServesSkipsMovesReadsAndPeeks) {
         {"a ring that was emptied is filled from its start", 30000, SpoilRead(0, 100),
          "skip 200 = 1 (0 end) fill 0 = 4096 (4096 end) read 1 = 1 (4095 end) fill 0 = 8191 (8191 "
          "end)"},
+        {"a refill after a short read goes up to a chunk's end", 30000, SpoilRead(1, 100),
+         "read 5000 = 5000 (3192)"},
         {"a failed read is the end too", 30000, SpoilRead(2, -1),
          "read 100 = 100 (3996) read 20000 = 8092 (0 end) peek 0 = 0 (0 end) move 8192 = 0 (4096)"},
     };
@@ -94,9 +97,9 @@ TEST(Reader, ServesSkipsMovesReadsAndPeeks) {
 
 TEST(Reader, SkipsMoreThanAnIntHoldsInTwoSteps) {
     Reader reader(Noise(20000), RefusePositions);  // the reads go on where they were
-    skip_u32(&reader, 3'000'000'000);
+    skip_u32(&reader, 1U << 31);
     EXPECT_EQ(reader.source.Lines("setpos"),
-              (Texts{"setpos 2147479552 @4096 = -1", "setpos 852520960 @8192 = -1"}));
+              (Texts{"setpos 2147479552 @4096 = -1", "setpos 8192 @8192 = -1"}));
 }
 
 TEST(Reader, GivesZerosForBytesThatAreMissing) {
@@ -129,36 +132,29 @@ TEST(Reader, FillsUpToTheSecondEmptyReadInARow) {
     }
 }
 
-TEST(Reader, RefillsToAChunksEndAfterAShortRead) {
-    Reader reader(Noise(30000), SpoilRead(1, 100));
-    Play(&reader, "read 5000 ()");
-    EXPECT_EQ(reader.source.Lines("read").at(2), "read 3996 @4196 = 3996");
-}
-
-TEST(Reader, KeepsUnwrappedBytesInALargerRing) {
-    const Bytes data = Noise(6000);
-    Reader reader(data);
-    Play(&reader, "skip 4000 () fill 0 () skip 1500 ()");
-    EXPECT_EQ(kelflacf_fal_resize_buf(&reader, 20000), 0);
-    Bytes read(500);
-    EXPECT_EQ(kelflacf_fal_read(&reader, read.data(), 500), 500);
-    EXPECT_EQ(read, Bytes(data.begin() + 5500, data.end()));
-}
-
-TEST(Reader, KeepsBytesThatWrapInTheRingAndInALargerOne) {
-    const Bytes data = Noise(12288), rest(data.begin() + 8100, data.end());
+TEST(Reader, KeepsItsBytesInALargerRing) {
+    const Bytes data = Noise(12288);
+    // Steps of a script, the position after them, and the bytes buffered up to the ring's end.
+    const std::tuple<const char*, int, int> rows[] = {
+        {"skip 4000 () fill 0 () skip 1500 ()", 5500, 2692},
+        {"skip 4000 () fill 0 () skip 4100 () fill 0 ()", 8100, 92}};
     for (const auto& [hint, status] : {std::pair(100, 0), {20000, 0}, {1 << 30, -2}}) {
-        Reader reader(data);
-        Play(&reader, "skip 4000 () fill 0 () skip 4100 () fill 0 ()");
-        const auto [a, b] = kelflacf_fal_runs(&reader);
-        EXPECT_EQ(a.count, 92);
-        EXPECT_EQ(Cat({{a.bytes, a.bytes + a.count}, {b.bytes, b.bytes + b.count}}), rest);
-        const uint8_t* const old_ring = reader.buf;
-        EXPECT_EQ(kelflacf_fal_resize_buf(&reader, hint), status);
-        EXPECT_EQ(reader.buf != old_ring, hint == 20000) << "only a larger ring is allocated";
-        Bytes read(5000);
-        read.resize(static_cast<size_t>(kelflacf_fal_read(&reader, read.data(), 5000)));
-        EXPECT_EQ(read, rest);
+        for (const auto& [steps, pos, up_to_end] : rows) {
+            SCOPED_TRACE(std::string(steps) + ", then a ring for " + std::to_string(hint));
+            Reader reader(data);
+            Play(&reader, steps);
+            const auto [a, b] = kelflacf_fal_runs(&reader);
+            EXPECT_EQ(a.count, up_to_end) << "the bytes buffered up to the ring's end";
+            Bytes read = Cat({{a.bytes, a.bytes + a.count}, {b.bytes, b.bytes + b.count}});
+            const auto from = data.begin() + pos;
+            EXPECT_EQ(read, Bytes(from, from + a.count + b.count));
+            const uint8_t* const old_ring = reader.buf;
+            EXPECT_EQ(kelflacf_fal_resize_buf(&reader, hint), status);
+            EXPECT_EQ(reader.buf != old_ring, hint == 20000) << "only a larger ring is allocated";
+            read.resize(7000);
+            read.resize(static_cast<size_t>(kelflacf_fal_read(&reader, read.data(), 7000)));
+            EXPECT_EQ(read, Bytes(from, data.end()));
+        }
     }
 }
 

@@ -66,15 +66,20 @@ TEST(Open, RefusesAnUntimedStreamWhoseLastFrameCantBeReached) {
     EXPECT_EQ(Demuxer(untimed, RefusePositions).err, -3);
 }
 
-TEST(Open, BelievesASourceThatSaysItHasOneByte) {
-    const Bytes file = StreamBuilder{}.Picture({Text("image")}).Frames(0, 3, 200).Build();
-    // The first call of getsize that answers 1, as all later ones do; the status; the pictures.
-    for (const auto& [from, status, pictures] : {std::tuple(0, -3, 0), {1, 0, 0}, {2, 0, 1}}) {
-        Demuxer demuxer(file, [first = from](Call& call) {
-            if (call.op == "getsize" && call.index >= first) call.result = 1;
+TEST(Open, BelievesASourceThatStatesTooFewBytes) {
+    const StreamBuilder picture = StreamBuilder{}.Picture({Text("image")});
+    const Bytes file = StreamBuilder(picture).Frames(0, 3, 200).Build();
+    const auto end = static_cast<int64_t>(picture.Build().size());
+    // The first call of getsize (from 0) that gives this size; the size; what is expected.
+    const std::tuple<int, int64_t, std::tuple<int, int, int>> rows[] = {
+        {0, 1, {-3, 0, 0}}, {1, 1, {0, 0, 1}}, {1, end, {0, 1, 1}}, {2, 1, {0, 1, 1}}};
+    for (const auto& [first, stated, expected] : rows) {
+        Demuxer demuxer(file, [from = first, size = stated](Call& call) {
+            if (call.op == "getsize" && call.index >= from) call.result = size;
         });
-        const auto kept = demuxer.ctx != nullptr ? demuxer.ctx->tag_rec.pic_num : 0;
-        EXPECT_EQ(std::pair(demuxer.err, kept), std::pair(status, pictures)) << "from " << from;
+        const int pictures = demuxer.ctx != nullptr ? demuxer.ctx->tag_rec.pic_num : 0;
+        EXPECT_EQ(std::tuple(demuxer.err, pictures, demuxer.info.seekable), expected)
+            << "status, pictures, seekable; size " << stated << " from call " << first << " on";
     }
 }
 

@@ -56,11 +56,14 @@ TEST(Comments, AKeyThatIsPartlyBufferedIsNotRecognised) {
 }
 
 TEST(Comments, PastTheDataAreEmptyWhileTheBlockHasRoom) {
-    for (const auto& [count, status] : {std::pair(2, 0), {3, 0}, {4, -1}}) {
+    // How many comments the block states, its bytes for them, the result.
+    for (const auto& [count, room, status] :
+         {std::tuple(2U, 12U, 0), {3U, 12U, 0}, {4U, 12U, -1}, {1U, 3U, -1}}) {
         const Bytes vendor(4), first_comment(4);  // both are empty
-        Reader reader(Cat({vendor, Le(static_cast<uint64_t>(count), 4), first_comment}));
+        Reader reader(Cat({vendor, Le(count, 4), first_comment}));
         KELFLACFD_TAG tag = {};
-        EXPECT_EQ(parse_vorbis_comment(&reader, 8 + 3 * 4, &tag), status) << count << " comments";
+        EXPECT_EQ(parse_vorbis_comment(&reader, 8U + room, &tag), status)
+            << count << " comments, room for " << room << " bytes";
         const int32_t numbers[] = {tag.year, tag.track_num, tag.track_total, tag.disc_num,
                                    tag.compilation};
         EXPECT_THAT(numbers, testing::Each(-1)) << "numbers without a comment";

@@ -50,17 +50,12 @@ struct Session : OwnSource, Player {
         TakeLog();
     }
     ~Session() { extractor.reset(); }
-    std::string TrackFormat() {
-        MustBeClaimed();
-        return Entries(Player::TrackFormat(meta), meta);
-    }
-    std::string FileMeta() {
-        MustBeClaimed();
-        return Entries(Player::FileMeta(meta), meta);
-    }
-    void MustBeClaimed() const {
+    Player& Claimed() {  ///< Throws if there is no extractor.
         if (extractor == nullptr) throw std::runtime_error("set-up: the stream has no extractor");
+        return *this;
     }
+    std::string TrackFormat() { return Entries(Claimed().TrackFormat(meta), meta); }
+    std::string FileMeta() { return Entries(Claimed().FileMeta(meta), meta); }
     Packet Read(uint32_t options = 0, int64_t seek_us = 0) {  ///< Releases the buffer again.
         if (!group->has_buffers(group->handle))
             throw std::runtime_error("no buffer is free: the read might never return");
@@ -78,8 +73,7 @@ struct Session : OwnSource, Player {
 /** A session whose track is started. */
 struct Started : Session {
     explicit Started(Bytes bytes, const Hook& hook = {}) : Session(std::move(bytes), hook) {
-        MustBeClaimed();
-        if (Start() != AMEDIA_OK) throw std::runtime_error("set-up: the track does not start");
+        if (Claimed().Start() != AMEDIA_OK) throw std::runtime_error("set-up: the start fails");
     }
 };
 
