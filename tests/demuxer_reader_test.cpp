@@ -28,7 +28,7 @@ TEST(Reader, HasARingForItsHintAndAChunk) {
         EXPECT_EQ(reader.created, created);
         EXPECT_EQ(reader.eof, at_end);
         EXPECT_EQ(reader.size, ring);
-        EXPECT_EQ(reader.reach, ring + kelflacf_fal_buffered(&reader)) << "a load adds the ring";
+        EXPECT_EQ(reader.reach, ring + kelflacf_fal_buffered(&reader)) << "a load adds `size`";
         EXPECT_EQ(reader.source.counts["close"], closes);
     }
 }
@@ -118,13 +118,11 @@ TEST(Reader, FillsUpToTheSecondEmptyReadInARow) {
     const std::tuple<std::set<int>, int, int, int> rows[] = {
         {{}, 0, 28672, 7},     {{1}, 0, 24576, 7},    {{1, 2}, 0, 4096, 3},
         {{1, 3}, 0, 20480, 7}, {{5, 6}, 0, 20480, 7}, {{1, 2}, 1, 20482, 7}};
-    for (const auto& row : rows) {
-        const auto& [few, bytes, buffered, reads] = row;
-        SCOPED_TRACE("reads number (from 0) " + testing::PrintToString(few) + " give " +
+    for (const auto& [few, bytes, buffered, reads] : rows) {
+        SCOPED_TRACE("the reads (from 0) " + testing::PrintToString(few) + " give " +
                      std::to_string(bytes) + " bytes");
-        const auto spoil = [&](Call& call) {
-            if (call.op == "read" && std::get<0>(row).count(call.index) > 0)
-                call.result = std::get<1>(row);
+        const auto spoil = [spoiled = few, given = bytes](Call& call) {
+            if (call.op == "read" && spoiled.count(call.index) > 0) call.result = given;
         };
         Reader reader(Noise(40000), spoil, 20000);
         EXPECT_EQ(kelflacf_fal_bytes_peek(&reader), buffered);

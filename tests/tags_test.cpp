@@ -17,7 +17,7 @@ static std::string Published(const StreamBuilder& metadata) {
 }
 
 TEST(Comments, KeepTheFirstTextAndTheLastNumberOfEachKey) {
-    const std::string fifty_five = "TITLE=" + std::string(49, '7');  // the length's byte is a "7"
+    const std::string fifty_five = "TITLE=" + std::string(49, '7');  // 55 is the code of "7"
     const std::pair<Texts, std::string> rows[] = {
         {{}, ""},
         {{"tItLe=One", "TITLE=Two"}, "title='One', "},
@@ -59,11 +59,11 @@ TEST(Comments, PastTheDataAreEmptyWhileTheBlockHasRoom) {
     // How many comments the block states, its bytes for them, the result.
     for (const auto& [count, room, status] :
          {std::tuple(2U, 12U, 0), {3U, 12U, 0}, {4U, 12U, -1}, {1U, 3U, -1}}) {
-        const Bytes vendor(4), first_comment(4);  // both are empty
+        const Bytes vendor(4), first_comment(4);  // lengths of 0
         Reader reader(Cat({vendor, Le(count, 4), first_comment}));
         KELFLACFD_TAG tag = {};
         EXPECT_EQ(parse_vorbis_comment(&reader, 8U + room, &tag), status)
-            << count << " comments, room for " << room << " bytes";
+            << count << " comments stated, " << room << " bytes for them";
         const int32_t numbers[] = {tag.year, tag.track_num, tag.track_total, tag.disc_num,
                                    tag.compilation};
         EXPECT_THAT(numbers, testing::Each(-1)) << "numbers without a comment";
@@ -75,6 +75,7 @@ TEST(Comments, ANumberAtTheEndOfTheBufferedBytesDoesNotMoveTheSource) {
     Reader reader(Cat({body, Bytes(5000)}));
     KELFLACFD_TAG tag = {};
     EXPECT_EQ(parse_vorbis_comment(&reader, 4096, &tag), 0);
+    EXPECT_EQ(tag.disc_num, 7);
     EXPECT_EQ(reader.source.Lines("setpos"), Texts{});
 }
 

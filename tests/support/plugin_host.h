@@ -19,7 +19,7 @@ namespace kelflac_test {
 using namespace kelflac_host;
 using namespace kelflac_streams;
 
-/** Lines "priority tag text" (tag "-": none) since the last call. The first call starts the log. */
+/** Lines "priority tag text" (no tag: "-") since the last call. The first call starts the log. */
 inline std::string TakeLog() {
     static std::string lines;
     static std::mutex lock;
@@ -56,7 +56,7 @@ struct Session : OwnSource, Player {
     }
     std::string TrackFormat() { return Entries(Claimed().TrackFormat(meta), meta); }
     std::string FileMeta() { return Entries(Claimed().FileMeta(meta), meta); }
-    Packet Read(uint32_t options = 0, int64_t seek_us = 0) {  ///< Releases the buffer again.
+    Packet Read(uint32_t options = 0, int64_t seek_us = 0) {  ///< Releases the buffer.
         if (!group->has_buffers(group->handle))
             throw std::runtime_error("no buffer is free: the read might never return");
         const auto [status, b] = Next(options, seek_us);
