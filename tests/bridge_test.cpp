@@ -14,7 +14,7 @@ static std::string IsNull(const std::string& line, const std::string& argument) 
 }
 
 TEST(Bridge, EachCallHasItsResultAndItsLogLine) {
-    MemorySource source(Text("0123456789"), UnknownSize);
+    MemorySource source(Bytes(10), [](Call& c) { c.result = c.op == "getsize" ? -7 : c.result; });
     android::DataSourceHelper helper(source.slots());
     KELCMN_MFAL_PARAM param = {{}, &helper}, no_source = {};
     _KELCMN_MFAL record = {{}, {}, {}, {}, {}, {}, {}, {}, {}, {}, &param, {}}, bare = record;
@@ -48,8 +48,8 @@ TEST(Bridge, EachCallHasItsResultAndItsLogLine) {
         {"write nothing", kelcmn_mfal_write(fp, nullptr, -1), 0, ""},
         {"ioctl of command 1, which is accepted", kelcmn_mfal_ioctl(fp, 1, to), 0, ""},
         {"ioctl of command 2, which is not", kelcmn_mfal_ioctl(fp, 2, to), -1, ""},
-        {"getsize of an unknown size", kelcmn_mfal_getsize(fp, &n), 0, ""},
-        {"the size", n, 0, ""},
+        {"a getsize that fails and stores -7", kelcmn_mfal_getsize(fp, &n), 0, ""},
+        {"the size", n, -7, ""},
         {"skip 0", kelcmn_mfal_skip(fp, &none), -1, ""},
         {"skip 5", kelcmn_mfal_skip(fp, &five), 0, ""},
         {"read to the end", kelcmn_mfal_read(fp, to, 16), 5, ""},

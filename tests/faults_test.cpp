@@ -1,5 +1,5 @@
-// Each allocation, read, setpos and getsize fails in turn, once or from then on. All statuses are
-// documented, all bytes are the file's, nothing leaks, and the next open works as the first.
+// Each allocation, read, setpos and getsize fails in turn, once or from then on. Reads have only
+// documented statuses and the file's bytes, nothing leaks, and the next open works as the first.
 #include <gmock/gmock.h>
 
 #include "tests/support/heap.h"

@@ -137,7 +137,7 @@ TEST(FrameSearch, FindsHeadersInTheLastWordAndAtTheFirstByte) {
     KELFLACFD_FRM_HDR hdr;
     // FF F8 31 and zeros are a header.
     Reader word(Hex("55 55 FF F8 54 3C")), cut(Hex("55 55 FF F8 31")), first(FrameBytes({}, 20));
-    Reader cut_successor(Hex("FF F8 31 00 00 00 00 FF F8 31"));
+    Reader cut_successor(Hex("FF F8 31 00 00 00 00 FF F8 31")), none(Hex("FF F8"));
     KELFLACFD_SEEN seen = {};
     EXPECT_EQ(find_frm_hdr(&word, &hdr), 2)
         << "a header in the last word: bytes after it count as zeros";
@@ -145,6 +145,7 @@ TEST(FrameSearch, FindsHeadersInTheLastWordAndAtTheFirstByte) {
     EXPECT_EQ(find_frm_hdr(&cut_successor, &hdr), 0);
     EXPECT_EQ(find_successor(&cut_successor, &seen, hdr), 0) << "no successor there either";
     EXPECT_EQ(find_last_frm_hdr(&first, &hdr), 0);
+    EXPECT_EQ(find_last_frm_hdr(&none, &hdr), -1);
 }
 
 }  // namespace kelflac_test

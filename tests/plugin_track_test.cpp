@@ -18,8 +18,7 @@ TEST(Track, SeeksToTheFrameOfATimeOrItsNeighbour) {
         {7, 5, 11, "1021678"}};  // no seek
     for (const auto& [options, us, number, at] : rows) {
         const auto [status, bytes, meta] = s.Read(options, us);
-        EXPECT_EQ(bytes, FrameBytes({number}, 200))
-            << "not frame " << number << ", at " << us << " us";
+        EXPECT_EQ(bytes, FrameBytes({number}, 200)) << "not frame " << number << ", us: " << us;
         EXPECT_EQ(meta, "timeUs=" + at + "L, is-sync-frame=1, durationUs=92879L, ");
     }
 }
@@ -83,7 +82,7 @@ struct Held : Session {
 TEST(Track, FailsWithoutAStreamABufferOrItsCodec) {
     const sp<KelFLACFDSF> closed = new KelFLACFDSF, wrong = new KelFLACFDSF;
     wrong->ctx = static_cast<KELFLACFD_CTX*>(calloc(1, sizeof(KELFLACFD_CTX)));
-    wrong->ctx->magic = KELFLACFD_MAGIC;  // another codec
+    wrong->ctx->magic = KELFLACFD_MAGIC, wrong->info.codec = KELFLACFD_CODEC_FLAC;  // not in ctx
     // The holder, the references that the track keeps, its buffers, the statuses, the log.
     const std::tuple<const sp<KelFLACFDSF>&, int, bool, int, int, std::string> rows[] = {
         {closed, 1, true, 0, AMEDIA_ERROR_IO, " create fail\n"},

@@ -45,7 +45,7 @@ struct DemuxerPlayer {
         return kelflacfd_seek(ctx, &time, landed != nullptr ? landed : &unused);
     }
 
-    KELFLACFD_INFO info = {};
+    KELFLACFD_INFO info = {99};  ///< Codec 99: the demuxer has not written it.
     int err = 99;
     KELFLACFD_CTX* ctx = nullptr;  ///< Null: not opened.
 };
